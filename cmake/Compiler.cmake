@@ -1,0 +1,31 @@
+# One place for what every target is compiled with.
+set(CMAKE_CXX_STANDARD 20)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+set(CMAKE_CXX_VISIBILITY_PRESET hidden)
+set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
+set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
+set(CMAKE_RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR})
+set(CMAKE_LIBRARY_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR})
+
+set(KVWMI_SANITIZE "" CACHE STRING "Sanitizers for every target, as -fsanitize takes them")
+option(KVWMI_BENCH "Build the benchmarks" OFF)
+option(KVWMI_FUZZ "Build the fuzz targets for libFuzzer (clang only)" OFF)
+
+add_compile_options(-Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion -Wold-style-cast
+                    -Wnon-virtual-dtor -Woverloaded-virtual -Wextra-semi -Werror)
+if(KVWMI_SANITIZE)
+  add_compile_options(-fsanitize=${KVWMI_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer -g1)
+  add_link_options(-fsanitize=${KVWMI_SANITIZE})
+endif()
+if(WIN32)
+  add_compile_definitions(UNICODE _UNICODE WIN32_LEAN_AND_MEAN NOMINMAX _WIN32_WINNT=0x0A00)
+  add_link_options(-static -Wl,--no-insert-timestamp)
+endif()
+
+find_program(KVWMI_CCACHE ccache)
+if(KVWMI_CCACHE)
+  set(CMAKE_CXX_COMPILER_LAUNCHER ${CMAKE_COMMAND} -E env CCACHE_BASEDIR=${CMAKE_SOURCE_DIR} CCACHE_NOHASHDIR=1
+                                  ${KVWMI_CCACHE})
+endif()

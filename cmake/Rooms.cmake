@@ -1,0 +1,40 @@
+# A room is one folder under src/: its sources make the library kvwmi_<name>, and the *_test.cpp beside them the
+# test program <name>_test. New files are picked up by themselves.
+include(GoogleTest)
+
+if(CMAKE_CROSSCOMPILING)
+  # Debian ships GoogleTest for Linux only; its sources build for Windows.
+  set(INSTALL_GTEST OFF)
+  set(gtest_disable_pthreads OFF)
+  add_subdirectory(/usr/src/googletest ${CMAKE_BINARY_DIR}/googletest EXCLUDE_FROM_ALL SYSTEM)
+  foreach(target gtest gtest_main gmock gmock_main)
+    target_compile_options(${target} PRIVATE -w)
+  endforeach()
+else()
+  find_package(GTest REQUIRED)
+endif()
+
+# kvwmi_test(NAME sources... [LIBS libraries...])
+function(kvwmi_test name)
+  cmake_parse_arguments(arg "" "" "LIBS" ${ARGN})
+  add_executable(${name} ${arg_UNPARSED_ARGUMENTS})
+  target_link_libraries(${name} PRIVATE ${arg_LIBS} GTest::gmock_main)
+  gtest_discover_tests(${name} TEST_PREFIX ${name}: DISCOVERY_TIMEOUT 60 PROPERTIES TIMEOUT 300)
+endfunction()
+
+# kvwmi_room(NAME [DEPENDS rooms...] [LIBS libraries...] [TEST_LIBS libraries...])
+function(kvwmi_room name)
+  cmake_parse_arguments(arg "" "" "DEPENDS;LIBS;TEST_LIBS" ${ARGN})
+  file(GLOB_RECURSE sources CONFIGURE_DEPENDS *.cpp)
+  set(tests ${sources})
+  list(FILTER sources EXCLUDE REGEX "_test\\.cpp$")
+  list(FILTER tests INCLUDE REGEX "_test\\.cpp$")
+
+  add_library(kvwmi_${name} STATIC ${sources})
+  target_include_directories(kvwmi_${name} PUBLIC ${CMAKE_SOURCE_DIR}/include ${CMAKE_SOURCE_DIR}/src)
+  list(TRANSFORM arg_DEPENDS PREPEND kvwmi_)
+  target_link_libraries(kvwmi_${name} PUBLIC ${arg_DEPENDS} ${arg_LIBS})
+  if(tests)
+    kvwmi_test(${name}_test ${tests} LIBS kvwmi_${name} ${arg_TEST_LIBS})
+  endif()
+endfunction()
