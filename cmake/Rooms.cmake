@@ -1,6 +1,5 @@
 # A room is one folder under src/: its sources make the library kvwmi_<name>, and the *_test.cpp beside them the
-# test program <name>_test. New files are picked up by themselves.
-include(GoogleTest)
+# test program <name>_test, run as one test. New files are picked up by themselves.
 
 if(CMAKE_CROSSCOMPILING)
   # Debian ships GoogleTest for Linux only; its sources build for Windows.
@@ -19,7 +18,8 @@ function(kvwmi_test name)
   cmake_parse_arguments(arg "" "" "LIBS" ${ARGN})
   add_executable(${name} ${arg_UNPARSED_ARGUMENTS})
   target_link_libraries(${name} PRIVATE ${arg_LIBS} GTest::gmock_main)
-  gtest_discover_tests(${name} TEST_PREFIX ${name}: DISCOVERY_TIMEOUT 60 PROPERTIES TIMEOUT 300)
+  add_test(NAME ${name} COMMAND ${name} --gtest_brief=1 --gtest_output=xml:${CMAKE_BINARY_DIR}/results/${name}.xml)
+  set_tests_properties(${name} PROPERTIES TIMEOUT 300)
 endfunction()
 
 # kvwmi_room(NAME [DEPENDS rooms...] [LIBS libraries...] [TEST_LIBS libraries...])
