@@ -1,0 +1,40 @@
+#include "linux/linux_ground.h"
+
+#include "frame/runtime_error.h"
+
+namespace kvwmi {
+
+Ground& local_ground() {
+  // Never destroyed: threads and static objects of the host may use it to the very end.
+  static Ground& ground = *new ground::LinuxGround;
+  return ground;
+}
+
+namespace ground {
+
+std::unique_ptr<wmi::Locator> LinuxGround::create_locator() {
+  throw runtime_error(RuntimeError::cannot_create_object);
+}
+
+std::shared_ptr<wmi::Sink> LinuxGround::create_sink(wmi::ObjectReady) {
+  throw runtime_error(RuntimeError::cannot_create_object);
+}
+
+Windows& LinuxGround::windows() {
+  throw runtime_error(RuntimeError::cannot_create_object);
+}
+Timers& LinuxGround::timers() {
+  throw runtime_error(RuntimeError::cannot_create_object);
+}
+NamedEvents& LinuxGround::named_events() {
+  throw runtime_error(RuntimeError::cannot_create_object);
+}
+FileSystem& LinuxGround::file_system() {
+  throw runtime_error(RuntimeError::cannot_create_object);
+}
+IpAddressLibrary& LinuxGround::ip_address_library() {
+  throw runtime_error(RuntimeError::cannot_create_object);
+}
+
+}  // namespace ground
+}  // namespace kvwmi
