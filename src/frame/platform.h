@@ -22,7 +22,7 @@ class Clock {
   virtual void sleep(std::chrono::milliseconds duration) = 0;
 };
 
-/// FormatMessageA and IsWow64Process.
+/// FormatMessageA, IsWow64Process and the regional settings.
 class SystemInfo {
  public:
   virtual ~SystemInfo() = default;
@@ -30,6 +30,10 @@ class SystemInfo {
   [[nodiscard]] virtual std::optional<std::string> message(std::int32_t code) = 0;
   /// The flag IsWow64Process writes for this process; nullopt where the system has no such entry.
   [[nodiscard]] virtual std::optional<std::int32_t> wow64_process() = 0;
+  /// A date in the machine's short format; 2026-01-31 where there are no regional settings.
+  [[nodiscard]] virtual std::string date_text(std::chrono::local_days date);
+  /// A time of day in the machine's format; 23:59:59 where there are no regional settings.
+  [[nodiscard]] virtual std::string time_text(std::chrono::seconds since_midnight);
 };
 
 /// Top-level windows.

@@ -36,5 +36,10 @@ IpAddressLibrary& LinuxGround::ip_address_library() {
   throw runtime_error(RuntimeError::cannot_create_object);
 }
 
+std::unique_ptr<ThreadBound>& LinuxGround::thread_slot() {
+  thread_local std::unique_ptr<ThreadBound> slot;
+  return slot;
+}
+
 }  // namespace ground
 }  // namespace kvwmi

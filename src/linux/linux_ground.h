@@ -20,6 +20,8 @@ class LinuxGround final : public Ground {
   NamedEvents& named_events() override;
   FileSystem& file_system() override;
   IpAddressLibrary& ip_address_library() override;
+  /// Emptied when the thread ends.
+  std::unique_ptr<ThreadBound>& thread_slot() override;
 
  private:
   LinuxClock clock_;

@@ -6,9 +6,11 @@
 #include <functional>
 #include <map>
 #include <memory>
+#include <mutex>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <thread>
 #include <utility>
 #include <vector>
 
@@ -77,7 +79,7 @@ class FakeObjectSet final : public wmi::ObjectSet {
 
 class FakeSink final : public wmi::Sink {
  public:
-  explicit FakeSink(wmi::ObjectReady handler) : handler(std::move(handler)) {}
+  explicit FakeSink(wmi::ObjectReady ready) : handler(std::move(ready)) {}
   wmi::ObjectReady handler;
 };
 
@@ -314,6 +316,14 @@ struct FakeGround final : Ground {
   NamedEvents& named_events() override { return fake_named_events; }
   FileSystem& file_system() override { return fake_file_system; }
   IpAddressLibrary& ip_address_library() override { return fake_ip_address_library; }
+  std::unique_ptr<ThreadBound>& thread_slot() override {
+    const std::scoped_lock lock(slots_mutex_);
+    return slots_[std::this_thread::get_id()];
+  }
+
+ private:
+  std::mutex slots_mutex_;
+  std::map<std::thread::id, std::unique_ptr<ThreadBound>> slots_;  // last: what it holds uses the fakes
 };
 
 }  // namespace kvwmi::testing
