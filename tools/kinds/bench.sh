@@ -1,0 +1,6 @@
+summary="the benchmarks' own checks, in a short run"
+order=70
+packages="run test"
+alone=yes
+kind_build() { build linux-release; }
+kind_run() { run_ctest linux-release bench "$@"; }

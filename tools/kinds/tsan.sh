@@ -1,0 +1,8 @@
+summary="unit tests under the thread sanitizer"
+order=40
+packages="run test"
+kind_build() { build linux-tsan; }
+kind_run() {
+  export TSAN_OPTIONS=halt_on_error=1:second_deadlock_stack=1
+  run_ctest linux-tsan unit "$@"
+}

@@ -1,0 +1,94 @@
+# Shared by run, test and the kinds of tests. Sourced with `root` set to the top of the tree.
+# shellcheck shell=bash
+
+# Colours only for people: a terminal, and nobody has asked for none.
+if [[ -t 1 && -z ${NO_COLOR:-} && ${TERM:-dumb} != dumb ]]; then
+  bold=$'\e[1m' red=$'\e[31m' green=$'\e[32m' yellow=$'\e[33m' reset=$'\e[0m'
+else
+  bold='' red='' green='' yellow='' reset=''
+fi
+
+say() { printf '%s\n' "$*"; }
+complain() { printf '%s\n' "$*" >&2; }
+die() {
+  complain "$*"
+  exit 1
+}
+
+# packages_for PURPOSE... - the packages that these purposes need.
+packages_for() {
+  awk -v wanted=" $* " '!/^#/ && NF == 2 && index(wanted, " " $1 " ") && !seen[$2]++ { print $2 }' \
+    "$root/tools/packages"
+}
+
+# missing_packages PURPOSE... - those that are not installed; nothing on a machine without dpkg.
+missing_packages() {
+  command -v dpkg-query >/dev/null || return 0
+  local wanted
+  mapfile -t wanted < <(packages_for "$@")
+  ((${#wanted[@]})) || return 0
+  # A package that only provides another is no match, so ask by name and see what comes back as installed.
+  comm -13 \
+    <(dpkg-query -W -f '${db:Status-Status} ${Package}\n' "${wanted[@]}" 2>/dev/null |
+      awk '$1 == "installed" { print $2 }' | sort -u) \
+    <(printf '%s\n' "${wanted[@]}" | sort -u)
+}
+
+# Words that run a command as root, or a failure where there is no way to.
+as_root() {
+  if ((EUID == 0)); then
+    "$@"
+  elif command -v sudo >/dev/null && { sudo -n true 2>/dev/null || [[ -t 0 && -t 2 ]]; }; then
+    sudo "$@"
+  else
+    return 126
+  fi
+}
+
+# install_packages PURPOSE... - installs what is missing. Fails with the list in `missing` where it cannot.
+install_packages() {
+  local log=$root/build/logs/packages.log
+  mapfile -t missing < <(missing_packages "$@")
+  ((${#missing[@]})) || return 0
+  mkdir -p "$root/build/logs"
+  say "Installing ${#missing[@]} Debian packages: ${missing[*]}"
+  local apt=(env DEBIAN_FRONTEND=noninteractive apt-get -q -y -o Acquire::Retries=3 -o DPkg::Lock::Timeout=300)
+  if as_root "${apt[@]}" update >"$log" 2>&1 </dev/null &&
+    as_root "${apt[@]}" install --no-install-recommends "${missing[@]}" >>"$log" 2>&1 </dev/null; then
+    missing=()
+    return 0
+  fi
+  mapfile -t missing < <(missing_packages "$@")
+  ((${#missing[@]})) || return 0
+  [[ -s $log ]] && tail -n 5 "$log" >&2
+  return 1
+}
+
+cores() { nproc; }
+
+# configure PRESET - only where it has not been done; the build tool repeats it when a CMake file changes.
+configure() {
+  [[ -f $root/build/$1/build.ninja ]] && return 0
+  (cd "$root" && cmake --preset "$1")
+}
+
+# build PRESET [TARGET...]
+build() {
+  local preset=$1
+  shift
+  configure "$preset" && cmake --build "$root/build/$preset" -j "$(cores)" ${1:+--target "$@"}
+}
+
+# sources_newer STAMP - whether anything that a build depends on changed since; folders count, so that files which came
+# or went are seen.
+sources_newer() {
+  [[ ! -e $1 ]] || [[ -n $(find "$root/include" "$root/src" "$root/cmake" "$root/CMakeLists.txt" \
+    "$root/CMakePresets.json" -newer "$1" -print -quit 2>/dev/null) ]]
+}
+
+# The C++ files of the tree, relative to its top; those not yet added too.
+sources() {
+  (cd "$root" && git ls-files --cached --others --exclude-standard -- '*.h' '*.cpp' | while IFS= read -r file; do
+    [[ -f $file ]] && printf '%s\n' "$file"
+  done)
+}
