@@ -1,10 +1,11 @@
 #include "kvwmi/currency.h"
 
 #include <array>
-#include <charconv>
 #include <cmath>
 #include <limits>
+#include <optional>
 
+#include "frame/decimal.h"
 #include "frame/runtime_error.h"
 
 namespace kvwmi {
@@ -12,6 +13,7 @@ namespace {
 
 constexpr std::int64_t kMax = std::numeric_limits<std::int64_t>::max();
 constexpr std::int64_t kMin = std::numeric_limits<std::int64_t>::min();
+constexpr int kDecimals = 4;
 
 [[noreturn]] void overflow() {
   throw runtime_error(RuntimeError::overflow);
@@ -50,54 +52,25 @@ Currency Currency::from_double(double value) {
 }
 
 Currency Currency::from_text(std::string_view text) {
-  const auto mismatch = [] { return runtime_error(RuntimeError::type_mismatch); };
-  constexpr std::string_view kBlanks = " \t\r\n";
-  const std::size_t first = text.find_first_not_of(kBlanks);
-  if (first == std::string_view::npos) throw mismatch();
-  text = text.substr(first, text.find_last_not_of(kBlanks) - first + 1);
+  const std::optional<Decimal> decimal = parse_decimal(text);
+  if (!decimal) throw runtime_error(RuntimeError::type_mismatch);
+  if (decimal->digits.empty()) return {};
 
-  const bool negative = text.front() == '-';
-  if (negative || text.front() == '+') text.remove_prefix(1);
-
-  // Plain decimals are taken exactly; only an exponent goes through double.
+  // The first `kept` digits are the scaled value, the next one and what follows decide the rounding.
+  const std::string& digits = decimal->digits;
+  const int places = decimal->exponent + kDecimals;
+  if (places < 0) return {};
+  if (places > std::numeric_limits<std::uint64_t>::digits10) overflow();
+  const auto kept = static_cast<std::size_t>(places);
   std::uint64_t units = 0;
-  int decimals = -1;  // digits seen after the point; -1 before the point
-  bool digits = false;
-  bool tail_not_zero = false;
-  int fifth = 0;
-  for (const char c : text) {
-    if (c == '.' && decimals < 0) {
-      decimals = 0;
-      continue;
-    }
-    if (c < '0' || c > '9') {
-      double value = 0;
-      const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
-      if (error == std::errc::result_out_of_range) overflow();
-      if (error != std::errc{} || end != text.data() + text.size() || !std::isfinite(value)) throw mismatch();
-      return from_double(negative ? -value : value);
-    }
-    digits = true;
-    const auto digit = static_cast<unsigned>(c - '0');
-    if (decimals >= 4) {
-      if (decimals++ == 4) {
-        fifth = static_cast<int>(digit);
-      } else {
-        tail_not_zero = tail_not_zero || digit != 0;
-      }
-      continue;
-    }
-    if (units > (std::numeric_limits<std::uint64_t>::max() - digit) / 10) overflow();
-    units = units * 10 + digit;
-    if (decimals >= 0) ++decimals;
+  for (std::size_t i = 0; i < kept; ++i) {
+    units = units * 10 + (i < digits.size() ? static_cast<std::uint64_t>(digits[i] - '0') : 0);
   }
-  if (!digits) throw mismatch();
-  for (int i = decimals < 0 ? 0 : decimals; i < 4; ++i) {
-    if (units > std::numeric_limits<std::uint64_t>::max() / 10) overflow();
-    units *= 10;
+  if (digits.size() > kept) {
+    const bool half = digits[kept] == '5' && digits.find_first_not_of('0', kept + 1) == std::string::npos;
+    if (half ? units % 2 == 1 : digits[kept] >= '5') ++units;
   }
-  if (fifth > 5 || (fifth == 5 && (tail_not_zero || units % 2 == 1))) ++units;
-  return from_scaled(with_sign(units, negative));
+  return from_scaled(with_sign(units, decimal->negative));
 }
 
 double Currency::to_double() const noexcept {
@@ -122,15 +95,17 @@ std::string Currency::to_text() const {
 }
 
 Currency operator+(Currency a, Currency b) {
-  std::int64_t sum = 0;
-  if (__builtin_add_overflow(a.scaled(), b.scaled(), &sum)) overflow();
-  return Currency::from_scaled(sum);
+  const std::int64_t x = a.scaled();
+  const std::int64_t y = b.scaled();
+  if (y < 0 ? x < kMin - y : x > kMax - y) overflow();
+  return Currency::from_scaled(x + y);
 }
 
 Currency operator-(Currency a, Currency b) {
-  std::int64_t difference = 0;
-  if (__builtin_sub_overflow(a.scaled(), b.scaled(), &difference)) overflow();
-  return Currency::from_scaled(difference);
+  const std::int64_t x = a.scaled();
+  const std::int64_t y = b.scaled();
+  if (y < 0 ? x > kMax + y : x < kMin + y) overflow();
+  return Currency::from_scaled(x - y);
 }
 
 Currency operator*(Currency a, Currency b) {
