@@ -1,5 +1,6 @@
 #include "frame/conversion.h"
 
+#include <algorithm>
 #include <array>
 #include <charconv>
 #include <cmath>
@@ -8,6 +9,7 @@
 #include <string_view>
 #include <type_traits>
 
+#include "frame/decimal.h"
 #include "frame/runtime_error.h"
 #include "frame/text.h"
 
@@ -47,7 +49,11 @@ double number_of(bool value) {
   return value ? -1.0 : 0.0;
 }
 double number_of(const std::string& text) {
-  return Currency::from_text(text).to_double();
+  const std::optional<Decimal> decimal = parse_decimal(text);
+  if (!decimal) raise(RuntimeError::type_mismatch);
+  const std::optional<double> value = to_double(*decimal);
+  if (!value) raise(RuntimeError::overflow);
+  return *value;
 }
 template <typename T>
 requires std::is_arithmetic_v<T>
@@ -56,10 +62,19 @@ double number_of(T value) {
 }
 
 template <typename T>
-std::string shortest(T value) {
+std::string digits_of(T value) {
   std::array<char, 32> buffer{};
-  const auto end = std::to_chars(buffer.data(), buffer.data() + buffer.size(), value).ptr;
-  return {buffer.data(), end};
+  char* const begin = buffer.data();
+  char* const end = begin + buffer.size();
+  if constexpr (std::is_floating_point_v<T>) {
+    if (value == 0) return "0";  // the negative zero too
+    constexpr int kSignificant = std::is_same_v<T, float> ? 7 : 15;
+    std::string text(begin, std::to_chars(begin, end, value, std::chars_format::general, kSignificant).ptr);
+    std::replace(text.begin(), text.end(), 'e', 'E');
+    return text;
+  } else {
+    return {begin, std::to_chars(begin, end, value).ptr};
+  }
 }
 
 }  // namespace
@@ -72,7 +87,7 @@ std::string to_text(const wmi::Value& value) {
     } else if constexpr (std::is_same_v<Held, std::string>) {
       return held;
     } else {
-      return shortest(held);
+      return digits_of(held);
     }
   });
 }
@@ -103,6 +118,17 @@ bool to_boolean(const wmi::Value& value) {
     }
     return number_of(held) != 0.0;
   });
+}
+
+std::int32_t checked_add(std::int32_t a, std::int32_t b) {
+  const std::int64_t sum = std::int64_t{a} + b;
+  if (sum != static_cast<std::int32_t>(sum)) raise(RuntimeError::overflow);
+  return static_cast<std::int32_t>(sum);
+}
+
+double divide(double dividend, double divisor) {
+  if (divisor == 0.0) raise(dividend == 0.0 ? RuntimeError::overflow : RuntimeError::division_by_zero);
+  return dividend / divisor;
 }
 
 std::int32_t round_to_long(double value) {
