@@ -1,16 +1,13 @@
 #include "kvwmi/checkpoint.h"
 
-#include <algorithm>
 #include <array>
 #include <chrono>
-#include <cmath>
 #include <string_view>
 #include <utility>
 #include <vector>
 
 #include "frame/connection.h"
 #include "frame/conversion.h"
-#include "frame/runtime_error.h"
 
 namespace kvwmi {
 namespace {
@@ -169,9 +166,9 @@ std::int32_t CheckPoint::m_GetProcessCPULoadPercentage(const std::string& f_strN
     CpuSample second;
     status = take_sample(*services_, counters, second);
     if (status == kAnswered) {
-      const double load =
-          (second.process - first.process).to_double() / (second.total - first.total).to_double() * 100.0;
-      f_lngPercentage = round_to_long(load);
+      const double share =
+          divide((second.process - first.process).to_double(), (second.total - first.total).to_double());
+      f_lngPercentage = round_to_long(share * 100.0);
     }
     return status;
   });
@@ -219,15 +216,13 @@ std::int32_t CheckPoint::m_GetProcessorLoadPercentage(std::int32_t& f_lngPercent
         probe_all(*services_, "SELECT * FROM Win32_Processor", [&](wmi::Object& processor) {
           const wmi::Value load = processor.get("LoadPercentage");
           if (load.is_null()) return false;
-          if (__builtin_add_overflow(f_lngPercentage, to_long(load), &f_lngPercentage)) {
-            throw runtime_error(RuntimeError::overflow);
-          }
-          ++counted;
+          f_lngPercentage = checked_add(f_lngPercentage, to_long(load));
+          counted = checked_add(counted, 1);
           return true;
         });
     if (status != kNoObject) {
-      // No processor told its load: 0 / 0, which is an overflow.
-      f_lngPercentage = round_to_long(static_cast<double>(f_lngPercentage) / static_cast<double>(counted));
+      // Processors that all told none make this 0/0, which is a failure.
+      f_lngPercentage = round_to_long(divide(f_lngPercentage, counted));
     }
     return status;
   });
