@@ -1,5 +1,6 @@
 #include "frame/text.h"
 
+#include <algorithm>
 #include <array>
 #include <cstdint>
 
@@ -9,7 +10,7 @@ namespace {
 constexpr char32_t kInvalidByte = 0x110000;
 
 /// Upper-case letters first..last whose lower-case form lies `distance` further on; `every` 2 where upper and
-/// lower case alternate.
+/// lower case alternate. In ascending order.
 struct CaseRange {
   char32_t first;
   char32_t last;
@@ -28,6 +29,7 @@ constexpr std::array kCaseRanges{
     CaseRange{0x179, 0x17D, 1, 2},     //
     CaseRange{0x1CD, 0x1DB, 1, 2},     // Latin Extended-B
     CaseRange{0x1DE, 0x1EE, 1, 2},     //
+    CaseRange{0x1F4, 0x1F4, 1, 1},     //
     CaseRange{0x1F8, 0x21E, 1, 2},     //
     CaseRange{0x222, 0x232, 1, 2},     //
     CaseRange{0x386, 0x386, 38, 1},    // Greek
@@ -62,12 +64,12 @@ char32_t fold_case(char32_t letter) {
   if (letter < 0x80) return static_cast<unsigned char>(fold_ascii(static_cast<char>(letter)));
   if (letter == 0x178) return 0xFF;   // Y with diaeresis: its small form is in Latin-1
   if (letter == 0x1E9E) return 0xDF;  // sharp s
-  for (const CaseRange& range : kCaseRanges) {
-    if (letter >= range.first && letter <= range.last) {
-      return (letter - range.first) % range.every == 0 ? letter + range.distance : letter;
-    }
-  }
-  return letter;
+  const auto* range =
+      std::lower_bound(kCaseRanges.begin(), kCaseRanges.end(), letter,
+                       [](const CaseRange& row, char32_t sought) { return row.last < sought; });
+  const bool upper =
+      range != kCaseRanges.end() && letter >= range->first && (letter - range->first) % range->every == 0;
+  return upper ? letter + range->distance : letter;
 }
 
 char32_t next_code_point(std::string_view& text) {
