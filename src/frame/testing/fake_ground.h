@@ -185,7 +185,7 @@ class FakeClock final : public Clock {
   }
 };
 
-class FakeSystemInfo final : public SystemInfo {
+class FakeSystemInfo : public SystemInfo {
  public:
   std::map<std::int32_t, std::string> messages;
   std::optional<std::int32_t> wow64 = 0;
