@@ -1,0 +1,111 @@
+#include "kvwmi/wmi_session.h"
+
+#include <gtest/gtest.h>
+
+#include "frame/testing/local_ground.h"
+#include "frame/wmi_status.h"
+#include "kvwmi/error.h"
+
+namespace kvwmi {
+namespace {
+
+using testing::FakeGround;
+using testing::FakeObject;
+
+std::shared_ptr<FakeObject> object(wmi::NamedValues values, std::string class_name) {
+  return std::make_shared<FakeObject>(std::move(values), std::move(class_name));
+}
+
+/// The failure of `steps`.
+template <typename Steps>
+Error failure_of(Steps steps) {
+  try {
+    steps();
+  } catch (const Error& error) {
+    return error;
+  }
+  ADD_FAILURE() << "nothing was raised";
+  return Error(0, "", "");
+}
+
+TEST(WmiSession, ConnectsToTheNamespaceItIsGiven) {
+  FakeGround ground;
+  WmiSession usual(ground);
+  WmiSession other(ground, R"(root\DEFAULT)");
+  ASSERT_EQ(ground.wmi.connections.size(), 2U);
+  EXPECT_EQ(ground.wmi.connections[0].name_space, R"(root\CIMV2)");
+  EXPECT_EQ(ground.wmi.connections[0].server, ".");
+  EXPECT_EQ(ground.wmi.connections[1].name_space, R"(root\DEFAULT)");
+}
+
+TEST(WmiSession, ConnectsToTheLocalMachineByItself) {
+  FakeGround& ground = testing::fake_local_ground();
+  const std::size_t before = ground.wmi.connections.size();
+  WmiSession session;
+  EXPECT_EQ(ground.wmi.connections.size(), before + 1);
+}
+
+TEST(WmiSession, SaysSoWhereWmiIsAbsent) {
+  FakeGround ground;
+  ground.wmi.installed = false;
+  const Error error = failure_of([&] { WmiSession session(ground); });
+  EXPECT_EQ(error.number(), 429);
+  EXPECT_EQ(error.description(), "WMI not installed");
+}
+
+TEST(WmiSession, AnswersObjectsInOrderWithTheirProperties) {
+  FakeGround ground;
+  ground.wmi.answer("SELECT * FROM A", {object({{"Name", wmi::Value("one")}, {"Size", wmi::Value("7")}}, "A"),
+                                        object({{"Name", wmi::Value("two")}, {"Size", wmi::Value()}}, "A")});
+  const std::vector<WmiObject> found = WmiSession(ground).query("SELECT * FROM A");
+  ASSERT_EQ(found.size(), 2U);
+  EXPECT_EQ(found[0].class_name, "A");
+  ASSERT_EQ(found[0].properties.size(), 2U);
+  EXPECT_EQ(found[0].properties[0].name, "Name");
+  EXPECT_EQ(found[0].properties[0].value, wmi::Value("one"));
+  EXPECT_EQ(found[1].properties[0].value, wmi::Value("two"));
+  EXPECT_TRUE(found[1].properties[1].value.is_null());
+}
+
+TEST(WmiSession, CarriesTheDiagnosticOfARefusedQuery) {
+  FakeGround ground;
+  ground.wmi.errors.emplace("SELEKT", wmi::wmi_error(wmi::Status::invalid_query, wmi::source::kServices)
+                                          .with_diagnostic({"SELEKT", 0, "expected SELECT"}));
+  WmiSession session(ground);
+  const Error error = failure_of([&] { static_cast<void>(session.query("SELEKT")); });
+  EXPECT_EQ(error.number(), static_cast<std::int32_t>(0x80041017));
+  EXPECT_EQ(error.source(), "SWbemServicesEx");
+  EXPECT_EQ(error.description(), "Invalid query ");
+  ASSERT_NE(error.query_diagnostic(), nullptr);
+  EXPECT_EQ(error.query_diagnostic()->message, "expected SELECT");
+}
+
+TEST(WmiSession, ListsTheClasses) {
+  FakeGround ground;
+  ground.wmi.answer("SELECT * FROM meta_class", {object({}, "Win32_Process"), object({}, "Win32_Service")});
+  EXPECT_EQ(WmiSession(ground).classes(), (std::vector<std::string>{"Win32_Process", "Win32_Service"}));
+}
+
+TEST(WmiSession, DescribesAClassInAnyCaseAndNotOneDerivedFromIt) {
+  FakeGround ground;
+  ground.wmi.answer("SELECT * FROM meta_class WHERE __this ISA 'cim_service'",
+                    {object({{"State", wmi::Value()}}, "Win32_Service"),
+                     object({{"Started", wmi::Value()}}, "CIM_Service")});
+  const WmiObject description = WmiSession(ground).class_description("cim_service");
+  EXPECT_EQ(description.class_name, "CIM_Service");
+  ASSERT_EQ(description.properties.size(), 1U);
+  EXPECT_EQ(description.properties[0].name, "Started");
+}
+
+TEST(WmiSession, AnUnknownClassIsNotFound) {
+  FakeGround ground;
+  WmiSession session(ground);
+  for (const char* name : {"Win32_Proces", "", "x' OR __this ISA 'y"}) {
+    const Error error = failure_of([&] { static_cast<void>(session.class_description(name)); });
+    EXPECT_EQ(error.number(), static_cast<std::int32_t>(0x80041002)) << name;
+    EXPECT_EQ(error.description(), "Not found ") << name;
+  }
+}
+
+}  // namespace
+}  // namespace kvwmi
