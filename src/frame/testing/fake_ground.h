@@ -111,10 +111,12 @@ struct FakeWmi {
   /// Delivers an event to every living subscription whose query is `query`; tells how many there were.
   int fire(const std::string& query, FakeObject& event) {
     int delivered = 0;
-    for (const Subscription& subscription : subscriptions) {
+    for (std::size_t i = 0; i < subscriptions.size(); ++i) {
+      const Subscription& subscription = subscriptions[i];
       const auto sink = subscription.sink.lock();
       if (!sink || subscription.query != query) continue;
-      static_cast<FakeSink&>(*sink).handler(event, subscription.context);
+      const wmi::NamedValues context = subscription.context;  // the handler may add subscriptions
+      static_cast<FakeSink&>(*sink).handler(event, context);
       ++delivered;
     }
     return delivered;
@@ -228,6 +230,17 @@ class FakeTimers final : public Timers {
     return last_;
   }
   void kill(Id timer) override { running.erase(timer); }
+
+  /// One tick of every running timer; a tick may set and kill timers.
+  void fire() {
+    for (const auto& [id, timer] : std::map(running)) timer.tick();
+  }
+  /// The intervals of the running timers in milliseconds, oldest timer first.
+  [[nodiscard]] std::vector<std::int32_t> intervals() const {
+    std::vector<std::int32_t> result;
+    for (const auto& [id, timer] : running) result.push_back(timer.milliseconds);
+    return result;
+  }
 
  private:
   Id last_ = 0;
