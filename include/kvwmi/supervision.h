@@ -1,0 +1,185 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+
+#include "kvwmi/currency.h"
+#include "kvwmi/export.h"
+
+namespace kvwmi {
+
+class Ground;
+class SupervisionEngine;
+
+/// Watches the local machine for an agent that works in numbered steps.
+///
+/// Name the agent's event, call `m_Initialize`, then ask for watches. Each watch carries the identifiers of
+/// its step and of itself. A watch that fires appends a record to the engine's queue and sets the named
+/// event; the agent then calls `m_PopEventInfos` for its step until it yields supervision 0. Notifications
+/// and polls are delivered by the message loop of the thread that made the object, which must therefore run
+/// one (see message_loop.h); every call belongs on that thread.
+///
+/// A copy is one more reference to the same engine. An initialised engine stays alive, and keeps watching,
+/// until `m_Release` has been called, also without any reference to it.
+///
+/// Failures raise Error with Number 0x8004020F and one line "KVWMI : Supervision." + method in Source; the
+/// queue operations keep the inner number. Requests return 0. Those that WMI serves fail before
+/// `m_Initialize` and after `m_Release`, and whatever WMI refuses leaves no trace.
+///
+/// Common arguments of the requests:
+/// - `f_lngPollingPeriod`: seconds between two looks at the machine;
+/// - `f_lngGroupPeriod`: seconds over which events are gathered into one, 0 for no gathering;
+/// - `f_lngGroupThreshold`: events that a group must have at least to be reported, 0 for any;
+/// - `f_blnNotifyIfUndetected`: report at `m_PushUndetectedEventInfos` that the watch did not fire, instead
+///   of reporting that it did. A polled watch reports both.
+///
+/// Names go into WMI's queries between single quotes as given: one with a single quote in it is refused.
+class KVWMI_API Supervision {
+ public:
+  /// Connects to nothing yet, so it cannot fail for lack of WMI.
+  Supervision();
+  explicit Supervision(Ground& ground);
+  Supervision(const Supervision&);
+  Supervision& operator=(const Supervision&);
+  ~Supervision();
+
+  /// @name Life and signalling
+  /// @{
+
+  /// Name of the agent's event, set at each queued record. Empty, or a name that no event has, signals
+  /// nothing.
+  [[nodiscard]] const std::string& p_strSupervisionEventName() const;
+  void p_strSupervisionEventName(const std::string& name);
+
+  /// Connects to root\CIMV2 and root\DEFAULT and starts to listen. Where WMI's scripting component is absent
+  /// the Description is "WMI not installed". Called twice, the engine is polled twice and needs two releases.
+  void m_Initialize();
+  /// Drops the connections, and with them every WMI watch, and the polls. The queue keeps its records.
+  void m_Release();
+
+  /// @}
+  /// @name Queue
+  /// @{
+
+  /// Takes the oldest record of a step; 0 and "" when it has none.
+  void m_PopEventInfos(std::int32_t f_lngCurrentStepId, std::int32_t& f_lngSupervisionId,
+                       std::string& f_strSupervisionDetail);
+  /// Queues one record, without a detail, for each watch of any step that asked to be told so and has not
+  /// fired. Signals nothing. A polled watch never counts as fired here.
+  void m_PushUndetectedEventInfos();
+
+  /// @}
+  /// @name Thresholds
+  ///
+  /// `f_lngCondition` compares the machine's value with `f_curValue`: 1 greater, 2 less, 3 greater or equal,
+  /// 4 less or equal, 5 equal, 6 different; another one raises "Condition unknown: '7'". `f_lngUnit` is 0
+  /// bytes, 1 kilobytes, 2 megabytes, 3 gigabytes (factors of 1024) or 4 percent of a capacity read now. A
+  /// threshold or product beyond the currency range raises "Overflow". The detail reads "Value: 1234 Bytes".
+  /// @{
+
+  /// Free space of the local fixed disk whose letter begins `f_strName`. Detail in bytes. A percentage of a
+  /// disk that is not there raises "Cannot retrieve disk capacity: 'Q:'".
+  std::int32_t m_SuperviseDiskFreeSpace(std::int32_t f_lngCurrentStepId, std::int32_t f_lngSupervisionId,
+                                        const std::string& f_strName, std::int32_t f_lngCondition,
+                                        Currency f_curValue, std::int32_t f_lngUnit,
+                                        std::int32_t f_lngPollingPeriod = 5,
+                                        std::int32_t f_lngGroupPeriod = 0,
+                                        std::int32_t f_lngGroupThreshold = 0,
+                                        bool f_blnNotifyIfUndetected = false);
+  /// Working set of each process of that image name. Detail in bytes. A percentage is of the paging files'
+  /// size.
+  std::int32_t m_SuperviseProcessMemorySize(std::int32_t f_lngCurrentStepId, std::int32_t f_lngSupervisionId,
+                                            const std::string& f_strName, std::int32_t f_lngCondition,
+                                            Currency f_curValue, std::int32_t f_lngUnit,
+                                            std::int32_t f_lngPollingPeriod = 5,
+                                            std::int32_t f_lngGroupPeriod = 0,
+                                            std::int32_t f_lngGroupThreshold = 0,
+                                            bool f_blnNotifyIfUndetected = false);
+  /// The three machine-wide sizes have details in kilobytes. A percentage is of the visible physical memory,
+  /// of the whole virtual memory, of the paging files' size; "Cannot retrieve memory capacity" without one.
+  std::int32_t m_SuperviseFreePhysicalMemorySize(std::int32_t f_lngCurrentStepId,
+                                                 std::int32_t f_lngSupervisionId, std::int32_t f_lngCondition,
+                                                 Currency f_curValue, std::int32_t f_lngUnit,
+                                                 std::int32_t f_lngPollingPeriod = 5,
+                                                 std::int32_t f_lngGroupPeriod = 0,
+                                                 std::int32_t f_lngGroupThreshold = 0,
+                                                 bool f_blnNotifyIfUndetected = false);
+  std::int32_t m_SuperviseFreeVirtualMemorySize(std::int32_t f_lngCurrentStepId,
+                                                std::int32_t f_lngSupervisionId, std::int32_t f_lngCondition,
+                                                Currency f_curValue, std::int32_t f_lngUnit,
+                                                std::int32_t f_lngPollingPeriod = 5,
+                                                std::int32_t f_lngGroupPeriod = 0,
+                                                std::int32_t f_lngGroupThreshold = 0,
+                                                bool f_blnNotifyIfUndetected = false);
+  std::int32_t m_SuperviseFreePagingFilesSize(std::int32_t f_lngCurrentStepId,
+                                              std::int32_t f_lngSupervisionId, std::int32_t f_lngCondition,
+                                              Currency f_curValue, std::int32_t f_lngUnit,
+                                              std::int32_t f_lngPollingPeriod = 5,
+                                              std::int32_t f_lngGroupPeriod = 0,
+                                              std::int32_t f_lngGroupThreshold = 0,
+                                              bool f_blnNotifyIfUndetected = false);
+  /// Load of each processor, in percent. Detail "Value: 12 %".
+  std::int32_t m_SuperviseProcessorLoadPercentage(
+      std::int32_t f_lngCurrentStepId, std::int32_t f_lngSupervisionId, std::int32_t f_lngCondition,
+      std::int32_t f_lngPercentage, std::int32_t f_lngPollingPeriod = 5, std::int32_t f_lngGroupPeriod = 0,
+      std::int32_t f_lngGroupThreshold = 0, bool f_blnNotifyIfUndetected = false);
+
+  /// @}
+  /// @name Changes of state, without a detail
+  /// @{
+
+  /// The service of that display name reaching the running or the stopped state; with neither, any change of
+  /// the service's instance.
+  std::int32_t m_SuperviseService(std::int32_t f_lngCurrentStepId, std::int32_t f_lngSupervisionId,
+                                  const std::string& f_strName, bool f_blnStart = true, bool f_blnStop = true,
+                                  std::int32_t f_lngPollingPeriod = 5, std::int32_t f_lngGroupPeriod = 0,
+                                  std::int32_t f_lngGroupThreshold = 0, bool f_blnNotifyIfUndetected = false);
+  /// The machine changing to mains power (25) or to battery power (any other value, by convention 26). Never
+  /// fires on a machine without a battery.
+  std::int32_t m_SupervisePowerSource(std::int32_t f_lngCurrentStepId, std::int32_t f_lngSupervisionId,
+                                      std::int32_t f_lngState = 25, std::int32_t f_lngPollingPeriod = 5,
+                                      std::int32_t f_lngGroupPeriod = 0, std::int32_t f_lngGroupThreshold = 0,
+                                      bool f_blnNotifyIfUndetected = false);
+  /// A process of that image name starting or ending. With neither, the watch never fires.
+  std::int32_t m_SuperviseProcess(std::int32_t f_lngCurrentStepId, std::int32_t f_lngSupervisionId,
+                                  const std::string& f_strName, bool f_blnCreate = true,
+                                  bool f_blnTerminate = true, std::int32_t f_lngPollingPeriod = 5,
+                                  std::int32_t f_lngGroupPeriod = 0, std::int32_t f_lngGroupThreshold = 0,
+                                  bool f_blnNotifyIfUndetected = false);
+
+  /// @}
+  /// @name Polled by the thread's timer, without a detail
+  ///
+  /// One timer serves all engines of a thread; its interval is the greatest common divisor of the polling
+  /// periods. A polling period below 1 second raises "Invalid procedure call or argument". With a group
+  /// period and no threshold, a record is queued at the end of every group period, changes or not.
+  /// @{
+
+  /// A top-level window with exactly that title appearing or disappearing.
+  std::int32_t m_SuperviseWindow(std::int32_t f_lngCurrentStepId, std::int32_t f_lngSupervisionId,
+                                 const std::string& f_strName, bool f_blnOpen = true, bool f_blnClose = true,
+                                 std::int32_t f_lngPollingPeriod = 5, std::int32_t f_lngGroupPeriod = 0,
+                                 std::int32_t f_lngGroupThreshold = 0, bool f_blnNotifyIfUndetected = false);
+  /// The machine's addresses differing from a definition file of the KVIPAddress library, or being absent.
+  std::int32_t m_SuperviseIPAddress(std::int32_t f_lngCurrentStepId, std::int32_t f_lngSupervisionId,
+                                    const std::string& f_strDefFileName, const std::string& f_strFilter,
+                                    bool f_blnCheckModification = true, bool f_blnCheckAbsence = true,
+                                    std::int32_t f_lngPollingPeriod = 5, std::int32_t f_lngGroupPeriod = 0,
+                                    std::int32_t f_lngGroupThreshold = 0,
+                                    bool f_blnNotifyIfUndetected = false);
+  /// Network interfaces coming up or going down since the state that the KVIPAddress library keeps in the
+  /// file. The engine's first poll only records the state; the file is deleted with the engine.
+  std::int32_t m_SuperviseNetworkInterfaces(
+      std::int32_t f_lngCurrentStepId, std::int32_t f_lngSupervisionId, const std::string& f_strDefFileName,
+      bool f_blnCheckActivation = true, bool f_blnCheckDeactivation = false,
+      std::int32_t f_lngPollingPeriod = 5, std::int32_t f_lngGroupPeriod = 0,
+      std::int32_t f_lngGroupThreshold = 0, bool f_blnNotifyIfUndetected = false);
+
+  /// @}
+
+ private:
+  std::shared_ptr<SupervisionEngine> engine_;
+};
+
+}  // namespace kvwmi

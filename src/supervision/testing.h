@@ -1,0 +1,78 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <ostream>
+#include <stdexcept>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "frame/testing/fake_ground.h"
+#include "kvwmi/diagnostics.h"
+#include "kvwmi/supervision.h"
+
+/// What the tests of this folder share.
+namespace kvwmi::supervision::testing {
+
+using kvwmi::testing::FakeGround;
+using kvwmi::testing::FakeObject;
+using kvwmi::testing::Objects;
+
+/// The supervision and the detail of a popped record.
+using Popped = std::pair<std::int32_t, std::string>;
+inline const Popped kNothing{0, ""};
+
+inline Popped pop(Supervision& supervision, std::int32_t step) {
+  Popped popped{-1, "before"};
+  supervision.m_PopEventInfos(step, popped.first, popped.second);
+  return popped;
+}
+
+/// The error that `action` raises.
+template <typename Action>
+Error error_of(Action action) {
+  try {
+    action();
+  } catch (const Error& error) {
+    return error;
+  }
+  throw std::logic_error("no error was raised");
+}
+
+inline constexpr std::int32_t kClassError = -2147220977;
+
+inline std::string tag(const std::string& routine) {
+  return "\r\n\tKVWMI : Supervision." + routine;
+}
+
+/// An instance event over `target`.
+inline FakeObject instance_event(wmi::NamedValues target) {
+  return FakeObject(
+      {{"TargetInstance",
+        wmi::Value(std::shared_ptr<wmi::Object>(std::make_shared<FakeObject>(std::move(target))))}},
+      "__InstanceModificationEvent");
+}
+
+/// The aggregate that stands for a group of `events`, the last of which represents it.
+inline FakeObject aggregate_event(const FakeObject& representative, std::int32_t events) {
+  return FakeObject({{"Representative",
+                      wmi::Value(std::shared_ptr<wmi::Object>(std::make_shared<FakeObject>(representative)))},
+                     {"NumberOfEvents", wmi::Value(events)}},
+                    "__AggregateEvent");
+}
+
+/// Collects what goes to the diagnostic hook while it lives.
+class Diagnostics {
+ public:
+  Diagnostics() {
+    set_diagnostic_hook([this](const Error& error) { errors.push_back(error); });
+  }
+  ~Diagnostics() { set_diagnostic_hook({}); }
+  Diagnostics(const Diagnostics&) = delete;
+  Diagnostics& operator=(const Diagnostics&) = delete;
+
+  std::vector<Error> errors;
+};
+
+}  // namespace kvwmi::supervision::testing
