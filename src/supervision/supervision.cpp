@@ -1,0 +1,37 @@
+#include "kvwmi/supervision.h"
+
+#include "supervision/engine.h"
+
+namespace kvwmi {
+
+Supervision::Supervision(Ground& ground) : engine_(std::make_shared<SupervisionEngine>(ground)) {}
+Supervision::Supervision(const Supervision&) = default;
+Supervision& Supervision::operator=(const Supervision&) = default;
+Supervision::~Supervision() = default;
+
+const std::string& Supervision::p_strSupervisionEventName() const {
+  return engine_->event_name;
+}
+
+void Supervision::p_strSupervisionEventName(const std::string& name) {
+  engine_->event_name = name;
+}
+
+void Supervision::m_Initialize() {
+  engine_->initialize();
+}
+
+void Supervision::m_Release() {
+  engine_->release();
+}
+
+void Supervision::m_PopEventInfos(std::int32_t f_lngCurrentStepId, std::int32_t& f_lngSupervisionId,
+                                  std::string& f_strSupervisionDetail) {
+  engine_->PopEventInfos(f_lngCurrentStepId, f_lngSupervisionId, f_strSupervisionDetail);
+}
+
+void Supervision::m_PushUndetectedEventInfos() {
+  engine_->PushUndetectedEventInfos();
+}
+
+}  // namespace kvwmi
