@@ -1,0 +1,61 @@
+#include "windows/com/built_class.h"
+
+#include <new>
+
+#include "windows/com/implements.h"
+#include "windows/com/module.h"
+
+namespace kvwmi::com {
+namespace {
+
+constinit const BuiltClass* first_class = nullptr;
+
+class Factory final : public Implements<IClassFactory> {
+ public:
+  explicit Factory(const BuiltClass& built) : built_(built) {}
+
+  HRESULT STDMETHODCALLTYPE CreateInstance(IUnknown* outer, REFIID id, void** object) override {
+    if (!object) return E_POINTER;
+    *object = nullptr;
+    return outer ? CLASS_E_NOAGGREGATION : built_.create(id, object);
+  }
+
+  HRESULT STDMETHODCALLTYPE LockServer(BOOL lock) override {
+    lock_module(lock != FALSE);
+    return S_OK;
+  }
+
+ private:
+  const BuiltClass& built_;
+};
+
+}  // namespace
+
+BuiltClass::BuiltClass(std::string_view name, Create creator) noexcept
+    : name_(name), create_(creator), next_(first_class) {
+  first_class = this;
+}
+
+const BuiltClass* BuiltClass::first() noexcept {
+  return first_class;
+}
+
+const BuiltClass* BuiltClass::find(REFCLSID class_id) {
+  const BuiltClass* built = first();
+  while (built && to_guid(built->type().class_id) != class_id) built = built->next();
+  return built;
+}
+
+HRESULT get_class_object(REFCLSID class_id, REFIID id, void** factory) noexcept try {
+  if (!factory) return E_POINTER;
+  *factory = nullptr;
+  const BuiltClass* built = BuiltClass::find(class_id);
+  if (!built) return CLASS_E_CLASSNOTAVAILABLE;
+  Microsoft::WRL::ComPtr<IClassFactory> made;
+  made.Attach(new Factory(*built));
+  return made->QueryInterface(id, factory);
+} catch (const std::bad_alloc&) {
+  return E_OUTOFMEMORY;
+}
+
+}  // namespace kvwmi::com

@@ -1,0 +1,376 @@
+#include "windows/com/coercion.h"
+
+#include <wrl/client.h>
+
+#include <cstring>
+#include <optional>
+#include <string>
+#include <utility>
+#include <variant>
+
+#include "windows/com/guid.h"
+#include "windows/text/bstr.h"
+
+namespace kvwmi::com {
+namespace {
+
+using catalogue::Kind;
+using catalogue::Parameter;
+using catalogue::Passing;
+using catalogue::Type;
+using Microsoft::WRL::ComPtr;
+using windows::Bstr;
+
+constexpr VARTYPE kVariantReference = VT_BYREF | VT_VARIANT;
+
+/// Follows references to variants to the variant that holds the value; null for a reference to nowhere.
+VARIANT* dereferenced(VARIANT& variant) {
+  VARIANT* current = &variant;
+  while (current && V_VT(current) == kVariantReference) current = V_VARIANTREF(current);
+  return current;
+}
+
+/// The array that a variant holds or refers to: nullopt where it is none, null where it is not allocated.
+std::optional<SAFEARRAY*> array_in(const VARIANT& variant) {
+  if (!(V_VT(&variant) & VT_ARRAY)) return std::nullopt;
+  if (!(V_VT(&variant) & VT_BYREF)) return V_ARRAY(&variant);
+  return V_ARRAYREF(&variant) ? *V_ARRAYREF(&variant) : nullptr;
+}
+
+/// The object that a variant holds or refers to: nullopt where it holds something else. An empty variable is
+/// no object.
+std::optional<IUnknown*> object_in(const VARIANT& variant) {
+  switch (V_VT(&variant)) {
+    case VT_EMPTY:
+      return nullptr;
+    case VT_DISPATCH:
+    case VT_UNKNOWN:
+      return V_UNKNOWN(&variant);
+    case VT_BYREF | VT_DISPATCH:
+    case VT_BYREF | VT_UNKNOWN:
+      return V_UNKNOWNREF(&variant) ? *V_UNKNOWNREF(&variant) : nullptr;
+    default:
+      return std::nullopt;
+  }
+}
+
+/// A member of an object that is only known by name.
+HRESULT read_member(IDispatch& object, const std::wstring& name, VARIANT& value) {
+  LPOLESTR names = const_cast<LPOLESTR>(name.c_str());
+  DISPID id = DISPID_UNKNOWN;
+  const HRESULT found = object.GetIDsOfNames(IID_NULL, &names, 1, LOCALE_USER_DEFAULT, &id);
+  if (FAILED(found)) return found;
+  DISPPARAMS none{};
+  return object.Invoke(id, IID_NULL, LOCALE_USER_DEFAULT, DISPATCH_PROPERTYGET, &none, &value, nullptr,
+                       nullptr);
+}
+
+/// A one-dimensional array of strings or variants, or a script's array object, element by element.
+class StringArrayReader {
+ public:
+  /// Fails with a type mismatch on anything else.
+  HRESULT open(const VARIANT& source) {
+    if (const auto array = array_in(source)) return open_array(*array);
+    const auto object = object_in(source);
+    if (!object) return DISP_E_TYPEMISMATCH;
+    if (!*object) return S_OK;  // an empty variable is an array that is not allocated
+    return open_object(**object);
+  }
+
+  [[nodiscard]] bool is_allocated() const { return array_ || object_; }
+  [[nodiscard]] SAFEARRAYBOUND bounds() const { return bounds_; }
+
+  HRESULT read(LONG index, LCID locale, BSTR& text) {
+    OwnedVariant element;
+    HRESULT got = S_OK;
+    if (object_) {
+      got = read_member(*object_.Get(), std::to_wstring(index), element);
+    } else if (element_type_ == VT_VARIANT) {
+      got = SafeArrayGetElement(array_, &index, &element);
+    } else {
+      got = SafeArrayGetElement(array_, &index, &V_BSTR(&element));
+      if (SUCCEEDED(got)) V_VT(&element) = VT_BSTR;
+    }
+    if (SUCCEEDED(got)) got = VariantChangeTypeEx(&element, &element, locale, VARIANT_ALPHABOOL, VT_BSTR);
+    if (SUCCEEDED(got)) text = V_BSTR(&element), V_VT(&element) = VT_EMPTY;
+    return got;
+  }
+
+ private:
+  HRESULT open_array(SAFEARRAY* array) {
+    if (!array) return S_OK;
+    if (SafeArrayGetDim(array) != 1) return DISP_E_TYPEMISMATCH;
+    const HRESULT known = SafeArrayGetVartype(array, &element_type_);
+    if (FAILED(known) || (element_type_ != VT_BSTR && element_type_ != VT_VARIANT))
+      return DISP_E_TYPEMISMATCH;
+    array_ = array;
+    bounds_ = array->rgsabound[0];
+    return S_OK;
+  }
+
+  HRESULT open_object(IUnknown& object) {
+    OwnedVariant length;
+    if (FAILED(object.QueryInterface(IID_PPV_ARGS(&object_))) ||
+        FAILED(read_member(*object_.Get(), L"length", length)) ||
+        FAILED(VariantChangeType(&length, &length, 0, VT_I4)) || V_I4(&length) < 0) {
+      return DISP_E_TYPEMISMATCH;
+    }
+    bounds_ = {static_cast<ULONG>(V_I4(&length)), 0};
+    return S_OK;
+  }
+
+  SAFEARRAY* array_ = nullptr;
+  VARTYPE element_type_ = VT_EMPTY;
+  ComPtr<IDispatch> object_;
+  SAFEARRAYBOUND bounds_{};
+};
+
+HRESULT to_string_array(const VARIANT& source, LCID locale, SAFEARRAY*& result) {
+  StringArrayReader reader;
+  if (const HRESULT opened = reader.open(source); FAILED(opened)) return opened;
+  if (!reader.is_allocated()) return S_OK;
+  SAFEARRAYBOUND bounds = reader.bounds();
+  SAFEARRAY* array = SafeArrayCreate(VT_BSTR, 1, &bounds);
+  if (!array) return E_OUTOFMEMORY;
+  for (ULONG i = 0; i < bounds.cElements; ++i) {
+    BSTR& element = static_cast<BSTR*>(array->pvData)[i];
+    const HRESULT read = reader.read(bounds.lLbound + static_cast<LONG>(i), locale, element);
+    if (FAILED(read)) {
+      SafeArrayDestroy(array);
+      return read;
+    }
+  }
+  result = array;
+  return S_OK;
+}
+
+/// The same strings as variants, which is the only kind of array that scripts can index.
+HRESULT to_variant_array(SAFEARRAY* strings, SAFEARRAY*& result) {
+  if (!strings) return S_OK;
+  SAFEARRAYBOUND bounds = strings->rgsabound[0];
+  SAFEARRAY* array = SafeArrayCreate(VT_VARIANT, 1, &bounds);
+  if (!array) return E_OUTOFMEMORY;
+  for (ULONG i = 0; i < bounds.cElements; ++i) {
+    VARIANT& element = static_cast<VARIANT*>(array->pvData)[i];
+    VARIANT string{};
+    V_VT(&string) = VT_BSTR;
+    V_BSTR(&string) = static_cast<BSTR*>(strings->pvData)[i];
+    const HRESULT copied = VariantCopy(&element, &string);
+    if (FAILED(copied)) {
+      SafeArrayDestroy(array);
+      return copied;
+    }
+  }
+  result = array;
+  return S_OK;
+}
+
+bool same_shape(SAFEARRAY* a, SAFEARRAY* b) {
+  return a && b && a->cDims == 1 && b->cDims == 1 && a->rgsabound[0].cElements == b->rgsabound[0].cElements &&
+         a->rgsabound[0].lLbound == b->rgsabound[0].lLbound;
+}
+
+/// Puts `array` in the place of the caller's one, whose memory may be the caller's alone and of fixed size.
+HRESULT replace_array(SAFEARRAY*& place, OwnedVariant& array) {
+  if (same_shape(place, V_ARRAY(&array))) return SafeArrayCopyData(V_ARRAY(&array), place);
+  if (place && (place->fFeatures & (FADF_FIXEDSIZE | FADF_STATIC | FADF_AUTO))) return DISP_E_BADINDEX;
+  if (place) {
+    const HRESULT destroyed = SafeArrayDestroy(place);
+    if (FAILED(destroyed)) return destroyed;
+  }
+  const VARIANT given = array.release();
+  place = V_ARRAY(&given);
+  return S_OK;
+}
+
+/// Bytes of a scalar that a variant holds; 0 for what is no scalar.
+std::size_t size_of_scalar(VARTYPE type) {
+  switch (type) {
+    case VT_I1:
+    case VT_UI1:
+      return 1;
+    case VT_I2:
+    case VT_UI2:
+    case VT_BOOL:
+      return 2;
+    case VT_I4:
+    case VT_UI4:
+    case VT_INT:
+    case VT_UINT:
+    case VT_R4:
+      return 4;
+    case VT_I8:
+    case VT_UI8:
+    case VT_R8:
+    case VT_CY:
+    case VT_DATE:
+      return 8;
+    default:
+      return 0;
+  }
+}
+
+/// Stores `value` through a reference to something that is no variant.
+HRESULT store_through(VARIANT& reference, OwnedVariant& value, LCID locale) {
+  const VARTYPE type = V_VT(&reference) & VARTYPE{0xFFFF ^ VT_BYREF};
+  if (!V_BYREF(&reference)) return S_OK;
+  if (type & VT_ARRAY) return replace_array(*V_ARRAYREF(&reference), value);
+  OwnedVariant converted;
+  const HRESULT changed = VariantChangeTypeEx(&converted, &value, locale, VARIANT_ALPHABOOL, type);
+  if (FAILED(changed)) return changed;
+  if (type == VT_BSTR) {
+    std::swap(*V_BSTRREF(&reference), V_BSTR(&converted));
+  } else if (type == VT_DISPATCH || type == VT_UNKNOWN) {
+    std::swap(*V_UNKNOWNREF(&reference), V_UNKNOWN(&converted));
+  } else {
+    const std::size_t size = size_of_scalar(type);
+    if (size == 0) return DISP_E_TYPEMISMATCH;
+    std::memcpy(V_BYREF(&reference), &V_I8(&converted), size);
+  }
+  return S_OK;
+}
+
+GUID interface_of(const Type& type) {
+  const catalogue::Class* found = catalogue::find_class(type.class_name);
+  return found ? to_guid(found->interface_id) : __uuidof(IDispatch);
+}
+
+OwnedVariant default_of(const Parameter& parameter) {
+  OwnedVariant result;
+  const catalogue::Default& value = *parameter.default_value;
+  if (const auto* number = std::get_if<std::int32_t>(&value)) {
+    V_VT(&result) = VT_I4;
+    V_I4(&result) = *number;
+  } else if (const auto* flag = std::get_if<bool>(&value)) {
+    V_VT(&result) = VT_BOOL;
+    V_BOOL(&result) = *flag ? VARIANT_TRUE : VARIANT_FALSE;
+  } else {
+    V_VT(&result) = VT_BSTR;
+    V_BSTR(&result) = Bstr(std::get<std::string_view>(value)).release();
+  }
+  return result;
+}
+
+}  // namespace
+
+VARTYPE vartype_of(const Type& type) noexcept {
+  switch (type.kind) {
+    case Kind::none:
+      return VT_EMPTY;
+    case Kind::long_integer:
+      return VT_I4;
+    case Kind::boolean:
+      return VT_BOOL;
+    case Kind::currency:
+      return VT_CY;
+    case Kind::string:
+      return VT_BSTR;
+    case Kind::string_array:
+      return VT_ARRAY | VT_BSTR;
+    case Kind::object:
+      return VT_DISPATCH;
+    case Kind::enumerator:
+      return VT_UNKNOWN;
+  }
+  return VT_EMPTY;
+}
+
+HRESULT CoercedArgument::convert(const Type& type, VARIANT& source, LCID locale) {
+  switch (type.kind) {
+    case Kind::string_array: {
+      SAFEARRAY* array = nullptr;
+      const HRESULT converted = to_string_array(source, locale, array);
+      if (FAILED(converted)) return converted;
+      V_ARRAY(&value_) = array;
+      break;
+    }
+    case Kind::object: {
+      const auto object = object_in(source);
+      if (!object) return DISP_E_TYPEMISMATCH;
+      void* wanted = nullptr;
+      if (*object && FAILED((*object)->QueryInterface(interface_of(type), &wanted)))
+        return DISP_E_TYPEMISMATCH;
+      V_DISPATCH(&value_) = static_cast<IDispatch*>(wanted);
+      break;
+    }
+    default:
+      return VariantChangeTypeEx(&value_, &source, locale, VARIANT_ALPHABOOL, vartype_of(type));
+  }
+  V_VT(&value_) = vartype_of(type);
+  return S_OK;
+}
+
+HRESULT CoercedArgument::set(const Parameter& parameter, VARIANT& given, LCID locale) {
+  VARIANT* source = dereferenced(given);
+  if (!source || ((V_VT(source) & VT_BYREF) && !V_BYREF(source))) return DISP_E_TYPEMISMATCH;
+  const bool by_reference = parameter.passing == Passing::by_reference;
+  const VARTYPE type = vartype_of(parameter.type);
+  const VARTYPE wanted = by_reference ? static_cast<VARTYPE>(VT_BYREF | type) : type;
+  // An object has to be asked for its interface; anything else of the wanted type can go on as it is.
+  if (V_VT(source) == wanted && parameter.type.kind != Kind::object) {
+    actual_ = *source;
+    return S_OK;
+  }
+  if (const HRESULT converted = convert(parameter.type, *source, locale); FAILED(converted)) return converted;
+  if (by_reference && (V_VT(&given) & VT_BYREF)) place_ = source;
+  point_at_value(parameter);
+  return S_OK;
+}
+
+void CoercedArgument::point_at_value(const Parameter& parameter) noexcept {
+  actual_ = value_;
+  if (parameter.passing == Passing::by_value) return;
+  V_VT(&actual_) = static_cast<VARTYPE>(VT_BYREF | V_VT(&value_));
+  V_BYREF(&actual_) = &V_I8(&value_);
+}
+
+void CoercedArgument::set_default(const Parameter& parameter) {
+  // Defaults are held in their parameter's type.
+  static_cast<VARIANT&>(value_) = default_of(parameter).release();
+  point_at_value(parameter);
+}
+
+HRESULT CoercedArgument::write_back(LCID locale) {
+  if (!place_) return S_OK;
+  // A script can index no other array than one of variants; who holds an array of strings keeps one.
+  if ((V_VT(&value_) & VT_ARRAY) && V_VT(place_) != V_VT(&value_)) {
+    SAFEARRAY* variants = nullptr;
+    const HRESULT converted = to_variant_array(V_ARRAY(&value_), variants);
+    if (FAILED(converted)) return converted;
+    VariantClear(&value_);
+    V_VT(&value_) = VT_ARRAY | VT_VARIANT;
+    V_ARRAY(&value_) = variants;
+  }
+  if (V_VT(place_) & VT_BYREF) return store_through(*place_, value_, locale);
+  const HRESULT cleared = VariantClear(place_);
+  if (SUCCEEDED(cleared)) *place_ = value_.release();
+  return cleared;
+}
+
+void adapt_result(VARIANT& result) noexcept {
+  IDispatch* iterable = nullptr;
+  if (V_VT(&result) != VT_UNKNOWN || !V_UNKNOWN(&result)) return;
+  if (FAILED(V_UNKNOWN(&result)->QueryInterface(IID_PPV_ARGS(&iterable)))) return;
+  VariantClear(&result);
+  V_VT(&result) = VT_DISPATCH;
+  V_DISPATCH(&result) = iterable;
+}
+
+HRESULT take_element(VARIANT& array, VARIANT& index, LCID locale) {
+  VARIANT* source = dereferenced(index);
+  OwnedVariant position;
+  if (!source) return DISP_E_TYPEMISMATCH;
+  const HRESULT converted = VariantChangeTypeEx(&position, source, locale, 0, VT_I4);
+  if (FAILED(converted)) return converted;
+  OwnedVariant element;
+  // An array that is not allocated has no element either.
+  if (!V_ARRAY(&array)) return DISP_E_BADINDEX;
+  const HRESULT got = SafeArrayGetElement(V_ARRAY(&array), &V_I4(&position), &V_BSTR(&element));
+  if (FAILED(got)) return got;
+  V_VT(&element) = VT_BSTR;
+  VariantClear(&array);
+  array = element.release();
+  return S_OK;
+}
+
+}  // namespace kvwmi::com

@@ -1,0 +1,49 @@
+#include "windows/com/errors.h"
+
+#include <wrl/client.h>
+
+#include "windows/text/bstr.h"
+
+namespace kvwmi::com {
+namespace {
+
+using Microsoft::WRL::ComPtr;
+using windows::Bstr;
+
+constexpr std::int32_t kRuntimeNumbersEnd = 0x10000;
+
+}  // namespace
+
+HRESULT to_hresult(std::int32_t number) noexcept {
+  if (number < 0) return number;
+  // Success codes cannot be raised; whoever tries has made a mistake that the caller must not read as
+  // success.
+  if (number >= kRuntimeNumbersEnd) return E_UNEXPECTED;
+  return MAKE_HRESULT(SEVERITY_ERROR, FACILITY_CONTROL, number);
+}
+
+HRESULT publish(const Error& error, REFIID raiser) noexcept {
+  const HRESULT result = to_hresult(error.number());
+  try {
+    ComPtr<ICreateErrorInfo> created;
+    ComPtr<IErrorInfo> info;
+    if (FAILED(CreateErrorInfo(&created)) || FAILED(created.As(&info))) return result;
+    created->SetGUID(raiser);
+    created->SetSource(Bstr(error.source()).get());
+    created->SetDescription(Bstr(error.description()).get());
+    SetErrorInfo(0, info.Get());
+  } catch (...) {
+    // No memory for the texts: the number alone has to do.
+  }
+  return result;
+}
+
+HRESULT publish_pending(REFIID raiser) noexcept {
+  try {
+    return publish(pending_error(), raiser);
+  } catch (...) {
+    return E_OUTOFMEMORY;
+  }
+}
+
+}  // namespace kvwmi::com
