@@ -1,0 +1,55 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+/// The files of one process under /proc.
+namespace kvwmi::ground::parsers {
+
+/// /proc/PID/stat. Times are in clock ticks.
+struct ProcessStat {
+  std::string_view comm;  ///< into the parsed text; at most 15 bytes, longer for kernel threads
+  char state = '?';
+  std::uint64_t parent = 0;
+  std::uint64_t flags = 0;
+  std::uint64_t minor_faults = 0;
+  std::uint64_t major_faults = 0;
+  std::uint64_t user_ticks = 0;
+  std::uint64_t system_ticks = 0;
+  std::int64_t priority = 0;  ///< below 0 for real-time scheduling
+  std::int64_t nice = 0;
+  std::uint64_t threads = 0;
+  std::uint64_t start_ticks = 0;   ///< since boot
+  std::uint64_t virtual_size = 0;  ///< bytes
+
+  [[nodiscard]] bool is_kernel_thread() const { return (flags & 0x00200000U) != 0; }
+};
+[[nodiscard]] std::optional<ProcessStat> parse_process_stat(std::string_view text);
+
+/// Resident pages, the second number of /proc/PID/statm.
+[[nodiscard]] std::optional<std::uint64_t> parse_resident_pages(std::string_view text);
+
+/// The arguments in /proc/PID/cmdline.
+[[nodiscard]] std::vector<std::string_view> parse_arguments(std::string_view text);
+
+/// The arguments as one command line: those that are empty or hold a blank or a quote stand in double quotes,
+/// in the manner from which a Windows program gets its arguments back. What a process wrote over its
+/// arguments to show its state (one text that is no path) stays as it is.
+[[nodiscard]] std::string command_line(const std::vector<std::string_view>& arguments);
+
+/// The full form of a process name that the kernel may have cut: `comm` itself unless it is 15 bytes long and
+/// the executable's or an argument's file name goes on where it stops. The arguments behind the first name
+/// the script that an interpreter runs.
+[[nodiscard]] std::string full_process_name(std::string_view comm, std::string_view executable,
+                                            const std::vector<std::string_view>& arguments);
+
+/// Whether a process with this `comm` can have the name `wanted` in any case; false only for certain.
+[[nodiscard]] bool may_be_named(std::string_view comm, std::string_view wanted);
+
+/// Bytes of a name that the kernel keeps in `comm`.
+inline constexpr std::size_t kCommLength = 15;
+
+}  // namespace kvwmi::ground::parsers

@@ -1,0 +1,100 @@
+#include "linux/parsers/process_stat.h"
+
+#include <gtest/gtest.h>
+
+namespace kvwmi::ground::parsers {
+namespace {
+
+constexpr std::string_view kStat =
+    "1234 (Web (2) x) S 1 1234 1234 34816 5678 4194304 120 30 7 2 250 125 11 12 -2 -5 3 0 98765 10485760 900 "
+    "18446744073709551615 1 2 3 4 5 6 7 8 9 10 11 12 13 14 15\n";
+
+TEST(ProcessStat, TakesTheNumbersBehindTheLastBracketOfTheName) {
+  const auto stat = parse_process_stat(kStat);
+  ASSERT_TRUE(stat);
+  EXPECT_EQ(stat->comm, "Web (2) x");
+  EXPECT_EQ(stat->state, 'S');
+  EXPECT_EQ(stat->parent, 1U);
+  EXPECT_EQ(stat->flags, 4194304U);
+  EXPECT_EQ(stat->minor_faults, 120U);
+  EXPECT_EQ(stat->major_faults, 7U);
+  EXPECT_EQ(stat->user_ticks, 250U);
+  EXPECT_EQ(stat->system_ticks, 125U);
+  EXPECT_EQ(stat->priority, -2);
+  EXPECT_EQ(stat->nice, -5);
+  EXPECT_EQ(stat->threads, 3U);
+  EXPECT_EQ(stat->start_ticks, 98765U);
+  EXPECT_EQ(stat->virtual_size, 10485760U);
+  EXPECT_FALSE(stat->is_kernel_thread());
+}
+
+TEST(ProcessStat, RefusesWhatIsCutOrNoStat) {
+  EXPECT_FALSE(parse_process_stat(""));
+  EXPECT_FALSE(parse_process_stat("1 (a"));
+  EXPECT_FALSE(parse_process_stat("1 )a( S 1"));
+  EXPECT_FALSE(parse_process_stat(kStat.substr(0, 60)));
+  EXPECT_FALSE(parse_process_stat("1 (a) S x 1 1 0 -1 0 0 0 0 0 0 0 0 0 20 0 1 0 5 0 0"));
+}
+
+TEST(ProcessStat, ResidentPagesAreTheSecondNumber) {
+  EXPECT_EQ(parse_resident_pages("3000 712 400 5 0 90 0\n"), 712U);
+  EXPECT_EQ(parse_resident_pages("3000"), std::nullopt);
+}
+
+std::string line_of(std::string_view text) {
+  return command_line(parse_arguments(text));
+}
+
+TEST(CommandLine, QuotesWhatAWindowsProgramWouldSplit) {
+  using namespace std::string_view_literals;
+  EXPECT_EQ(line_of("/bin/ls\0-l\0"sv), "/bin/ls -l");
+  EXPECT_EQ(line_of("/bin/ls\0my file\0\0"sv), R"(/bin/ls "my file" "")");
+  EXPECT_EQ(line_of("sh\0-c\0echo \"a\\b\"\0"sv), R"(sh -c "echo \"a\b\"")");
+  EXPECT_EQ(line_of("x\0a b\\\0"sv), R"(x "a b\\")");
+  EXPECT_EQ(line_of("x\0a\\\"\0"sv), R"(x "a\\\"")");
+  EXPECT_EQ(line_of("/opt/my app/run\0"sv), R"("/opt/my app/run")");
+}
+
+TEST(CommandLine, KeepsTheStateThatAProcessWroteOverItsArguments) {
+  using namespace std::string_view_literals;
+  EXPECT_EQ(line_of("web: master process\0\0\0\0\0"sv), "web: master process");
+  EXPECT_EQ(line_of("unterminated"sv), "unterminated");
+}
+
+TEST(ProcessName, IsCompletedOnlyWhereTheKernelCutIt) {
+  EXPECT_EQ(full_process_name("bash", "/usr/bin/bash-static", {}), "bash");
+  EXPECT_EQ(full_process_name("a-rather-long-n", "/usr/bin/a-rather-long-name", {}), "a-rather-long-name");
+  EXPECT_EQ(full_process_name("a-rather-long-n", "", {"a-rather-long-name2", "x"}), "a-rather-long-name2");
+  // An interpreter runs a script of that name.
+  EXPECT_EQ(full_process_name("collect-figures", "/usr/bin/python3.11",
+                              {"/usr/bin/python3", "./collect-figures.py"}),
+            "collect-figures.py");
+  // Exactly 15 bytes long, not cut; or renamed by the process itself.
+  EXPECT_EQ(full_process_name("exactly-fifteen", "/bin/exactly-fifteen", {}), "exactly-fifteen");
+  EXPECT_EQ(full_process_name("worker-thread-1", "/usr/bin/server", {"server"}), "worker-thread-1");
+  // A kernel thread's name is longer than 15 and complete.
+  EXPECT_EQ(full_process_name("kworker/u8:1-events", "", {}), "kworker/u8:1-events");
+}
+
+TEST(ProcessName, EarlyAnswerIsNoOnlyForCertain) {
+  EXPECT_TRUE(may_be_named("bash", "BASH"));
+  EXPECT_FALSE(may_be_named("bash", "bas"));
+  EXPECT_FALSE(may_be_named("bash", "bash2"));
+  EXPECT_TRUE(may_be_named("a-rather-long-n", "A-Rather-Long-Name"));
+  EXPECT_TRUE(may_be_named("exactly-fifteen", "exactly-fifteen"));
+  EXPECT_FALSE(may_be_named("exactly-fifteen", "exactly-fiftee"));
+  EXPECT_TRUE(may_be_named("kworker/u8:1-events", "kworker/u8:1-events"));
+  // Cases of letters outside ASCII are for the full comparison.
+  EXPECT_TRUE(
+      may_be_named("k\xC3\xBC"
+                   "che",
+                   "K\xC3\x9C"
+                   "CHE"));
+  EXPECT_FALSE(
+      may_be_named("k\xC3\xBC"
+                   "che",
+                   "kuuche"));
+}
+
+}  // namespace
+}  // namespace kvwmi::ground::parsers

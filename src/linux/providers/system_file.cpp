@@ -1,0 +1,91 @@
+#include "linux/providers/system_file.h"
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <memory>
+
+#include "linux/parsers/scan.h"
+#include "linux/providers/failure.h"
+
+namespace kvwmi::ground::providers {
+namespace {
+
+/// Reads on from `offset` to the end; false on an error.
+bool read_from(int file, std::string& text) {
+  constexpr std::size_t kStep = 8192;
+  while (true) {
+    const std::size_t size = text.size();
+    text.resize(size + kStep);
+    const ssize_t got = pread(file, text.data() + size, kStep, static_cast<off_t>(size));
+    text.resize(size + (got > 0 ? static_cast<std::size_t>(got) : 0));
+    if (got < 0 && errno == EINTR) continue;
+    if (got <= 0) return got == 0;
+  }
+}
+
+}  // namespace
+
+std::optional<std::string_view> read_short(int folder, const char* path, std::span<char> buffer) {
+  const Descriptor file(openat(folder, path, O_RDONLY | O_CLOEXEC));
+  if (!file) return std::nullopt;
+  const ssize_t got = ::read(file.get(), buffer.data(), buffer.size());
+  if (got < 0) return std::nullopt;
+  return std::string_view(buffer.data(), static_cast<std::size_t>(got));
+}
+
+std::optional<std::string> read_file_at(int folder, const char* path) {
+  const Descriptor file(openat(folder, path, O_RDONLY | O_CLOEXEC));
+  std::string text;
+  if (!file || !read_from(file.get(), text)) return std::nullopt;
+  return text;
+}
+
+std::optional<std::string> read_file(const std::string& path) {
+  return read_file_at(AT_FDCWD, path.c_str());
+}
+
+std::optional<std::string> read_line(const std::string& path) {
+  const std::optional<std::string> text = read_file(path);
+  if (!text) return std::nullopt;
+  return std::string(parsers::trimmed(*text));
+}
+
+std::optional<std::string> read_link_at(int folder, const char* path) {
+  std::string target(256, '\0');
+  while (true) {
+    const ssize_t got = readlinkat(folder, path, target.data(), target.size());
+    if (got < 0) return std::nullopt;
+    if (static_cast<std::size_t>(got) < target.size()) {
+      target.resize(static_cast<std::size_t>(got));
+      return target;
+    }
+    target.resize(2 * target.size());
+  }
+}
+
+std::optional<std::vector<std::string>> list_folder(const std::string& path) {
+  const std::unique_ptr<DIR, int (*)(DIR*)> folder(opendir(path.c_str()), closedir);
+  if (!folder) return std::nullopt;
+  std::vector<std::string> names;
+  while (const dirent* entry = readdir(folder.get())) {
+    const std::string_view name = entry->d_name;
+    if (name != "." && name != "..") names.emplace_back(name);
+  }
+  std::sort(names.begin(), names.end());
+  return names;
+}
+
+KeptFile::KeptFile(const std::string& path) : file_(open(path.c_str(), O_RDONLY | O_CLOEXEC)) {}
+
+std::string KeptFile::read() const {
+  std::string text;
+  if (!file_ || !read_from(file_.get(), text)) throw provider_failure();
+  return text;
+}
+
+}  // namespace kvwmi::ground::providers
