@@ -4,9 +4,13 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <csignal>
+#include <filesystem>
+#include <fstream>
 #include <stdexcept>
 #include <string>
+#include <thread>
 #include <vector>
 
 extern char** environ;
@@ -21,10 +25,10 @@ class ChildProcess {
     std::vector<char*> pointers;
     for (std::string& argument : arguments) pointers.push_back(argument.data());
     pointers.push_back(nullptr);
-    // Returns when the program is executed, so its name and memory can be looked at from here on.
     if (posix_spawn(&pid_, program.c_str(), nullptr, nullptr, pointers.data(), environ) != 0) {
       throw std::runtime_error("cannot start " + program);
     }
+    wait_for_name(std::filesystem::path(program).filename().string().substr(0, 15));
   }
   ChildProcess(const ChildProcess&) = delete;
   ChildProcess& operator=(const ChildProcess&) = delete;
@@ -45,6 +49,17 @@ class ChildProcess {
   }
 
  private:
+  /// The new program runs before it bears its name, which is the last thing it gets.
+  void wait_for_name(const std::string& name) {
+    const std::string path = "/proc/" + std::to_string(pid_) + "/comm";
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+    std::string comm;
+    while (std::getline(std::ifstream(path), comm) && comm != name) {
+      if (std::chrono::steady_clock::now() > deadline) throw std::runtime_error("no process " + name);
+      std::this_thread::yield();
+    }
+  }
+
   pid_t pid_ = -1;
 };
 
