@@ -1,0 +1,36 @@
+#include "windows/win32/system_info.h"
+
+#include <windows.h>
+
+#include <array>
+
+#include "windows/win32/code_page.h"
+#include "windows/win32/loaded_function.h"
+
+namespace kvwmi::ground {
+
+std::string system_message(std::uint32_t code) {
+  std::array<char, 2048> buffer{};
+  const DWORD length = FormatMessageA(FORMAT_MESSAGE_FROM_SYSTEM, nullptr, code, 0, buffer.data(),
+                                      static_cast<DWORD>(buffer.size()), nullptr);
+  return from_code_page({buffer.data(), length});
+}
+
+std::optional<std::string> Win32SystemInfo::message(std::int32_t code) {
+  std::string text = system_message(static_cast<std::uint32_t>(code));
+  if (text.empty()) return std::nullopt;
+  return text;
+}
+
+std::optional<std::int32_t> Win32SystemInfo::wow64_process() {
+  // Looked up by name: the oldest systems lack the entry.
+  using IsWow64Process = BOOL(WINAPI*)(HANDLE, BOOL*);
+  const HMODULE kernel = GetModuleHandleA("kernel32");
+  const auto is_wow64 = kernel ? loaded_function<IsWow64Process>(kernel, "IsWow64Process") : nullptr;
+  if (!is_wow64) return std::nullopt;
+  BOOL flag = FALSE;
+  is_wow64(GetCurrentProcess(), &flag);
+  return flag;
+}
+
+}  // namespace kvwmi::ground
