@@ -1,0 +1,73 @@
+#include "wmi/wql/class_scope.h"
+
+#include "frame/text.h"
+
+namespace kvwmi::wql {
+namespace {
+
+using cim::SystemProperty;
+
+/// Whether instances of one class differ in it.
+bool differs_by_row(SystemProperty property) {
+  return property == SystemProperty::path || property == SystemProperty::relpath;
+}
+
+}  // namespace
+
+std::string_view ClassScope::title() const {
+  return genus_ == Genus::instance ? schema_.name : "meta_class";
+}
+
+std::optional<Binding> ClassScope::find(std::string_view name) const {
+  const auto dot = name.find('.');
+  const std::string_view head = name.substr(0, dot);
+  Binding binding;
+  const auto column = genus_ == Genus::instance ? schema_.find_property(head) : std::nullopt;
+  if (column) {
+    const cim::Property& property = schema_.properties[*column];
+    binding.slot = *column;
+    binding.type = property.type;
+    binding.is_array = property.is_array();
+    binding.cost = property.cost;
+  } else if (const auto system = cim::find_system_property(head)) {
+    binding.slot = kFirstSystemSlot + static_cast<std::size_t>(*system);
+    binding.type = cim::type_of(*system);
+    binding.is_array = *system == SystemProperty::derivation;
+    if (*system == SystemProperty::genus) {
+      binding.constant = cim::Value(static_cast<std::int64_t>(genus_));
+    } else if (genus_ == Genus::class_object || !differs_by_row(*system)) {
+      binding.constant = cim::class_value(*system, schema_, location_);
+    }
+  } else if (equals_ignoring_case(head, "__this")) {
+    binding.type = cim::CimType::object;
+    binding.known_class = &schema_;
+    binding.constant = cim::Value(true);  // it is never NULL
+  } else {
+    return std::nullopt;
+  }
+  if (dot == std::string_view::npos) return binding;
+  binding.rest = name.substr(dot + 1);
+  binding.leads_nowhere =
+      binding.type != cim::CimType::object || binding.is_array || binding.constant.has_value();
+  return binding;
+}
+
+std::vector<std::string_view> ClassScope::names() const {
+  std::vector<std::string_view> names;
+  if (genus_ == Genus::instance) {
+    for (const cim::Property& property : schema_.properties) names.push_back(property.name);
+  }
+  for (const std::string_view name : cim::system_property_names()) names.push_back(name);
+  return names;
+}
+
+const cim::Value& InstanceRow::system_value(std::size_t slot) {
+  const auto [found, added] = system_values_.try_emplace(slot);
+  if (added) {
+    found->second =
+        cim::instance_value(static_cast<SystemProperty>(slot - kFirstSystemSlot), instance_, location_);
+  }
+  return found->second;
+}
+
+}  // namespace kvwmi::wql
