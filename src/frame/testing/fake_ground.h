@@ -250,10 +250,12 @@ class FakeNamedEvents final : public NamedEvents {
  public:
   std::vector<std::string> signalled;
   std::optional<Error> error;
+  std::function<void()> on_signal;  ///< what an agent does at once; may replace itself
 
   void signal(const std::string& name) override {
     if (error) throw *error;
     signalled.push_back(name);
+    if (const auto action = on_signal) action();
   }
 };
 
