@@ -4,6 +4,7 @@
 
 namespace kvwmi {
 
+Supervision::Supervision() : Supervision(local_ground()) {}
 Supervision::Supervision(Ground& ground) : engine_(std::make_shared<SupervisionEngine>(ground)) {}
 Supervision::Supervision(const Supervision&) = default;
 Supervision& Supervision::operator=(const Supervision&) = default;
