@@ -1,5 +1,5 @@
-# A room is one folder under src/: its sources make the library kvwmi_<name>, and the *_test.cpp beside them the
-# test program <name>_test, run as one test. New files are picked up by themselves.
+# A room is one folder under src/: its sources make the library kvwmi_<name>, save a main.cpp, which is a program's, and
+# the *_test.cpp beside them the test program <name>_test, run as one test. New files are picked up by themselves.
 
 if(CMAKE_CROSSCOMPILING)
   # Debian ships GoogleTest for Linux only; its sources build for Windows.
@@ -36,7 +36,7 @@ endfunction()
 # Tests of rooms that stand on no real ground get a fake one as the local machine's. It comes last in each link, so
 # that it serves only where nothing else does.
 add_library(kvwmi_fake_ground STATIC EXCLUDE_FROM_ALL ${CMAKE_SOURCE_DIR}/src/frame/testing/local_ground.cpp)
-target_include_directories(kvwmi_fake_ground PUBLIC ${CMAKE_SOURCE_DIR}/include ${CMAKE_SOURCE_DIR}/src)
+target_link_libraries(kvwmi_fake_ground PUBLIC kvwmi_frame)
 
 # kvwmi_room(NAME [SOURCES patterns...] [DEPENDS rooms...] [LIBS libraries...] [TEST_LIBS libraries...])
 # Where folders below the room's are rooms of their own, SOURCES says which files are the room's.
@@ -47,7 +47,7 @@ function(kvwmi_room name)
   endif()
   file(GLOB_RECURSE sources CONFIGURE_DEPENDS ${arg_SOURCES})
   set(tests ${sources})
-  list(FILTER sources EXCLUDE REGEX "_test\\.cpp$|/testing/[^/]*\\.cpp$")
+  list(FILTER sources EXCLUDE REGEX "_test\\.cpp$|/main\\.cpp$|/testing/[^/]*\\.cpp$")
   list(FILTER tests INCLUDE REGEX "_test\\.cpp$")
 
   add_library(kvwmi_${name} STATIC ${sources})

@@ -35,7 +35,8 @@ class FakeObject final : public wmi::Object {
   }
   std::vector<wmi::Property> properties() override {
     std::vector<wmi::Property> result;
-    for (const wmi::NamedValue& entry : values_) result.push_back({entry.name, entry.value, {}, {}, {}, {}});
+    for (const wmi::NamedValue& entry : values_)
+      result.push_back({entry.name, entry.value, wmi::CimType::string, false, false, ""});
     return result;
   }
   std::int32_t call(std::string_view method, const wmi::NamedValues& arguments) override {
