@@ -1,0 +1,176 @@
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <nlohmann/json.hpp>
+#include <utility>
+
+#include "agent/command.h"
+#include "agent/nearest.h"
+#include "agent/table.h"
+#include "agent/values.h"
+
+namespace kvwmi::agent {
+namespace {
+
+constexpr const char* kFooter =
+    "Exit status: 0 answered, 1 an error was raised, 2 usage, 3 answered with a result other than 0.\n"
+    "Colours appear on a terminal only, and not where NO_COLOR is set.\n\n"
+    "Examples:\n"
+    "  kvwmi check                             every check that needs no name\n"
+    "  kvwmi check process-exists bash\n"
+    "  kvwmi check free-memory --json\n"
+    "  kvwmi query \"SELECT Name, ProcessId FROM Win32_Process\"\n"
+    "  kvwmi classes Win32_Service";
+
+/// The command line: the application, its commands, and which of them was given.
+class CommandLine {
+ public:
+  CommandLine() {
+    app_.set_help_flag("-h,--help", "Print this help and exit");
+    app_.set_version_flag("--version", "kvwmi 2.0.0", "Print the version and exit");
+    add_json(app_);
+    app_.require_subcommand(0, 1);
+    app_.allow_extras();
+    app_.footer(kFooter);
+    for (auto& command : make_commands()) {
+      CLI::App& part = command->declare(app_);
+      add_json(part);
+      commands_.emplace_back(&part, std::move(command));
+    }
+  }
+
+  [[nodiscard]] CLI::App& app() noexcept { return app_; }
+  [[nodiscard]] bool json() const noexcept { return json_; }
+
+  /// The given command, or null.
+  [[nodiscard]] Command* chosen() const {
+    for (const auto& [part, command] : commands_) {
+      if (part->parsed()) return command.get();
+    }
+    return nullptr;
+  }
+  [[nodiscard]] CLI::App& chosen_app() {
+    for (const auto& [part, command] : commands_) {
+      if (part->parsed()) return *part;
+    }
+    return app_;
+  }
+  [[nodiscard]] Command* find(const std::string& name) const {
+    for (const auto& [part, command] : commands_) {
+      if (part->get_name() == name) return command.get();
+    }
+    return nullptr;
+  }
+
+  [[nodiscard]] std::vector<std::string> command_names() const {
+    std::vector<std::string> result;
+    for (const auto& [part, command] : commands_) result.push_back(part->get_name());
+    return result;
+  }
+  /// Long and short names of the options that may stand here.
+  [[nodiscard]] std::vector<std::string> option_names(const CLI::App& here) const {
+    std::vector<std::string> result;
+    std::vector<const CLI::App*> apps{&here};
+    if (&here != &app_) apps.push_back(&app_);
+    for (const CLI::App* app : apps) {
+      for (const CLI::Option* option : app->get_options()) {
+        for (const std::string& name : option->get_lnames()) result.push_back("--" + name);
+      }
+    }
+    std::sort(result.begin(), result.end());
+    result.erase(std::unique(result.begin(), result.end()), result.end());
+    return result;
+  }
+
+ private:
+  /// Taken before and after the command alike.
+  void add_json(CLI::App& app) { app.add_flag("--json", json_, "Print results and errors as JSON"); }
+
+  CLI::App app_{"kvwmi looks at this machine through WMI: checks, queries and their schema.", "kvwmi"};
+  bool json_ = false;
+  std::vector<std::pair<CLI::App*, std::unique_ptr<Command>>> commands_;
+};
+
+/// What is wrong with an argument that nothing has taken.
+std::string explain_extra(CommandLine& line, const std::string& extra) {
+  if (extra.starts_with('-')) {
+    return "unknown option \"" + extra + "\"" + nearest_hint(extra, line.option_names(line.chosen_app()));
+  }
+  if (line.chosen() == nullptr) {
+    return "unknown command \"" + extra + "\"" + nearest_hint(extra, line.command_names());
+  }
+  return line.chosen_app().get_name() + " has no use for \"" + extra + "\"";
+}
+
+/// `complete WORD...`: what may follow these words, one a line. Meant for the shell, so the help is silent
+/// about it.
+int complete(const std::vector<std::string>& words, Console& console) {
+  CommandLine line;
+  std::vector<std::string> candidates;
+  const auto is_option = [](const std::string& word) { return word.starts_with('-'); };
+  std::vector<std::string> plain;
+  std::copy_if(words.begin(), words.end(), std::back_inserter(plain), std::not_fn(is_option));
+  CLI::App* here = &line.app();
+  if (plain.empty()) {
+    candidates = line.command_names();
+  } else if (Command* command = line.find(plain.front())) {
+    here = line.app().get_subcommand(plain.front());
+    plain.erase(plain.begin());
+    candidates = command->completions(plain);
+  }
+  for (const std::string& option : line.option_names(*here)) candidates.push_back(option);
+  for (const std::string& candidate : candidates) console.print(candidate);
+  return kAnswered;
+}
+
+}  // namespace
+
+int run_agent(std::vector<std::string> arguments, std::ostream& out, std::ostream& err,
+              Console::Style style) {
+  try {
+    if (!arguments.empty() && arguments.front() == "complete") {
+      Console console(out, err, style);
+      arguments.erase(arguments.begin());
+      return complete(arguments, console);
+    }
+    CommandLine line;
+    try {
+      std::reverse(arguments.begin(), arguments.end());  // as the parser takes them
+      line.app().parse(arguments);
+    } catch (const CLI::Success& request) {
+      // Help or version: the parser prints them itself.
+      line.app().exit(request, out, err);
+      return kAnswered;
+    } catch (const CLI::ParseError& error) {
+      const std::string command = line.chosen() == nullptr ? "" : line.chosen_app().get_name() + " ";
+      Console(out, err, style).complain(std::string(error.what()) + "; see kvwmi " + command + "--help");
+      return kUsage;
+    }
+    style.json = line.json();
+    Console console(out, err, style);
+    const std::vector<std::string> extras = line.app().remaining(true);
+    if (!extras.empty()) {
+      console.complain(explain_extra(line, extras.front()));
+      return kUsage;
+    }
+    Command* command = line.chosen();
+    if (command == nullptr) {
+      err << line.app().help();
+      return kUsage;
+    }
+    try {
+      return command->run(console);
+    } catch (const Error& error) {
+      if (console.json()) {
+        console.print_json(nlohmann::ordered_json{{"error", to_json(error)}});
+      } else {
+        console.complain(error);
+      }
+      return kRaised;
+    }
+  } catch (const std::exception& error) {
+    Console(out, err, style).complain(error.what());
+    return kRaised;
+  }
+}
+
+}  // namespace kvwmi::agent

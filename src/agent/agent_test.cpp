@@ -1,0 +1,326 @@
+#include <gtest/gtest.h>
+
+#include <nlohmann/json.hpp>
+#include <sstream>
+
+#include "agent/command.h"
+#include "frame/testing/local_ground.h"
+#include "frame/wmi_status.h"
+
+namespace kvwmi::agent {
+namespace {
+
+using Json = nlohmann::ordered_json;
+using testing::FakeObject;
+using testing::FakeWmi;
+using wmi::Value;
+
+struct Result {
+  int status;
+  std::string out;
+  std::string err;
+};
+
+Result run(std::vector<std::string> arguments, Console::Style style = {}) {
+  std::ostringstream out;
+  std::ostringstream err;
+  const int status = run_agent(std::move(arguments), out, err, style);
+  return {status, out.str(), err.str()};
+}
+
+std::shared_ptr<FakeObject> object(wmi::NamedValues values, std::string class_name = "") {
+  return std::make_shared<FakeObject>(std::move(values), std::move(class_name));
+}
+
+/// The agent on a machine that a test makes up.
+class Agent : public ::testing::Test {
+ protected:
+  Agent() { wmi = FakeWmi(); }
+  FakeWmi& wmi = testing::fake_local_ground().wmi;
+
+  void refuse(const std::string& query, std::size_t offset, const std::string& message,
+              wmi::Status status = wmi::Status::invalid_query) {
+    wmi.errors.insert_or_assign(
+        query, wmi::wmi_error(status, wmi::source::kServices).with_diagnostic({query, offset, message}));
+  }
+};
+
+constexpr const char* kServiceQuery = "SELECT * FROM Win32_Service WHERE DisplayName='Web Server'";
+constexpr const char* kSystemQuery = "SELECT * FROM Win32_OperatingSystem";
+
+TEST_F(Agent, CheckSaysTheAnswerInWords) {
+  wmi.answer(kServiceQuery, {object({{"State", Value("Running")}})});
+  const Result result = run({"check", "service-state", "Web Server"});
+  EXPECT_EQ(result.out, "service-state \"Web Server\": Running (4)\n");
+  EXPECT_EQ(result.err, "");
+  EXPECT_EQ(result.status, 0);
+}
+
+TEST_F(Agent, CheckAsJsonNamesMethodResultAndOutput) {
+  wmi.answer(kServiceQuery, {object({{"State", Value("Running")}})});
+  const Result result = run({"check", "service-state", "Web Server", "--json"});
+  EXPECT_EQ(Json::parse(result.out).dump(), R"({"method":"m_GetServiceState","result":0,"f_lngState":4})");
+  EXPECT_EQ(result.status, 0);
+}
+
+TEST_F(Agent, JsonMayBeAskedForBeforeTheCommandToo) {
+  const Result result = run({"--json", "check", "process-exists", "x"});
+  EXPECT_EQ(Json::parse(result.out).dump(),
+            R"({"method":"m_GetProcessExistence","result":0,"f_blnExist":false})");
+}
+
+TEST_F(Agent, SizesAreNumbersOfAnyWidth) {
+  wmi.answer(kSystemQuery, {object({{"FreePhysicalMemory", Value("922337203685477")}})});
+  const Result json = run({"check", "free-memory", "--json"});
+  EXPECT_EQ(Json::parse(json.out).dump(),
+            R"({"method":"m_GetFreePhysicalMemorySize","result":0,"f_curSize":922337203685477})");
+  EXPECT_EQ(run({"check", "free-memory"}).out, "free-memory: 922,337,203,685,477 KB (858993.5 TB)\n");
+}
+
+TEST_F(Agent, AStepCodeIsExitStatusThree) {
+  const Result result = run({"check", "service-state", "Web Server"});
+  EXPECT_EQ(result.out, "service-state \"Web Server\": no service has this display name (result 1)\n");
+  EXPECT_EQ(result.status, 3);
+  const Result json = run({"check", "service-state", "Web Server", "--json"});
+  EXPECT_EQ(Json::parse(json.out).dump(), R"({"method":"m_GetServiceState","result":1,"f_lngState":0})");
+  EXPECT_EQ(json.status, 3);
+}
+
+TEST_F(Agent, AFailedCheckShowsWhatAutomationClientsSee) {
+  const std::string query = "SELECT * FROM Win32_Process WHERE Name='it's'";
+  refuse(query, 43, "unexpected text");
+  const Result result = run({"check", "process-exists", "it's"});
+  EXPECT_EQ(result.status, 1);
+  EXPECT_EQ(result.out, "");
+  EXPECT_EQ(result.err,
+            "kvwmi: Invalid query: unexpected text (0x80040211)\n"
+            "    SELECT * FROM Win32_Process WHERE Name='it's'\n"
+            "                                               ^\n"
+            "    raised by SWbemServicesEx\n"
+            "              KVWMI : CheckPoint.m_GetProcessExistence\n");
+  const Result json = run({"check", "process-exists", "it's", "--json"});
+  EXPECT_EQ(json.status, 1);
+  EXPECT_EQ(Json::parse(json.out).dump(),
+            R"({"method":"m_GetProcessExistence","error":{"Number":-2147220975,)"
+            R"("Source":"SWbemServicesEx\r\n\tKVWMI : CheckPoint.m_GetProcessExistence",)"
+            R"("Description":"Invalid query ","offset":43,"message":"unexpected text"}})");
+}
+
+TEST_F(Agent, AllChecksWithoutANameInOneTable) {
+  wmi.answer(kSystemQuery, {object({{"FreePhysicalMemory", Value("2048")},
+                                    {"TotalVisibleMemorySize", Value("4096")},
+                                    {"FreeVirtualMemory", Value("1")},
+                                    {"TotalVirtualMemorySize", Value("2")},
+                                    {"FreeSpaceInPagingFiles", Value("0")},
+                                    {"SizeStoredInPagingFiles", Value()}})});
+  wmi.answer("SELECT * FROM Win32_Processor", {object({{"LoadPercentage", Value(std::int32_t{7})}})});
+  const Result result = run({"check"});
+  EXPECT_EQ(
+      result.out,
+      "CHECK                RESULT  ANSWER\n"
+      "power-source              0  on mains power (25)\n"
+      "free-memory               0  2,048 KB (2.0 MB)\n"
+      "memory                    0  4,096 KB (4.0 MB)\n"
+      "free-virtual-memory       0  1 KB\n"
+      "virtual-memory            0  2 KB\n"
+      "free-paging               0  0 KB\n"
+      "paging                    2  the operating system tells no size\n"
+      "processor-load            0  7 %\n"
+      "These need a NAME: service-state, service-exists, process-exists, process-memory, process-cpu\n");
+  EXPECT_EQ(result.status, 3);
+  const Json json = Json::parse(run({"check", "--json"}).out);
+  ASSERT_EQ(json.size(), 8U);
+  EXPECT_EQ(json[7].dump(), R"({"method":"m_GetProcessorLoadPercentage","result":0,"f_lngPercentage":7})");
+}
+
+TEST_F(Agent, AnErrorInTheTableOutweighsAStepCode) {
+  wmi.answer("SELECT * FROM Win32_Processor", {object({{"LoadPercentage", Value()}})});
+  const Result result = run({"check"});
+  EXPECT_NE(result.out.find("processor-load        error  Overflow\n"), std::string::npos) << result.out;
+  EXPECT_NE(result.out.find("memory                    1  WMI has no operating system object\n"),
+            std::string::npos)
+      << result.out;
+  EXPECT_EQ(result.status, 1);
+}
+
+TEST_F(Agent, WithoutWmiEveryCommandSaysSo) {
+  wmi.installed = false;
+  EXPECT_EQ(run({"check"}).status, 1);
+  const Result query = run({"query", "SELECT * FROM X", "--json"});
+  EXPECT_EQ(query.status, 1);
+  EXPECT_EQ(Json::parse(query.out).dump(),
+            R"({"error":{"Number":429,"Source":"KVWMI","Description":"WMI not installed"}})");
+  EXPECT_EQ(run({"classes"}).err, "kvwmi: WMI not installed (429)\n    raised by KVWMI\n");
+}
+
+TEST_F(Agent, QueryPrintsATableThatFits) {
+  wmi.answer("SELECT * FROM X", {object({{"Name", Value("a")}, {"Size", Value("10")}}, "X"),
+                                 object({{"Name", Value("bcd")}, {"Size", Value()}}, "X")});
+  EXPECT_EQ(run({"query", "SELECT * FROM X"}).out, "Name  Size\na     10\nbcd   NULL\n");
+}
+
+TEST_F(Agent, QueryPrintsBlocksWhereATableWouldNotFit) {
+  wmi.answer("SELECT * FROM X", {object({{"Name", Value("a")}, {"Text", Value("one two three four")}}, "X"),
+                                 object({{"Name", Value("b")}, {"Text", Value("five")}}, "X")});
+  Console::Style narrow;
+  narrow.width = 20;
+  EXPECT_EQ(run({"query", "SELECT * FROM X"}, narrow).out,
+            "X\n  Name  a\n  Text  one two three four\n\nX\n  Name  b\n  Text  five\n");
+}
+
+TEST_F(Agent, QueryAsJsonIsAnArrayOfObjects) {
+  wmi.answer("SELECT * FROM X",
+             {object({{"Name", Value("a")}, {"Size", Value("10")}, {"On", Value(true)}}, "X")});
+  EXPECT_EQ(Json::parse(run({"query", "SELECT * FROM X", "--json"}).out).dump(),
+            R"([{"Name":"a","Size":"10","On":true}])");
+  EXPECT_EQ(run({"query", "SELECT * FROM Empty", "--json"}).out, "[]\n");
+  EXPECT_EQ(run({"query", "SELECT * FROM Empty"}).out, "(no objects)\n");
+}
+
+TEST_F(Agent, QueryGoesToTheNamespaceItIsGiven) {
+  EXPECT_EQ(run({"query", "SELECT * FROM X", "--namespace", R"(root\DEFAULT)"}).status, 0);
+  ASSERT_EQ(wmi.connections.size(), 1U);
+  EXPECT_EQ(wmi.connections[0].name_space, R"(root\DEFAULT)");
+}
+
+TEST_F(Agent, BytesThatAreNoUtf8DoNotBreakTheJson) {
+  wmi.answer("SELECT * FROM X", {object({{"Name", Value("a\xFFz")}}, "X")});
+  EXPECT_EQ(Json::parse(run({"query", "SELECT * FROM X", "--json"}).out).dump(),
+            "[{\"Name\":\"a\xEF\xBF\xBDz\"}]");
+}
+
+TEST_F(Agent, AMalformedQueryShowsACaretUnderThePlace) {
+  refuse("SELECT Name\nFRM X", 12, "expected FROM");
+  const Result result = run({"query", "SELECT Name\nFRM X"});
+  EXPECT_EQ(result.status, 1);
+  EXPECT_EQ(result.err,
+            "kvwmi: Invalid query: expected FROM (0x80041017)\n"
+            "    FRM X\n"
+            "    ^\n"
+            "    raised by SWbemServicesEx\n");
+}
+
+TEST_F(Agent, TheCaretStandsUnderTheCharacterWhateverIsBeforeIt) {
+  refuse("SELECT \xC3\xA4\t\xC3\xA4 ?", 13, "unexpected text");
+  EXPECT_NE(run({"query", "SELECT \xC3\xA4\t\xC3\xA4 ?"})
+                .err.find("\n    SELECT \xC3\xA4 \xC3\xA4 ?\n"
+                          "               ^\n"),
+            std::string::npos);
+}
+
+TEST_F(Agent, AnUnknownClassNamesTheNearest) {
+  refuse("SELECT * FROM Win32_Proces", 14, "unknown class", wmi::Status::invalid_class);
+  wmi.answer("SELECT * FROM meta_class", {object({}, "Win32_Process"), object({}, "Win32_Service")});
+  const Result result = run({"query", "SELECT * FROM Win32_Proces"});
+  EXPECT_NE(result.err.find("    no class \"Win32_Proces\"; nearest: Win32_Process\n"), std::string::npos)
+      << result.err;
+}
+
+TEST_F(Agent, AnUnknownPropertyNamesTheNearest) {
+  refuse("SELECT Nam FROM X", 7, "unknown property");
+  wmi.answer("SELECT * FROM meta_class WHERE __this ISA 'X'",
+             {object({{"Name", Value()}, {"Size", Value()}}, "X")});
+  const Result result = run({"query", "SELECT Nam FROM X"});
+  EXPECT_NE(result.err.find("    no property \"Nam\"; nearest: Name\n"), std::string::npos) << result.err;
+}
+
+TEST_F(Agent, ClassesNamesThemAll) {
+  wmi.answer("SELECT * FROM meta_class", {object({}, "Win32_Process"), object({}, "Win32_Service")});
+  EXPECT_EQ(run({"classes"}).out, "Win32_Process\nWin32_Service\n");
+  EXPECT_EQ(Json::parse(run({"classes", "--json"}).out).dump(), R"(["Win32_Process","Win32_Service"])");
+}
+
+TEST_F(Agent, ClassesDescribesOne) {
+  wmi.answer("SELECT * FROM meta_class WHERE __this ISA 'x'", {object({{"Name", Value()}}, "X")});
+  EXPECT_EQ(run({"classes", "x"}).out, "X       TYPE    KEY  DESCRIPTION\n  Name  string\n");
+  EXPECT_EQ(Json::parse(run({"classes", "x", "--json"}).out).dump(),
+            R"({"class":"X","properties":[{"name":"Name","type":"string","array":false,"key":false,)"
+            R"("description":""}]})");
+}
+
+TEST_F(Agent, ClassesOfAnUnknownNameNamesTheNearest) {
+  wmi.answer("SELECT * FROM meta_class", {object({}, "Win32_Process"), object({}, "Win32_Service")});
+  const Result result = run({"classes", "Win32_Servis"});
+  EXPECT_EQ(result.status, 1);
+  EXPECT_EQ(result.err,
+            "kvwmi: Not found (0x80041002)\n"
+            "    no class \"Win32_Servis\" in root\\CIMV2; nearest: Win32_Service\n"
+            "    raised by SWbemServicesEx\n");
+  EXPECT_EQ(Json::parse(run({"classes", "Win32_Servis", "--json"}).out)["error"]["Number"], -2147217406);
+}
+
+struct Usage {
+  std::vector<std::string> arguments;
+  std::string complaint;
+};
+void PrintTo(const Usage& usage, std::ostream* out) {
+  *out << usage.complaint;
+}
+class AgentUsage : public ::testing::TestWithParam<Usage> {};
+
+TEST_P(AgentUsage, IsOneLineThatNamesWhatIsWrong) {
+  const Result result = run(GetParam().arguments);
+  EXPECT_EQ(result.err, "kvwmi: " + GetParam().complaint + "\n");
+  EXPECT_EQ(result.out, "");
+  EXPECT_EQ(result.status, 2);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    All, AgentUsage,
+    ::testing::Values(
+        Usage{{"chek"}, "unknown command \"chek\"; nearest: check"},
+        Usage{{"--jsn"}, "unknown option \"--jsn\"; nearest: --json"},
+        Usage{{"check", "--jsn"}, "unknown option \"--jsn\"; nearest: --json"},
+        Usage{{"query", "x", "--namspace", "y"}, "unknown option \"--namspace\"; nearest: --namespace"},
+        Usage{{"check", "proces-exists", "x"}, "unknown check \"proces-exists\"; nearest: process-exists"},
+        Usage{{"check", "service-state"}, "check service-state needs a NAME: a service's display name"},
+        Usage{{"check", "memory", "x"}, "check memory takes no NAME, but got \"x\""},
+        Usage{{"check", "process-exists", "x", "y"}, "check has no use for \"y\""},
+        Usage{{"query"}, "WQL is required; see kvwmi query --help"},
+        Usage{{"query", "x", "--namespace"},
+              "--namespace: 1 required TEXT missing; see kvwmi query --help"}));
+
+TEST(AgentHelp, WithoutACommandIsUsage) {
+  const Result result = run({});
+  EXPECT_EQ(result.status, 2);
+  EXPECT_EQ(result.out, "");
+  EXPECT_NE(result.err.find("Usage: kvwmi"), std::string::npos);
+}
+
+TEST(AgentHelp, NamesCommandsChecksAndOptions) {
+  const Result all = run({"--help"});
+  EXPECT_EQ(all.status, 0);
+  EXPECT_EQ(all.err, "");
+  for (const char* word : {"check", "query", "classes", "--json", "NO_COLOR", "Exit status"}) {
+    EXPECT_NE(all.out.find(word), std::string::npos) << word;
+  }
+  const Result check = run({"check", "--help"});
+  for (const char* word : {"power-source", "service-state NAME", "processor-load", "--json"}) {
+    EXPECT_NE(check.out.find(word), std::string::npos) << word;
+  }
+  EXPECT_EQ(run({"--version"}).out, "kvwmi 2.0.0\n");
+}
+
+TEST_F(Agent, CompletesCommandsChecksClassesAndOptions) {
+  wmi.answer("SELECT * FROM meta_class", {object({}, "Win32_Process")});
+  const auto first_lines = [](const std::string& text, int count) {
+    std::size_t end = 0;
+    while (count-- > 0) end = text.find('\n', end) + 1;
+    return text.substr(0, end);
+  };
+  EXPECT_EQ(first_lines(run({"complete"}).out, 3), "check\nquery\nclasses\n");
+  EXPECT_EQ(first_lines(run({"complete", "check", "--json"}).out, 2), "power-source\nservice-state\n");
+  EXPECT_EQ(run({"complete", "check", "memory"}).out, "--help\n--json\n--version\n");
+  EXPECT_EQ(run({"complete", "classes"}).out, "Win32_Process\n--help\n--json\n--namespace\n--version\n");
+}
+
+TEST_F(Agent, ColoursOnlyWhereTheyAreWanted) {
+  Console::Style colour;
+  colour.colour = true;
+  EXPECT_EQ(run({"chek"}, colour).err.substr(0, 15), "\x1b[31mkvwmi:\x1b[0m");
+  EXPECT_EQ(run({"query", "SELECT * FROM Empty"}, colour).out, "\x1b[2m(no objects)\x1b[0m\n");
+  EXPECT_EQ(run({"chek"}).err.find('\x1b'), std::string::npos);
+}
+
+}  // namespace
+}  // namespace kvwmi::agent

@@ -1,0 +1,91 @@
+#include "agent/console.h"
+
+#include <array>
+#include <cstdint>
+#include <cstdio>
+#include <nlohmann/json.hpp>
+
+#include "agent/table.h"
+
+namespace kvwmi::agent {
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+/// Text of foreign origin may hold bytes that are no UTF-8; they must not break the document.
+std::string dump(const Json& document, int indent) {
+  return document.dump(indent, ' ', false, Json::error_handler_t::replace);
+}
+
+std::string hexadecimal(std::int32_t number) {
+  std::array<char, 11> text{};
+  std::snprintf(text.data(), text.size(), "0x%08X", static_cast<unsigned>(number));
+  return text.data();
+}
+
+/// Run-time numbers are known as they stand, WMI's by their hexadecimal form.
+std::string number_text(std::int32_t number) {
+  return number >= 0 ? std::to_string(number) : hexadecimal(number);
+}
+
+}  // namespace
+
+std::string_view trimmed(std::string_view text) {
+  const auto end = text.find_last_not_of(" \t\r\n");
+  return end == std::string_view::npos ? std::string_view() : text.substr(0, end + 1);
+}
+
+std::string show_place(const QueryDiagnostic& diagnostic) {
+  const std::string_view query = diagnostic.query;
+  const std::size_t offset = std::min(diagnostic.offset, query.size());
+  const auto before = query.substr(0, offset).find_last_of("\r\n");
+  const std::size_t begin = before == std::string_view::npos ? 0 : before + 1;
+  const std::size_t end = std::min(query.find_first_of("\r\n", offset), query.size());
+  return "    " + printable(query.substr(begin, end - begin)) + "\n    " +
+         std::string(display_width(printable(query.substr(begin, offset - begin))), ' ') + "^";
+}
+
+void Console::print(const Table& table) {
+  std::vector<std::string> lines = table.lines(style_.width);
+  if (!lines.empty()) lines.front() = paint(Colour::bold, lines.front());
+  for (const std::string& line : lines) print(line);
+}
+
+void Console::print_json(const Json& document) {
+  out_ << dump(document, 2) << '\n';
+}
+
+void Console::print_json_line(const Json& document) {
+  out_ << dump(document, -1) << '\n';
+}
+
+void Console::complain(std::string_view line) {
+  err_ << paint(Colour::red, "kvwmi:") << ' ' << line << '\n';
+}
+
+void Console::complain(const Error& error, std::string_view hint) {
+  const QueryDiagnostic* place = error.query_diagnostic();
+  std::string line(trimmed(error.description()));
+  if (place != nullptr && !place->message.empty()) line += ": " + place->message;
+  complain(line + " (" + number_text(error.number()) + ")");
+  if (place != nullptr) err_ << show_place(*place) << '\n';
+  if (!hint.empty()) err_ << "    " << hint << '\n';
+  // Each line of the Source is one routine that the error has passed, the innermost first.
+  const char* label = "    raised by ";
+  for (std::string_view rest = error.source(); !rest.empty();) {
+    const auto end = std::min(rest.find("\r\n"), rest.size());
+    const auto begin = std::min(rest.find_first_not_of('\t'), end);
+    err_ << label << rest.substr(begin, end - begin) << '\n';
+    label = "              ";
+    rest.remove_prefix(std::min(end + 2, rest.size()));
+  }
+}
+
+std::string Console::paint(Colour colour, std::string_view text) const {
+  static constexpr std::array<const char*, 5> kCodes{"1", "2", "31", "33", "32"};
+  if (!style_.colour) return std::string(text);
+  return std::string("\x1b[") + kCodes[static_cast<std::size_t>(colour)] + 'm' + std::string(text) +
+         "\x1b[0m";
+}
+
+}  // namespace kvwmi::agent

@@ -1,0 +1,66 @@
+#pragma once
+
+#include <cstddef>
+#include <nlohmann/json_fwd.hpp>
+#include <ostream>
+#include <string>
+#include <string_view>
+
+#include "kvwmi/error.h"
+
+namespace kvwmi::agent {
+
+class Table;
+
+/// Exit statuses of every command.
+enum ExitStatus : int {
+  kAnswered = 0,
+  kRaised = 1,  ///< WMI or the component raised an error
+  kUsage = 2,
+  kStepCode = 3,  ///< answered, with a result other than 0
+};
+
+/// What a command writes to: results for people or programs on `out`, complaints on `err`.
+class Console {
+ public:
+  struct Style {
+    bool json = false;
+    bool colour = false;
+    std::size_t width = 100;  ///< columns that a line for people may take
+  };
+
+  Console(std::ostream& out, std::ostream& err, Style style) : out_(out), err_(err), style_(style) {}
+
+  [[nodiscard]] bool json() const noexcept { return style_.json; }
+  [[nodiscard]] std::size_t width() const noexcept { return style_.width; }
+  [[nodiscard]] std::ostream& out() noexcept { return out_; }
+
+  void print(std::string_view line) { out_ << line << '\n'; }
+  void print(const Table& table);
+  void print_json(const nlohmann::ordered_json& document);
+  /// The same on a single line.
+  void print_json_line(const nlohmann::ordered_json& document);
+
+  /// One line that names what is wrong.
+  void complain(std::string_view line);
+  /// A failure for people: its text and number, where it comes from, and the place in a refused query. `hint`
+  /// is one more line, where not empty.
+  void complain(const Error& error, std::string_view hint = {});
+
+  enum class Colour { bold, dim, red, yellow, green };
+  /// `text` in a colour, where there are colours.
+  [[nodiscard]] std::string paint(Colour colour, std::string_view text) const;
+
+ private:
+  std::ostream& out_;
+  std::ostream& err_;
+  Style style_;
+};
+
+/// `text` without blanks and line ends at its end; WMI's texts have one.
+[[nodiscard]] std::string_view trimmed(std::string_view text);
+
+/// The query's offending line with a caret under the place, two lines.
+[[nodiscard]] std::string show_place(const QueryDiagnostic& diagnostic);
+
+}  // namespace kvwmi::agent

@@ -1,0 +1,112 @@
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <nlohmann/json.hpp>
+#include <optional>
+
+#include "agent/command.h"
+#include "agent/query_hint.h"
+#include "agent/table.h"
+#include "agent/values.h"
+
+namespace kvwmi::agent {
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+/// One column for each property of the objects; objects of a derived class may bring more than the first one.
+std::vector<WmiProperty> columns_of(const std::vector<WmiObject>& objects) {
+  std::vector<WmiProperty> result;
+  for (const WmiObject& object : objects) {
+    for (const WmiProperty& property : object.properties) {
+      const bool known = std::any_of(result.begin(), result.end(),
+                                     [&](const WmiProperty& column) { return column.name == property.name; });
+      if (!known) result.push_back(property);
+    }
+  }
+  return result;
+}
+
+std::string cell(const WmiObject& object, const std::string& name) {
+  const auto found = std::find_if(object.properties.begin(), object.properties.end(),
+                                  [&](const WmiProperty& property) { return property.name == name; });
+  return found == object.properties.end() ? "" : to_line(found->value);
+}
+
+/// A table where it fits the line; else one block of lines for each object.
+void print_objects(Console& console, const std::vector<WmiObject>& objects) {
+  if (objects.empty()) {
+    console.print(console.paint(Console::Colour::dim, "(no objects)"));
+    return;
+  }
+  const std::vector<WmiProperty> columns = columns_of(objects);
+  std::vector<Table::Column> headings;
+  for (const WmiProperty& column : columns) {
+    const bool number = is_number(column.type) && !column.is_array;
+    headings.push_back({column.name, number ? Table::Align::right : Table::Align::left});
+  }
+  Table table(std::move(headings));
+  for (const WmiObject& object : objects) {
+    std::vector<std::string> row;
+    for (const WmiProperty& column : columns) row.push_back(cell(object, column.name));
+    table.add(std::move(row));
+  }
+  if (table.width() <= console.width()) {
+    console.print(table);
+    return;
+  }
+  for (const WmiObject& object : objects) {
+    if (&object != &objects.front()) console.print("");
+    Table block({{object.class_name}, {""}});
+    for (const WmiProperty& property : object.properties) {
+      block.add({"  " + property.name, to_line(property.value)});
+    }
+    console.print(block);
+  }
+}
+
+class QueryCommand final : public Command {
+ public:
+  CLI::App& declare(CLI::App& app) override {
+    CLI::App* command = app.add_subcommand("query", "Answer a WQL query");
+    command->add_option("WQL", wql_, "The query, one argument")->required();
+    command->add_option("--namespace", name_space_, "The WMI namespace")->capture_default_str();
+    command->footer(
+        "Examples:\n"
+        "  kvwmi query \"SELECT Name, ProcessId FROM Win32_Process WHERE Name LIKE '%bash%'\"\n"
+        "  kvwmi query \"SELECT * FROM Win32_LogicalDisk\" --json\n"
+        "  kvwmi query \"SELECT * FROM meta_class WHERE __this ISA 'Win32_Process'\"\n\n"
+        "64-bit numbers and datetimes are text, as automation clients get them.");
+    return *command;
+  }
+
+  int run(Console& console) override {
+    WmiSession session(name_space_);
+    try {
+      const std::vector<WmiObject> objects = session.query(wql_);
+      if (console.json()) {
+        Json document = Json::array();
+        for (const WmiObject& object : objects) document.push_back(to_json(object));
+        console.print_json(document);
+      } else {
+        print_objects(console, objects);
+      }
+      return kAnswered;
+    } catch (const Error& error) {
+      if (console.json()) throw;
+      console.complain(error, query_hint(session, wql_, error));
+      return kRaised;
+    }
+  }
+
+ private:
+  std::string wql_;
+  std::string name_space_ = R"(root\CIMV2)";
+};
+
+}  // namespace
+
+std::unique_ptr<Command> make_query_command() {
+  return std::make_unique<QueryCommand>();
+}
+
+}  // namespace kvwmi::agent

@@ -1,0 +1,27 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "agent/console.h"
+
+/// The process's surroundings, different on each system.
+namespace kvwmi::agent {
+
+/// The arguments after the program's name, as UTF-8.
+[[nodiscard]] std::vector<std::string> process_arguments(int argc, char** argv);
+
+/// How standard output wants to be written to: colours on a terminal where NO_COLOR is not set, and its
+/// width.
+[[nodiscard]] Console::Style standard_output_style();
+
+/// What the process must set up before it uses the component, undone at its end.
+class ProcessSetup {
+ public:
+  ProcessSetup();
+  ~ProcessSetup();
+  ProcessSetup(const ProcessSetup&) = delete;
+  ProcessSetup& operator=(const ProcessSetup&) = delete;
+};
+
+}  // namespace kvwmi::agent

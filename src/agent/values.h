@@ -1,0 +1,26 @@
+#pragma once
+
+#include <nlohmann/json_fwd.hpp>
+#include <string>
+
+#include "kvwmi/error.h"
+#include "kvwmi/wmi_session.h"
+
+/// WMI's values, objects and failures as JSON and as text for people.
+namespace kvwmi::agent {
+
+/// A value as automation clients get it: 64-bit numbers and datetimes are text, Null is null.
+[[nodiscard]] nlohmann::ordered_json to_json(const wmi::Value& value);
+/// Property to value.
+[[nodiscard]] nlohmann::ordered_json to_json(const WmiObject& object);
+/// {"Number", "Source", "Description"}; of a refused query also the offset and what was wrong there.
+[[nodiscard]] nlohmann::ordered_json to_json(const Error& error);
+
+/// One line, control characters made visible; Null is "NULL", an array {a, b}.
+[[nodiscard]] std::string to_line(const wmi::Value& value);
+
+/// WMI's word for a CIM type, with [] for an array of it.
+[[nodiscard]] std::string type_name(wmi::CimType type, bool is_array = false);
+[[nodiscard]] bool is_number(wmi::CimType type);
+
+}  // namespace kvwmi::agent
