@@ -4,6 +4,7 @@
 
 #include "windows/com/implements.h"
 #include "windows/com/module.h"
+#include "windows/win32/com_ptr.h"
 
 namespace kvwmi::com {
 namespace {
@@ -51,8 +52,7 @@ HRESULT get_class_object(REFCLSID class_id, REFIID id, void** factory) noexcept 
   *factory = nullptr;
   const BuiltClass* built = BuiltClass::find(class_id);
   if (!built) return CLASS_E_CLASSNOTAVAILABLE;
-  Microsoft::WRL::ComPtr<IClassFactory> made;
-  made.Attach(new Factory(*built));
+  const auto made = ground::ComPtr<IClassFactory>::own(new Factory(*built));
   return made->QueryInterface(id, factory);
 } catch (const std::bad_alloc&) {
   return E_OUTOFMEMORY;

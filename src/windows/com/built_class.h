@@ -3,7 +3,6 @@
 #include <windows.h>
 
 #include <unknwn.h>
-#include <wrl/client.h>
 
 #include <memory>
 #include <string_view>
@@ -12,6 +11,7 @@
 #include "windows/com/errors.h"
 #include "windows/com/guid.h"
 #include "windows/com/object.h"
+#include "windows/win32/com_ptr.h"
 
 namespace kvwmi::com {
 
@@ -47,8 +47,8 @@ template <typename ClassObject>
 HRESULT make_object(const catalogue::Class& type, REFIID id, void** object) {
   HRESULT status = E_NOINTERFACE;
   const HRESULT made = guarded(to_guid(type.interface_id), [&] {
-    Microsoft::WRL::ComPtr<ClassObject> result;
-    result.Attach(new ClassObject(type, std::make_shared<typename ClassObject::CoreClass>()));
+    const auto result = ground::ComPtr<ClassObject>::own(
+        new ClassObject(type, std::make_shared<typename ClassObject::CoreClass>()));
     status = result->QueryInterface(id, object);
   });
   return FAILED(made) ? made : status;

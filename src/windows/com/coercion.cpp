@@ -1,7 +1,5 @@
 #include "windows/com/coercion.h"
 
-#include <wrl/client.h>
-
 #include <cstring>
 #include <optional>
 #include <string>
@@ -10,6 +8,7 @@
 
 #include "windows/com/guid.h"
 #include "windows/text/bstr.h"
+#include "windows/win32/com_ptr.h"
 
 namespace kvwmi::com {
 namespace {
@@ -18,17 +17,10 @@ using catalogue::Kind;
 using catalogue::Parameter;
 using catalogue::Passing;
 using catalogue::Type;
-using Microsoft::WRL::ComPtr;
+using ground::ComPtr;
 using windows::Bstr;
 
 constexpr VARTYPE kVariantReference = VT_BYREF | VT_VARIANT;
-
-/// Follows references to variants to the variant that holds the value; null for a reference to nowhere.
-VARIANT* dereferenced(VARIANT& variant) {
-  VARIANT* current = &variant;
-  while (current && V_VT(current) == kVariantReference) current = V_VARIANTREF(current);
-  return current;
-}
 
 /// The array that a variant holds or refers to: nullopt where it is none, null where it is not allocated.
 std::optional<SAFEARRAY*> array_in(const VARIANT& variant) {
@@ -84,7 +76,7 @@ class StringArrayReader {
     OwnedVariant element;
     HRESULT got = S_OK;
     if (object_) {
-      got = read_member(*object_.Get(), std::to_wstring(index), element);
+      got = read_member(*object_.get(), std::to_wstring(index), element);
     } else if (element_type_ == VT_VARIANT) {
       got = SafeArrayGetElement(array_, &index, &element);
     } else {
@@ -110,8 +102,8 @@ class StringArrayReader {
 
   HRESULT open_object(IUnknown& object) {
     OwnedVariant length;
-    if (FAILED(object.QueryInterface(IID_PPV_ARGS(&object_))) ||
-        FAILED(read_member(*object_.Get(), L"length", length)) ||
+    if (FAILED(object.QueryInterface(IID_PPV_ARGS(object_.put()))) ||
+        FAILED(read_member(*object_.get(), L"length", length)) ||
         FAILED(VariantChangeType(&length, &length, 0, VT_I4)) || V_I4(&length) < 0) {
       return DISP_E_TYPEMISMATCH;
     }
@@ -170,9 +162,17 @@ bool same_shape(SAFEARRAY* a, SAFEARRAY* b) {
          a->rgsabound[0].lLbound == b->rgsabound[0].lLbound;
 }
 
-/// Puts `array` in the place of the caller's one, whose memory may be the caller's alone and of fixed size.
+/// Puts an array of variants in the place of the caller's one, whose memory may be the caller's own and of
+/// fixed size.
 HRESULT replace_array(SAFEARRAY*& place, OwnedVariant& array) {
-  if (same_shape(place, V_ARRAY(&array))) return SafeArrayCopyData(V_ARRAY(&array), place);
+  if (same_shape(place, V_ARRAY(&array))) {
+    HRESULT status = S_OK;
+    for (ULONG i = 0; i < place->rgsabound[0].cElements && SUCCEEDED(status); ++i) {
+      status = VariantCopy(&static_cast<VARIANT*>(place->pvData)[i],
+                           &static_cast<VARIANT*>(V_ARRAY(&array)->pvData)[i]);
+    }
+    return status;
+  }
   if (place && (place->fFeatures & (FADF_FIXEDSIZE | FADF_STATIC | FADF_AUTO))) return DISP_E_BADINDEX;
   if (place) {
     const HRESULT destroyed = SafeArrayDestroy(place);
@@ -252,6 +252,12 @@ OwnedVariant default_of(const Parameter& parameter) {
 }
 
 }  // namespace
+
+VARIANT* dereferenced(VARIANT& variant) noexcept {
+  VARIANT* current = &variant;
+  while (current && V_VT(current) == kVariantReference) current = V_VARIANTREF(current);
+  return current;
+}
 
 VARTYPE vartype_of(const Type& type) noexcept {
   switch (type.kind) {

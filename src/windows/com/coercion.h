@@ -11,6 +11,9 @@ namespace kvwmi::com {
 /// The variant type that a type of the interface travels as.
 [[nodiscard]] VARTYPE vartype_of(const catalogue::Type& type) noexcept;
 
+/// Follows references to variants to the one that holds the value; null for a reference to nowhere.
+[[nodiscard]] VARIANT* dereferenced(VARIANT& variant) noexcept;
+
 /// A variant that is owned here.
 class OwnedVariant : public VARIANT {
  public:

@@ -1,7 +1,5 @@
 #include "windows/com/dispatch.h"
 
-#include <wrl/client.h>
-
 #include <cstddef>
 #include <new>
 #include <string>
@@ -13,6 +11,7 @@
 #include "windows/com/errors.h"
 #include "windows/com/guid.h"
 #include "windows/text/unicode.h"
+#include "windows/win32/com_ptr.h"
 
 namespace kvwmi::com {
 namespace {
@@ -21,7 +20,7 @@ using catalogue::Kind;
 using catalogue::Member;
 using catalogue::MemberKind;
 using catalogue::Parameter;
-using Microsoft::WRL::ComPtr;
+using ground::ComPtr;
 
 /// The members of IUnknown and IDispatch come first in every dual interface.
 constexpr std::size_t kMembersOfIDispatch = 7;
@@ -95,8 +94,9 @@ class Call {
   }
 
  private:
-  static bool is_left_out(const VARIANT& given) {
-    return V_VT(&given) == VT_ERROR && V_ERROR(&given) == DISP_E_PARAMNOTFOUND;
+  static bool is_left_out(VARIANT& given) {
+    const VARIANT* value = dereferenced(given);
+    return value && V_VT(value) == VT_ERROR && V_ERROR(value) == DISP_E_PARAMNOTFOUND;
   }
 
   /// Arguments come last first; named ones stand before the others.
@@ -158,7 +158,7 @@ class Call {
   /// What the failed member said goes to the client with the answer.
   HRESULT hand_over_exception(HRESULT status) const {
     ComPtr<IErrorInfo> info;
-    if (GetErrorInfo(0, &info) != S_OK) return status;
+    if (GetErrorInfo(0, info.put()) != S_OK) return status;
     if (EXCEPINFO* exception = invocation_.exception) {
       *exception = EXCEPINFO{};
       exception->scode = status;

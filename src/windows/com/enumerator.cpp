@@ -7,11 +7,12 @@
 #include <utility>
 
 #include "windows/com/implements.h"
+#include "windows/win32/com_ptr.h"
 
 namespace kvwmi::com {
 namespace {
 
-using Microsoft::WRL::ComPtr;
+using ground::ComPtr;
 using Items = std::vector<ComPtr<IDispatch>>;
 
 class Enumerator final : public Implements<IEnumVARIANT, IDispatch> {
@@ -25,7 +26,7 @@ class Enumerator final : public Implements<IEnumVARIANT, IDispatch> {
     for (std::size_t i = 0; i < taken; ++i) {
       VariantInit(&values[i]);
       V_VT(&values[i]) = VT_DISPATCH;
-      (*items_)[next_++].CopyTo(&V_DISPATCH(&values[i]));
+      V_DISPATCH(&values[i]) = ComPtr((*items_)[next_++]).detach();
     }
     if (fetched) *fetched = static_cast<ULONG>(taken);
     return taken == count ? S_OK : S_FALSE;
@@ -83,9 +84,7 @@ class Enumerator final : public Implements<IEnumVARIANT, IDispatch> {
 }  // namespace
 
 ComPtr<IEnumVARIANT> make_enumerator(Items items) {
-  ComPtr<IEnumVARIANT> result;
-  result.Attach(new Enumerator(std::make_shared<const Items>(std::move(items)), 0));
-  return result;
+  return ComPtr<IEnumVARIANT>::own(new Enumerator(std::make_shared<const Items>(std::move(items)), 0));
 }
 
 }  // namespace kvwmi::com

@@ -3,9 +3,10 @@
 #include <windows.h>
 
 #include <oaidl.h>
-#include <wrl/client.h>
 
 #include <vector>
+
+#include "windows/win32/com_ptr.h"
 
 namespace kvwmi::com {
 
@@ -13,7 +14,6 @@ namespace kvwmi::com {
 /// collection: it answers the reserved enumeration identifier with an enumerator over the same items.
 ///
 /// Exhausted memory raises std::bad_alloc.
-[[nodiscard]] Microsoft::WRL::ComPtr<IEnumVARIANT> make_enumerator(
-    std::vector<Microsoft::WRL::ComPtr<IDispatch>> items);
+[[nodiscard]] ground::ComPtr<IEnumVARIANT> make_enumerator(std::vector<ground::ComPtr<IDispatch>> items);
 
 }  // namespace kvwmi::com

@@ -1,13 +1,12 @@
 #include "windows/com/errors.h"
 
-#include <wrl/client.h>
-
 #include "windows/text/bstr.h"
+#include "windows/win32/com_ptr.h"
 
 namespace kvwmi::com {
 namespace {
 
-using Microsoft::WRL::ComPtr;
+using ground::ComPtr;
 using windows::Bstr;
 
 constexpr std::int32_t kRuntimeNumbersEnd = 0x10000;
@@ -26,12 +25,11 @@ HRESULT publish(const Error& error, REFIID raiser) noexcept {
   const HRESULT result = to_hresult(error.number());
   try {
     ComPtr<ICreateErrorInfo> created;
-    ComPtr<IErrorInfo> info;
-    if (FAILED(CreateErrorInfo(&created)) || FAILED(created.As(&info))) return result;
+    if (FAILED(CreateErrorInfo(created.put()))) return result;
     created->SetGUID(raiser);
     created->SetSource(Bstr(error.source()).get());
     created->SetDescription(Bstr(error.description()).get());
-    SetErrorInfo(0, info.Get());
+    SetErrorInfo(0, created.as<IErrorInfo>().get());
   } catch (...) {
     // No memory for the texts: the number alone has to do.
   }

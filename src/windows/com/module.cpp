@@ -1,6 +1,5 @@
 #include "windows/com/module.h"
-
-#include <wrl/client.h>
+#include "windows/win32/com_ptr.h"
 
 #include <atomic>
 #include <new>
@@ -52,8 +51,8 @@ HRESULT load_type_library(ITypeLib** library) {
 }
 
 HRESULT load_type_info(REFGUID id, ITypeInfo** info) noexcept try {
-  Microsoft::WRL::ComPtr<ITypeLib> library;
-  const HRESULT loaded = load_type_library(&library);
+  ground::ComPtr<ITypeLib> library;
+  const HRESULT loaded = load_type_library(library.put());
   return FAILED(loaded) ? loaded : library->GetTypeInfoOfGuid(id, info);
 } catch (const std::bad_alloc&) {
   return E_OUTOFMEMORY;

@@ -1,7 +1,6 @@
 #include "windows/com/registration.h"
 
 #include <oleauto.h>
-#include <wrl/client.h>
 
 #include <algorithm>
 #include <array>
@@ -15,12 +14,13 @@
 #include "windows/com/guid.h"
 #include "windows/com/module.h"
 #include "windows/text/unicode.h"
+#include "windows/win32/com_ptr.h"
 
 namespace kvwmi::com {
 namespace {
 
 using catalogue::kTypeLibrary;
-using Microsoft::WRL::ComPtr;
+using ground::ComPtr;
 using windows::to_utf16;
 
 constexpr std::wstring_view kClasses = L"Software\\Classes\\";
@@ -91,9 +91,9 @@ HRESULT register_everything() {
     }
   }
   ComPtr<ITypeLib> library;
-  const HRESULT loaded = load_type_library(&library);
+  const HRESULT loaded = load_type_library(library.put());
   return FAILED(loaded) ? loaded
-                        : RegisterTypeLib(library.Get(), const_cast<LPOLESTR>(path.c_str()), nullptr);
+                        : RegisterTypeLib(library.get(), const_cast<LPOLESTR>(path.c_str()), nullptr);
 }
 
 HRESULT remove_type_library() {
