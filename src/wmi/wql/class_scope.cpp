@@ -18,18 +18,28 @@ std::string_view ClassScope::title() const {
   return genus_ == Genus::instance ? schema_.name : "meta_class";
 }
 
-std::optional<Binding> ClassScope::find(std::string_view name) const {
-  const auto dot = name.find('.');
-  const std::string_view head = name.substr(0, dot);
+std::optional<Binding> ClassScope::find_head(std::string_view name) const {
   Binding binding;
-  const auto column = genus_ == Genus::instance ? schema_.find_property(head) : std::nullopt;
-  if (column) {
-    const cim::Property& property = schema_.properties[*column];
-    binding.slot = *column;
+  const auto bind = [&](const cim::Property& property) {
     binding.type = property.type;
     binding.is_array = property.is_array();
     binding.cost = property.cost;
-  } else if (const auto system = cim::find_system_property(head)) {
+  };
+  if (genus_ == Genus::instance) {
+    if (const auto column = schema_.find_property(name)) {
+      bind(schema_.properties[*column]);
+      binding.slot = *column;
+      return binding;
+    }
+    for (const cim::Class* relative : relatives_) {
+      const auto column = relative->find_property(name);
+      if (!column) continue;
+      bind(relative->properties[*column]);
+      binding.constant = cim::Value();
+      return binding;
+    }
+  }
+  if (const auto system = cim::find_system_property(name)) {
     binding.slot = kFirstSystemSlot + static_cast<std::size_t>(*system);
     binding.type = cim::type_of(*system);
     binding.is_array = *system == SystemProperty::derivation;
@@ -38,17 +48,24 @@ std::optional<Binding> ClassScope::find(std::string_view name) const {
     } else if (genus_ == Genus::class_object || !differs_by_row(*system)) {
       binding.constant = cim::class_value(*system, schema_, location_);
     }
-  } else if (equals_ignoring_case(head, "__this")) {
+    return binding;
+  }
+  if (equals_ignoring_case(name, "__this")) {
     binding.type = cim::CimType::object;
     binding.known_class = &schema_;
     binding.constant = cim::Value(true);  // it is never NULL
-  } else {
-    return std::nullopt;
+    return binding;
   }
-  if (dot == std::string_view::npos) return binding;
-  binding.rest = name.substr(dot + 1);
-  binding.leads_nowhere =
-      binding.type != cim::CimType::object || binding.is_array || binding.constant.has_value();
+  return std::nullopt;
+}
+
+std::optional<Binding> ClassScope::find(std::string_view name) const {
+  const auto dot = name.find('.');
+  auto binding = find_head(name.substr(0, dot));
+  if (!binding || dot == std::string_view::npos) return binding;
+  binding->rest = name.substr(dot + 1);
+  binding->leads_nowhere =
+      binding->type != cim::CimType::object || binding->is_array || binding->constant.has_value();
   return binding;
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <map>
+#include <span>
 
 #include "wmi/cim/instance.h"
 #include "wmi/cim/system_properties.h"
@@ -20,9 +21,10 @@ enum class Genus : std::uint8_t {
 /// The names of one class. Keeps references to what it is made with.
 class ClassScope final : public Scope {
  public:
+  /// `relatives` are classes whose properties have names here too; where this class lacks one, it is NULL.
   ClassScope(const cim::Class& schema, const cim::Location& location, const Classes& classes,
-             Genus genus = Genus::instance)
-      : schema_(schema), location_(location), classes_(classes), genus_(genus) {}
+             Genus genus = Genus::instance, std::span<const cim::Class* const> relatives = {})
+      : schema_(schema), location_(location), classes_(classes), genus_(genus), relatives_(relatives) {}
 
   [[nodiscard]] std::optional<Binding> find(std::string_view name) const override;
   [[nodiscard]] std::string_view title() const override;
@@ -30,10 +32,13 @@ class ClassScope final : public Scope {
   [[nodiscard]] const Classes& classes() const override { return classes_; }
 
  private:
+  [[nodiscard]] std::optional<Binding> find_head(std::string_view name) const;
+
   const cim::Class& schema_;
   const cim::Location& location_;
   const Classes& classes_;
   Genus genus_;
+  std::span<const cim::Class* const> relatives_;
 };
 
 /// A row of a ClassScope.
