@@ -1,0 +1,83 @@
+#include "companions/kvipaddress/logic/findings.h"
+
+#include <algorithm>
+#include <iterator>
+
+namespace kvipaddress {
+namespace {
+
+bool answers(const Entry& entry, const InterfaceAddress& address) {
+  return entry.subnet.contains(address.address) && matches(entry.interface, address.interface);
+}
+
+/// Whether the filter asks for this address. What every machine gives itself must be asked for by address.
+bool is_selected(const Filter& filter, const InterfaceAddress& address) {
+  if (filter.picks(to_text(address.address))) return true;
+  return !is_local(address.address) && (filter.empty() || filter.picks(address.interface));
+}
+
+bool is_selected(const Filter& filter, const Entry& entry) {
+  return filter.empty() || filter.picks(entry.interface) || filter.picks(to_text(entry.subnet));
+}
+
+using Texts = std::set<std::string>;
+
+void keep_common(Texts& set, const Texts& others) {
+  std::erase_if(set, [&](const std::string& text) { return !others.contains(text); });
+}
+
+/// Adds `found` to `told`; tells whether that was news.
+bool tell(Texts& told, const Texts& found) {
+  const std::size_t before = told.size();
+  told.insert(found.begin(), found.end());
+  return told.size() != before;
+}
+
+}  // namespace
+
+Findings find_differences(const Definition& definition, const Filter& filter,
+                          const std::vector<InterfaceAddress>& addresses) {
+  Findings findings;
+  const auto& entries = definition.entries;
+  for (const InterfaceAddress& address : addresses) {
+    const bool known = std::any_of(entries.begin(), entries.end(),
+                                   [&](const Entry& entry) { return answers(entry, address); });
+    if (!known && is_selected(filter, address)) {
+      findings.unexpected.insert(address.interface + " " + to_text(address.address));
+    }
+  }
+  for (const Entry& entry : entries) {
+    const bool present =
+        std::any_of(addresses.begin(), addresses.end(),
+                    [&](const InterfaceAddress& address) { return answers(entry, address); });
+    if (!present && is_selected(filter, entry)) {
+      findings.missing.insert(entry.interface + " " + to_text(entry.subnet));
+    }
+  }
+  return findings;
+}
+
+std::int32_t verdict(const Findings& findings) {
+  if (!findings.unexpected.empty()) return kModification;
+  return findings.missing.empty() ? kNothing : kAbsence;
+}
+
+std::int32_t Reports::answer(const std::string& watch, const Findings& findings, Clock::time_point now) {
+  make_room_for(watch, now);
+  auto& [told, asked] = watches_[watch];
+  asked = now;
+  keep_common(told.unexpected, findings.unexpected);
+  keep_common(told.missing, findings.missing);
+  if (tell(told.unexpected, findings.unexpected)) return kModification;
+  return tell(told.missing, findings.missing) ? kAbsence : kNothing;
+}
+
+void Reports::make_room_for(const std::string& watch, Clock::time_point now) {
+  std::erase_if(watches_, [&](const auto& entry) { return now - entry.second.asked > kForgottenAfter; });
+  if (watches_.size() < kMaxWatches || watches_.contains(watch)) return;
+  watches_.erase(std::min_element(watches_.begin(), watches_.end(), [](const auto& a, const auto& b) {
+    return a.second.asked < b.second.asked;
+  }));
+}
+
+}  // namespace kvipaddress
