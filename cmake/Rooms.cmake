@@ -47,7 +47,7 @@ function(kvwmi_room name)
   endif()
   file(GLOB_RECURSE sources CONFIGURE_DEPENDS ${arg_SOURCES})
   set(tests ${sources})
-  list(FILTER sources EXCLUDE REGEX "_test\\.cpp$|/main\\.cpp$|/testing/[^/]*\\.cpp$")
+  list(FILTER sources EXCLUDE REGEX "_test\\.cpp$|/main\\.cpp$|/testing/.*\\.cpp$")
   list(FILTER tests INCLUDE REGEX "_test\\.cpp$")
 
   add_library(kvwmi_${name} STATIC ${sources})

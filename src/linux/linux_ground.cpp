@@ -32,9 +32,6 @@ NamedEvents& LinuxGround::named_events() {
 FileSystem& LinuxGround::file_system() {
   throw runtime_error(RuntimeError::cannot_create_object);
 }
-IpAddressLibrary& LinuxGround::ip_address_library() {
-  throw runtime_error(RuntimeError::cannot_create_object);
-}
 
 std::unique_ptr<ThreadBound>& LinuxGround::thread_slot() {
   thread_local std::unique_ptr<ThreadBound> slot;

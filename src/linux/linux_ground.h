@@ -2,6 +2,7 @@
 
 #include "frame/ground.h"
 #include "linux/clock.h"
+#include "linux/ip_address_library.h"
 #include "linux/system_info.h"
 
 namespace kvwmi::ground {
@@ -19,13 +20,14 @@ class LinuxGround final : public Ground {
   Timers& timers() override;
   NamedEvents& named_events() override;
   FileSystem& file_system() override;
-  IpAddressLibrary& ip_address_library() override;
+  IpAddressLibrary& ip_address_library() override { return ip_address_library_; }
   /// Emptied when the thread ends.
   std::unique_ptr<ThreadBound>& thread_slot() override;
 
  private:
   LinuxClock clock_;
   LinuxSystemInfo system_info_;
+  LinuxIpAddressLibrary ip_address_library_;
 };
 
 }  // namespace kvwmi::ground
