@@ -4,9 +4,14 @@
 #include <sys/syscall.h>
 #include <systemd/sd-bus.h>
 #include <unistd.h>
+#if defined(__x86_64__) || defined(__i386__)
+#include <cpuid.h>
+#endif
 
+#include <array>
 #include <cerrno>
 #include <csignal>
+#include <cstdio>
 #include <ctime>
 #include <thread>
 
@@ -34,6 +39,21 @@ int kill_for_certain(pid_t pid, const std::function<bool()>& still_wanted) {
   if (process.get() < 0) return errno;
   if (!still_wanted()) return ESRCH;
   return syscall(SYS_pidfd_send_signal, process.get(), SIGKILL, nullptr, 0) == 0 ? 0 : errno;
+}
+
+std::optional<std::string> processor_signature() {
+#if defined(__x86_64__) || defined(__i386__)
+  unsigned eax = 0;
+  unsigned ebx = 0;
+  unsigned ecx = 0;
+  unsigned edx = 0;
+  if (__get_cpuid(1, &eax, &ebx, &ecx, &edx) == 0) return std::nullopt;
+  std::array<char, 17> text{};
+  std::snprintf(text.data(), text.size(), "%08X%08X", edx, eax);
+  return text.data();
+#else
+  return std::nullopt;
+#endif
 }
 
 int space_of(const std::string& mount_point, VolumeSpace& space) {
@@ -71,6 +91,7 @@ Machine::Machine()
       }),
       process_cpu_time(cpu_clock_of),
       kill_process(kill_for_certain),
+      processor_id(processor_signature),
       volume_space(space_of),
       open_system_bus(open_bus) {}
 

@@ -51,6 +51,8 @@ struct Machine {
   /// Ends a process at once if `still_wanted` says so once the process can no longer be taken for another;
   /// 0 or an errno, ESRCH where there is no such process.
   std::function<int(pid_t, const std::function<bool()>& still_wanted)> kill_process;
+  /// Sixteen hexadecimal digits that name the processor model and its features; nullopt where it has none.
+  std::function<std::optional<std::string>()> processor_id;
   /// Asks a file system for its sizes; may hang as long as the file system does. 0 or an errno.
   std::function<int(const std::string& mount_point, VolumeSpace& space)> volume_space;
   /// A new connection to the system bus, not yet authenticated; null where none can be made.

@@ -4,6 +4,7 @@
 #include <chrono>
 #include <concepts>
 #include <cstdint>
+#include <initializer_list>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -61,6 +62,9 @@ template <typename T>
   }
 }
 
+/// Reader of a property that is false in every row.
+inline constexpr auto always_false = +[](cim::Instance&) -> Value { return Value(false); };
+
 /// Index of a property in a table, for code that must name a column; a name that the table lacks does not
 /// compile.
 template <std::size_t size>
@@ -78,14 +82,15 @@ template <std::size_t size>
       .text();
 }
 
-/// Whether a row whose `column` has the text `value` satisfies one of the equalities, or there are none.
-/// Equalities on other columns count as satisfied.
-[[nodiscard]] inline bool admits(const embedded::Request& request, std::size_t column,
+/// Whether a row in which all of `columns` have the text `value` may satisfy one of the equalities, or there
+/// are none. Equalities on other columns are left to the engine.
+[[nodiscard]] inline bool admits(const embedded::Request& request, std::initializer_list<std::size_t> columns,
                                  std::string_view value) {
   return request.any_of.empty() ||
          std::any_of(request.any_of.begin(), request.any_of.end(), [&](const embedded::Equality& equality) {
+           const bool about_it = std::find(columns.begin(), columns.end(), equality.column) != columns.end();
            const auto* text = equality.constant.get_if<std::string>();
-           return equality.column != column || text == nullptr || equals_ignoring_case(*text, value);
+           return !about_it || text == nullptr || equals_ignoring_case(*text, value);
          });
 }
 

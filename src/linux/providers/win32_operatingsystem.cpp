@@ -119,7 +119,7 @@ constexpr Property kProperties[]{
     not_kept("Debug", boolean),
     {"Description", string, cim::kPlain, Cost::free, "Empty: nobody described the computer.", always<"">},
     {"Distributed", boolean, cim::kPlain, Cost::free, "False: the system runs on one computer.",
-     +[](cim::Instance&) -> Value { return Value(false); }},
+     always_false},
     {"FreePhysicalMemory", uint64, cim::kPlain, Cost::read,
      "Memory that programs can have without swapping, caches that would be given up included, in kilobytes.",
      cim::reader<&Row::memory<"MemAvailable">>},

@@ -30,6 +30,7 @@ class RecordedMachine : public Machine {
     sys = root + "/sys";
     etc = root + "/etc";
     for (const auto& path : {proc, sys, etc}) std::filesystem::create_directories(path);
+    write("/proc/self/mountinfo", "27 1 254:0 / / rw,relatime - ext4 /dev/vda rw\n");
     wall_time = [this] { return wall; };
     boot_time = [this] { return booted; };
     running_time = [this] { return booted; };
@@ -37,6 +38,7 @@ class RecordedMachine : public Machine {
     utc_offset = [](std::int64_t) { return std::chrono::minutes(60); };
     process_cpu_time = [](pid_t) { return std::nullopt; };
     kill_process = [](pid_t, const std::function<bool()>&) { return ESRCH; };
+    processor_id = [] { return std::nullopt; };
     volume_space = [](const std::string&, VolumeSpace&) { return ENOENT; };
     open_system_bus = [] { return Bus(); };
   }
@@ -60,12 +62,19 @@ class RecordedMachine : public Machine {
     std::filesystem::create_symlink(target, full);
   }
   void remove(std::string_view path) { std::filesystem::remove_all(root + std::string(path)); }
-  /// Brings in a folder of src/linux/testdata.
-  void add_testdata(std::string_view name) {
-    std::filesystem::copy(std::filesystem::path(KVWMI_TESTDATA) / name, folder_,
-                          std::filesystem::copy_options::recursive |
-                              std::filesystem::copy_options::copy_symlinks |
-                              std::filesystem::copy_options::overwrite_existing);
+  /// Makes it the laptop in src/linux/testdata: two sockets, a battery, a mouse, a memory stick, a network
+  /// share.
+  void become_laptop() {
+    using std::filesystem::copy_options;
+    std::filesystem::copy(
+        std::filesystem::path(KVWMI_TESTDATA) / "laptop", folder_,
+        copy_options::recursive | copy_options::copy_symlinks | copy_options::overwrite_existing);
+    // Device numbers are no file names on every system that the sources may lie on.
+    link("/sys/dev/block/8:17", "../../devices/pci0/usb1/block/sdb/sdb1");
+    write(
+        "/run/udev/data/b8:17",
+        "E:ID_FS_TYPE=vfat\nE:ID_FS_VERSION=FAT16\nE:ID_FS_LABEL_ENC=MY\\x20STICK\nE:ID_FS_UUID=1a2b-3c4d\n");
+    write("/run/udev/data/b254:1", "E:ID_FS_TYPE=ext4\nE:ID_FS_UUID=89abcdef-0123-4567-89ab-cdef01234567\n");
   }
 
   std::chrono::microseconds wall{std::chrono::seconds(1'700'000'000)};

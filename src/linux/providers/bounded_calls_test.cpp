@@ -1,0 +1,64 @@
+#include "linux/providers/bounded_calls.h"
+
+#include <gtest/gtest.h>
+
+#include <future>
+
+#include "kvwmi/error.h"
+
+namespace kvwmi::ground::providers {
+namespace {
+
+using namespace std::chrono_literals;
+
+TEST(BoundedCalls, GiveWhatTheWorkGives) {
+  BoundedCalls<int> calls(20s);
+  EXPECT_EQ(calls.call("a", [] { return 7; }), 7);
+  EXPECT_EQ(calls.call("a", [] { return 8; }), 8) << "asked again";
+}
+
+TEST(BoundedCalls, WhatHangsFailsAndIsNotStartedTwice) {
+  BoundedCalls<int> calls(20ms);
+  auto release = std::make_shared<std::promise<void>>();
+  auto finished = std::make_shared<std::promise<void>>();
+  const std::shared_future<void> released = release->get_future().share();
+  EXPECT_THROW(calls.call("dead",
+                          [released, finished] {
+                            released.wait();
+                            finished->set_value();
+                            return 1;
+                          }),
+               Error);
+  EXPECT_THROW(calls.call("dead", [] { return 2; }), Error) << "the first one still hangs";
+  release->set_value();
+  ASSERT_EQ(finished->get_future().wait_for(20s), std::future_status::ready);
+  // The hanging call has come back; its answer, late as it is, or a new one is given.
+  const auto deadline = std::chrono::steady_clock::now() + 20s;
+  int answer = 0;
+  while (answer != 3 && std::chrono::steady_clock::now() < deadline) {
+    try {
+      answer = calls.call("dead", [] { return 3; });
+    } catch (const Error&) {
+      std::this_thread::yield();
+    }
+  }
+  EXPECT_EQ(answer, 3);
+}
+
+TEST(BoundedCalls, OthersGoOnMeanwhile) {
+  BoundedCalls<int> calls(20s);
+  auto release = std::make_shared<std::promise<void>>();
+  const std::shared_future<void> released = release->get_future().share();
+  auto first = std::async(std::launch::async, [&] {
+    return calls.call("slow", [released] {
+      released.wait();
+      return 1;
+    });
+  });
+  EXPECT_EQ(calls.call("quick", [] { return 2; }), 2);
+  release->set_value();
+  EXPECT_EQ(first.get(), 1);
+}
+
+}  // namespace
+}  // namespace kvwmi::ground::providers
