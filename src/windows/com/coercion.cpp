@@ -3,6 +3,7 @@
 #include <cstring>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <variant>
 
@@ -230,6 +231,14 @@ HRESULT store_through(VARIANT& reference, OwnedVariant& value, LCID locale) {
   return S_OK;
 }
 
+/// Whether a variant holds or refers to a string with a NUL in it.
+bool has_nul(const VARIANT& variant) {
+  BSTR text = nullptr;
+  if (V_VT(&variant) == VT_BSTR) text = V_BSTR(&variant);
+  if (V_VT(&variant) == (VT_BYREF | VT_BSTR)) text = *V_BSTRREF(&variant);
+  return text && std::wstring_view(text, SysStringLen(text)).find(L'\0') != std::wstring_view::npos;
+}
+
 GUID interface_of(const Type& type) {
   const catalogue::Class* found = catalogue::find_class(type.class_name);
   return found ? to_guid(found->interface_id) : __uuidof(IDispatch);
@@ -300,6 +309,8 @@ HRESULT CoercedArgument::convert(const Type& type, VARIANT& source, LCID locale)
       break;
     }
     default:
+      // The system would read a number or a truth value up to the first NUL.
+      if (type.kind != Kind::string && has_nul(source)) return DISP_E_TYPEMISMATCH;
       return VariantChangeTypeEx(&value_, &source, locale, VARIANT_ALPHABOOL, vartype_of(type));
   }
   V_VT(&value_) = vartype_of(type);
