@@ -1,0 +1,201 @@
+// The query language: parsing and checking of the longest queries that supervisions make, evaluation of a
+// two-term condition per row, and one small query through the whole service. The floors are written by hand
+// for the one text or condition: a pass over the query's bytes, and the comparison of the two columns.
+
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "frame/text.h"
+#include "measure.h"
+#include "wmi/memory_provider.h"
+#include "wmi/service.h"
+#include "wmi/wql/class_scope.h"
+#include "wmi/wql/predicate.h"
+
+namespace kvwmi::bench {
+namespace {
+
+using cim::CimType;
+using cim::Cost;
+
+constexpr int kRounds = 15;
+
+void require(bool holds, const char* what) {
+  if (holds) return;
+  std::fprintf(stderr, "wrong answer: %s\n", what);
+  std::exit(2);
+}
+
+template <typename Run>
+double nanoseconds_each(int times, Run run) {
+  return best_seconds(kRounds,
+                      [&] {
+                        for (int i = 0; i < times; ++i) run();
+                      }) /
+         times * 1e9;
+}
+
+constexpr std::string_view kBases[] = {"Win32_Service", "CIM_DirectoryContainsFile", "CIM_LogicalElement"};
+constexpr cim::Property kProperties[] = {
+    {"Caption", CimType::string, cim::kPlain, Cost::free, "", nullptr},
+    {"Name", CimType::string, cim::kNarrows, Cost::free, "", nullptr},
+    {"DisplayName", CimType::string, cim::kNarrows, Cost::free, "", nullptr},
+    {"State", CimType::string, cim::kPlain, Cost::free, "", nullptr},
+    {"GroupComponent", CimType::reference, cim::kKey, Cost::free, "", nullptr},
+    {"ProcessId", CimType::uint32, cim::kNarrows, Cost::free, "", nullptr},
+};
+constexpr cim::Class kClass{.name = "Test_Target",
+                            .superclasses = kBases,
+                            .description = "",
+                            .properties = kProperties,
+                            .methods = {}};
+
+class OneClass final : public wql::Classes {
+ public:
+  std::vector<std::string_view> names() const override { return {kClass.name}; }
+  bool knows(std::string_view) const override { return true; }
+  std::vector<std::string> family(std::string_view name) const override { return {std::string(name)}; }
+};
+
+/// The names of an event over that class.
+class EventScope final : public wql::Scope {
+ public:
+  std::optional<wql::Binding> find(std::string_view name) const override {
+    const auto dot = name.find('.');
+    const std::string_view head = name.substr(0, dot);
+    const bool target = equals_ignoring_case(head, "TargetInstance");
+    if (!target && !equals_ignoring_case(head, "PreviousInstance")) return std::nullopt;
+    if (dot == std::string_view::npos) return wql::Binding{.type = CimType::object, .known_class = &kClass};
+    const auto column = kClass.find_property(name.substr(dot + 1));
+    if (!column) return std::nullopt;
+    return wql::Binding{.slot = *column + (target ? 0 : 100), .type = kProperties[*column].type};
+  }
+  std::string_view title() const override { return "__InstanceModificationEvent"; }
+  std::vector<std::string_view> names() const override { return {"TargetInstance", "PreviousInstance"}; }
+  const wql::Classes& classes() const override { return classes_; }
+
+ private:
+  OneClass classes_;
+};
+
+const std::string kServiceQuery =
+    "SELECT * FROM __InstanceModificationEvent WITHIN 5 WHERE TargetInstance ISA 'Win32_Service'"
+    "  AND TargetInstance.DisplayName='Spooler Service' AND ((PreviousInstance.State<>'Running' AND"
+    " TargetInstance.State='Running') OR (PreviousInstance.State<>'Stopped' AND "
+    "TargetInstance.State='Stopped'))"
+    " GROUP WITHIN 60 HAVING NumberOfEvents>=3";
+
+const std::string kDirectoryQuery =
+    "SELECT * FROM __InstanceCreationEvent WITHIN 5 WHERE Targetinstance ISA 'CIM_DirectoryContainsFile'   "
+    "AND"
+    R"( TargetInstance.GroupComponent= 'Win32_Directory.Name="C:\\\\data\\\\incoming\\\\orders\\\\archive"')";
+
+void parsing(Claims& claims) {
+  const EventScope scope;
+  for (const auto& [what, text, slots] : {std::tuple{"service transition query", kServiceQuery, 3U},
+                                          std::tuple{"directory query", kDirectoryQuery, 1U}}) {
+    volatile std::size_t seen = 0;
+    const double parsed = nanoseconds_each(2'000, [&, &text = text, slots = slots] {
+      const wql::Query query = wql::parse_event_query(text);
+      const wql::Predicate predicate(*query.where, scope);
+      require(predicate.slots().size() == slots, "slots of the condition");
+      seen = seen + predicate.slots().size();
+    });
+    const double pass = nanoseconds_each(2'000, [&, &text = text] {
+      std::size_t names = 0;
+      char before = ' ';
+      for (const char c : text) {
+        names += static_cast<std::size_t>(before == ' ' && c != ' ');
+        before = c;
+      }
+      require(names > 5, "words of the query");
+      seen = seen + names;
+    });
+    claims.at_most(std::string("parse and check, microseconds: ") + what, parsed / 1000, 5);
+    claims.note(std::string("times one pass over its bytes: ") + what, parsed / pass);
+  }
+}
+
+void evaluating(Claims& claims) {
+  constexpr int kRows = 1'000;
+  const OneClass classes;
+  const cim::Location location;
+  std::vector<std::unique_ptr<cim::Instance>> rows;
+  for (int i = 0; i < kRows; ++i) {
+    auto& row = *rows.emplace_back(std::make_unique<cim::Instance>(kClass));
+    row.set(1, i % 10 == 0 ? cim::Value("worker") : cim::Value("kworker/" + std::to_string(i)));
+    row.set(5, std::uint64_t{static_cast<unsigned>(i)});
+  }
+  const wql::Query query =
+      wql::parse_query("SELECT * FROM Test_Target WHERE Name='Worker' AND ProcessId>=500");
+  const wql::Predicate predicate(*query.where, wql::ClassScope(kClass, location, classes));
+  const double evaluated = nanoseconds_each(200,
+                                            [&] {
+                                              int matches = 0;
+                                              for (const auto& row : rows) {
+                                                wql::InstanceRow view(*row, location);
+                                                matches += static_cast<int>(predicate.matches(view));
+                                              }
+                                              require(matches == 50, "matching rows");
+                                            }) /
+                           kRows;
+  const double floor =
+      nanoseconds_each(200,
+                       [&] {
+                         int matches = 0;
+                         for (const auto& row : rows) {
+                           const auto* name = row->get(1).get_if<std::string>();
+                           const auto* id = row->get(5).get_if<std::uint64_t>();
+                           matches += static_cast<int>(name != nullptr && id != nullptr &&
+                                                       equals_ignoring_case(*name, "Worker") && *id >= 500);
+                         }
+                         require(matches == 50, "matching rows of the floor");
+                       }) /
+      kRows;
+  claims.at_most("two-term condition, nanoseconds a row", evaluated, 100);
+  claims.at_most("times the same comparison written by hand", evaluated / floor, 8);
+}
+
+void whole_query(Claims& claims) {
+  embedded::MemoryClass system{.name = "Win32_OperatingSystem",
+                               .properties = {},
+                               .methods = {},
+                               .superclasses = {"CIM_OperatingSystem", "CIM_LogicalElement"}};
+  for (int i = 0; i < 60; ++i) system.properties.push_back({"Property" + std::to_string(i), CimType::uint64});
+  system.properties.push_back({"FreePhysicalMemory", CimType::uint64});
+  const auto provider = std::make_shared<embedded::MemoryProvider>(system);
+  provider->add({{"FreePhysicalMemory", std::uint64_t{123456}}});
+  embedded::Service service;
+  service.add(provider);
+  for (int i = 0; i < 60; ++i) {
+    embedded::MemoryClass other{.name = "Win32_Other" + std::to_string(i), .properties = {{"Name"}}};
+    other.superclasses = {"CIM_LogicalElement"};
+    service.add(std::make_shared<embedded::MemoryProvider>(other));
+  }
+  const auto services = service.create_locator()->connect_server({});
+  const double asked = nanoseconds_each(2'000, [&] {
+    const auto set = services->exec_query("SELECT * FROM Win32_OperatingSystem");
+    require(set->count() == 1, "count");
+    require(wmi::first_of(*set)->get("FreePhysicalMemory") == wmi::Value("123456"), "value");
+  });
+  claims.at_most("one value of a class with one row, query to value, microseconds", asked / 1000, 10);
+}
+
+int run() {
+  Claims claims;
+  parsing(claims);
+  evaluating(claims);
+  whole_query(claims);
+  return claims.exit_code();
+}
+
+}  // namespace
+}  // namespace kvwmi::bench
+
+int main() {
+  return kvwmi::bench::run();
+}
