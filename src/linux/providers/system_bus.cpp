@@ -28,7 +28,7 @@ bool BusError::is_absent() const noexcept {
 }
 
 Message send(sd_bus* bus, Message request, std::chrono::microseconds limit) {
-  sd_bus_error error = SD_BUS_ERROR_NULL;
+  sd_bus_error error{};
   sd_bus_message* reply = nullptr;
   const int result =
       sd_bus_call(bus, request.get(), static_cast<std::uint64_t>(limit.count()), &error, &reply);
