@@ -1,7 +1,7 @@
 #include "linux/system_messages.h"
 
 #include <algorithm>
-#include <array>
+#include <iterator>
 #include <string_view>
 
 namespace kvwmi::ground {
@@ -14,7 +14,7 @@ struct Message {
 
 /// Ascending. Texts that need arguments ("%1 is not a valid ...") have no entry: the system cannot give them
 /// without arguments either.
-constexpr std::array kMessages{
+constexpr Message kMessages[]{
     Message{0, "The operation completed successfully."},
     Message{1, "Incorrect function."},
     Message{2, "The system cannot find the file specified."},
@@ -583,13 +583,14 @@ constexpr std::array kMessages{
 constexpr bool comes_before(const Message& a, const Message& b) {
   return a.code < b.code;
 }
-static_assert(std::is_sorted(kMessages.begin(), kMessages.end(), comes_before));
+static_assert(std::is_sorted(std::begin(kMessages), std::end(kMessages), comes_before));
 
 }  // namespace
 
 std::optional<std::string> system_message(std::int32_t code) {
-  const auto* found = std::lower_bound(kMessages.begin(), kMessages.end(), Message{code, {}}, comes_before);
-  if (found == kMessages.end() || found->code != code) return std::nullopt;
+  const auto* found =
+      std::lower_bound(std::begin(kMessages), std::end(kMessages), Message{code, {}}, comes_before);
+  if (found == std::end(kMessages) || found->code != code) return std::nullopt;
   return std::string(found->text) + "\r\n";
 }
 
