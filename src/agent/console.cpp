@@ -65,9 +65,9 @@ void Console::complain(std::string_view line) {
 
 void Console::complain(const Error& error, std::string_view hint) {
   const QueryDiagnostic* place = error.query_diagnostic();
-  std::string line(trimmed(error.description()));
-  if (place != nullptr && !place->message.empty()) line += ": " + place->message;
-  complain(line + " (" + number_text(error.number()) + ")");
+  std::string line = printable(trimmed(error.description())) + " (" + number_text(error.number()) + ")";
+  if (place != nullptr && !place->message.empty()) line += ": " + printable(place->message);
+  complain(line);
   if (place != nullptr) err_ << show_place(*place) << '\n';
   if (!hint.empty()) err_ << "    " << hint << '\n';
   // Each line of the Source is one routine that the error has passed, the innermost first.

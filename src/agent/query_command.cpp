@@ -1,10 +1,11 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <cstdint>
 #include <nlohmann/json.hpp>
-#include <optional>
+#include <sstream>
 
 #include "agent/command.h"
-#include "agent/query_hint.h"
+#include "agent/nearest.h"
 #include "agent/table.h"
 #include "agent/values.h"
 
@@ -64,6 +65,26 @@ void print_objects(Console& console, const std::vector<WmiObject>& objects) {
   }
 }
 
+/// The word after FROM.
+std::string class_of(const std::string& query) {
+  std::istringstream words(query);
+  for (std::string word; words >> word;) {
+    if (same_name(word, "FROM")) {
+      words >> word;
+      return word;
+    }
+  }
+  return {};
+}
+
+/// The classes nearest to an unknown one, where the error itself does not tell.
+std::string class_hint(WmiSession& session, const std::string& query, const Error& error) {
+  constexpr auto kInvalidClass = static_cast<std::int32_t>(0x80041010);
+  const std::string name = class_of(query);
+  if (error.number() != kInvalidClass || error.query_diagnostic() != nullptr || name.empty()) return {};
+  return "no class \"" + printable(name) + "\"" + nearest_hint(name, session.classes());
+}
+
 class QueryCommand final : public Command {
  public:
   CLI::App& declare(CLI::App& app) override {
@@ -93,7 +114,7 @@ class QueryCommand final : public Command {
       return kAnswered;
     } catch (const Error& error) {
       if (console.json()) throw;
-      console.complain(error, query_hint(session, wql_, error));
+      console.complain(error, class_hint(session, wql_, error));
       return kRaised;
     }
   }
