@@ -1,0 +1,193 @@
+// The kvwmi command as it is run on this machine: what it prints, where, and how it ends.
+#include <gtest/gtest.h>
+#include <pty.h>
+#include <unistd.h>
+
+#include <array>
+#include <chrono>
+#include <nlohmann/json.hpp>
+#include <string>
+
+#include "support/command.h"
+
+namespace kvwmi::tests {
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+const std::string kAgent = quoted(KVWMI_AGENT);
+const std::string kRoot = KVWMI_ROOT;
+
+/// Standard output and status of the agent; what it complains goes nowhere.
+CommandResult agent(const std::string& arguments) {
+  return run_shell(kAgent + " " + arguments + " 2>/dev/null");
+}
+/// What it complains, and the status.
+CommandResult complaint(const std::string& arguments) {
+  return run_shell(kAgent + " " + arguments + " 2>&1 >/dev/null");
+}
+
+std::vector<std::string> keys(const Json& object) {
+  std::vector<std::string> result;
+  for (const auto& entry : object.items()) result.push_back(entry.key());
+  return result;
+}
+using Keys = std::vector<std::string>;
+
+TEST(AgentCli, ChecksWithoutANameInOneTable) {
+  const CommandResult result = agent("check");
+  EXPECT_EQ(result.status, 0) << result.out;
+  for (const char* name : {"power-source", "free-memory", "memory", "free-virtual-memory", "virtual-memory",
+                           "free-paging", "paging", "processor-load"}) {
+    EXPECT_NE(result.out.find("\n" + std::string(name) + " "), std::string::npos) << name << "\n"
+                                                                                  << result.out;
+  }
+}
+
+TEST(AgentCli, ACheckAsJsonIsOneObject) {
+  const CommandResult memory = agent("check memory --json");
+  EXPECT_EQ(memory.status, 0);
+  const Json json = Json::parse(memory.out);
+  EXPECT_EQ(keys(json), (Keys{"method", "result", "f_curSize"}));
+  EXPECT_EQ(json["method"], "m_GetPhysicalMemorySize");
+  EXPECT_EQ(json["result"], 0);
+  EXPECT_GT(json["f_curSize"].get<std::int64_t>(), 0);
+
+  EXPECT_EQ(keys(Json::parse(agent("check power-source --json").out)),
+            (Keys{"method", "result", "f_lngState"}));
+  EXPECT_EQ(keys(Json::parse(agent("check processor-load --json").out)),
+            (Keys{"method", "result", "f_lngPercentage"}));
+  EXPECT_EQ(Json::parse(agent("check process-exists agent_cli_test --json").out).dump(),
+            R"({"method":"m_GetProcessExistence","result":0,"f_blnExist":true})");
+}
+
+TEST(AgentCli, ExitStatusThreeIsAnAnswerWithAStepCode) {
+  const CommandResult result = agent("check process-memory kvwmi-no-such-process --json");
+  EXPECT_EQ(result.status, 3);
+  EXPECT_EQ(Json::parse(result.out).dump(),
+            R"({"method":"m_GetProcessMemorySize","result":1,"f_curSize":0})");
+}
+
+TEST(AgentCli, ExitStatusOneIsAnErrorWithItsThreeParts) {
+  const CommandResult result = agent("check process-exists \"it's\" --json");
+  EXPECT_EQ(result.status, 1);
+  const Json error = Json::parse(result.out)["error"];
+  EXPECT_EQ(error["Number"], -2147220975);
+  EXPECT_EQ(error["Source"], "SWbemObjectSet\r\n\tKVWMI : CheckPoint.m_GetProcessExistence");
+  EXPECT_EQ(error["Description"], "Invalid query ");
+}
+
+TEST(AgentCli, ExitStatusTwoIsUsageNamedInOneLine) {
+  const CommandResult check = complaint("check proces-exists x");
+  EXPECT_EQ(check.status, 2);
+  EXPECT_EQ(check.out, "kvwmi: unknown check \"proces-exists\"; nearest: process-exists\n");
+  const CommandResult option = complaint("query x --jsn");
+  EXPECT_EQ(option.status, 2);
+  EXPECT_EQ(option.out, "kvwmi: unknown option \"--jsn\"; nearest: --json\n");
+}
+
+TEST(AgentCli, AQueryAsJsonHasTheSchemasSpellingAndLongNumbersAsText) {
+  const CommandResult result = agent(
+      "query \"select name, workingsetsize, processid from win32_process where "
+      "processid = " +
+      std::to_string(getpid()) + "\" --json");
+  ASSERT_EQ(result.status, 0);
+  const Json json = Json::parse(result.out);
+  ASSERT_EQ(json.size(), 1U);
+  EXPECT_EQ(json[0]["Name"], "agent_cli_test");
+  EXPECT_EQ(json[0]["ProcessId"], getpid());
+  EXPECT_TRUE(json[0]["WorkingSetSize"].is_string());
+  EXPECT_GT(std::stoll(json[0]["WorkingSetSize"].get<std::string>()), 0);
+}
+
+TEST(AgentCli, AQueryWithoutObjectsIsAnEmptyArray) {
+  EXPECT_EQ(agent("query \"SELECT * FROM Win32_Process WHERE Name='kvwmi-no-such-process'\" --json").out,
+            "[]\n");
+}
+
+TEST(AgentCli, AMalformedQueryShowsACaretUnderThePlace) {
+  const CommandResult result = complaint("query 'SELECT Name FRM Win32_Process'");
+  EXPECT_EQ(result.status, 1);
+  EXPECT_EQ(result.out.substr(0, 34), "kvwmi: Invalid query (0x80041017):") << result.out;
+  EXPECT_NE(result.out.find("\n    SELECT Name FRM Win32_Process\n                ^\n"), std::string::npos)
+      << result.out;
+}
+
+TEST(AgentCli, AnUnknownClassOrPropertyNamesTheNearest) {
+  EXPECT_NE(complaint("query 'SELECT * FROM Win32_Proces'").out.find("nearest: Win32_Process"),
+            std::string::npos);
+  EXPECT_NE(complaint("query 'SELECT WorkingSetSiz FROM Win32_Process'").out.find("nearest: WorkingSetSize"),
+            std::string::npos)
+      << complaint("query 'SELECT WorkingSetSiz FROM Win32_Process'").out;
+  EXPECT_NE(complaint("classes Win32_Servis").out.find("nearest: Win32_Service"), std::string::npos);
+}
+
+TEST(AgentCli, ClassesAndTheirProperties) {
+  const Json names = Json::parse(agent("classes --json").out);
+  for (const char* name : {"Win32_Process", "Win32_Service", "Win32_OperatingSystem", "Win32_LogicalDisk"}) {
+    EXPECT_NE(std::find(names.begin(), names.end(), name), names.end()) << name;
+  }
+  const Json schema = Json::parse(agent("classes win32_process --json").out);
+  EXPECT_EQ(schema["class"], "Win32_Process");
+  for (const Json& property : schema["properties"]) {
+    EXPECT_FALSE(property["description"].get<std::string>().empty()) << property["name"];
+    if (property["name"] == "WorkingSetSize") {
+      EXPECT_EQ(property["type"], "uint64");
+    } else if (property["name"] == "Handle") {
+      EXPECT_EQ(property["key"], true);
+    }
+  }
+}
+
+/// What the agent writes to a terminal.
+std::string on_a_terminal(const std::string& environment) {
+  int terminal = -1;
+  const pid_t child = forkpty(&terminal, nullptr, nullptr, nullptr);
+  if (child == 0) {
+    const std::string line = environment + " TERM=xterm exec " + kAgent + " check memory extra";
+    execl("/bin/sh", "sh", "-c", line.c_str(), nullptr);
+    _exit(127);
+  }
+  std::string result;
+  std::array<char, 1024> buffer{};
+  for (ssize_t size = 0; (size = read(terminal, buffer.data(), buffer.size())) > 0;) {
+    result.append(buffer.data(), static_cast<std::size_t>(size));
+  }
+  close(terminal);
+  waitpid(child, nullptr, 0);
+  return result;
+}
+
+TEST(AgentCli, ColoursOnATerminalOnlyAndNotWhereTheyAreRefused) {
+  EXPECT_NE(on_a_terminal("").find("\x1b["), std::string::npos);
+  const std::string plain = on_a_terminal("NO_COLOR=1");
+  EXPECT_NE(plain.find("memory"), std::string::npos);
+  EXPECT_EQ(plain.find('\x1b'), std::string::npos);
+  EXPECT_EQ(complaint("check memory extra").out.find('\x1b'), std::string::npos);
+}
+
+TEST(AgentCli, TheShellCompletesCommandsChecksAndClasses) {
+  const auto completed = [](const std::string& words, int place) {
+    return run_shell(
+               "PATH=" + quoted(std::string(KVWMI_AGENT).substr(0, std::string(KVWMI_AGENT).rfind('/'))) +
+               ":$PATH bash -c 'source " + kRoot + "/packaging/kvwmi.bash; COMP_WORDS=(" + words +
+               ") COMP_CWORD=" + std::to_string(place) + "; _kvwmi; echo \"${COMPREPLY[@]}\"'")
+        .out;
+  };
+  EXPECT_EQ(completed("kvwmi ch", 1), "check\n");
+  EXPECT_EQ(completed("kvwmi check process-", 2), "process-exists process-memory process-cpu\n");
+  EXPECT_EQ(completed("kvwmi classes Win32_Proc", 2), "Win32_Process Win32_Processor\n");
+  EXPECT_EQ(completed("kvwmi query --na", 2), "--namespace\n");
+}
+
+TEST(AgentCli, TheRunScriptStartsTheBuiltAgentWithinASecond) {
+  ASSERT_EQ(run_shell(quoted(kRoot + "/run") + " --version").status, 0);
+  const auto began = std::chrono::steady_clock::now();
+  const CommandResult second = run_shell(quoted(kRoot + "/run") + " --version");
+  const std::chrono::duration<double> elapsed = std::chrono::steady_clock::now() - began;
+  EXPECT_EQ(second.out, "kvwmi 2.0.0\n");
+  EXPECT_LT(elapsed.count(), 1.0);
+}
+
+}  // namespace
+}  // namespace kvwmi::tests
