@@ -1,6 +1,5 @@
 #include "linux/providers/login_manager.h"
 
-#include <cerrno>
 #include <string>
 
 #include "linux/providers/failure.h"
@@ -13,7 +12,7 @@ using namespace std::chrono_literals;
 constexpr BusObject kManager{"org.freedesktop.login1", "/org/freedesktop/login1",
                              "org.freedesktop.login1.Manager"};
 constexpr BusObject kSeat{"org.freedesktop.login1", "/org/freedesktop/login1/seat/seat0",
-                          "org.freedesktop.DBus.Properties"};
+                          kPropertiesInterface};
 constexpr BusObject kServiceManager{"org.freedesktop.systemd1", "/org/freedesktop/systemd1",
                                     "org.freedesktop.systemd1.Manager"};
 
@@ -60,7 +59,7 @@ std::string own_session(sd_bus* bus) {
     const Message answer = call(bus, kManager, "GetSessionByPID", kQuestionLimit, "u", 0U);
     const char* path = nullptr;
     check(sd_bus_message_read(answer.get(), "o", &path));
-    const BusObject session{kManager.service, path, "org.freedesktop.DBus.Properties"};
+    const BusObject session{kManager.service, path, kPropertiesInterface};
     const Message property =
         call(bus, session, "Get", kQuestionLimit, "ss", "org.freedesktop.login1.Session", "Id");
     const char* name = nullptr;
@@ -98,8 +97,7 @@ std::uint32_t LoginManager::shut_down(Shutdown kind, bool forced) {
   const Verb& verb = kVerbs[static_cast<std::size_t>(kind)];
   try {
     // A connection of its own: an action is never repeated because a kept one broke.
-    const Bus bus = machine_.open_system_bus();
-    if (!bus) throw BusError("", ENOTCONN);
+    const Bus bus = connect(machine_);
     try {
       if (forced) {
         try {
@@ -122,8 +120,7 @@ std::uint32_t LoginManager::shut_down(Shutdown kind, bool forced) {
 
 std::uint32_t LoginManager::log_off() {
   try {
-    const Bus bus = machine_.open_system_bus();
-    if (!bus) throw BusError("", ENOTCONN);
+    const Bus bus = connect(machine_);
     std::string session = active_session(bus.get());
     if (session.empty()) session = own_session(bus.get());
     if (session.empty()) return kNoSuchLogonSession;

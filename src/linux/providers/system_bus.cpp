@@ -39,9 +39,23 @@ Message send(sd_bus* bus, Message request, std::chrono::microseconds limit) {
   throw failure;
 }
 
+Bus connect(const Machine& machine, std::chrono::microseconds limit) {
+  Bus bus = machine.open_system_bus();
+  if (!bus) throw BusError("", ENOTCONN);
+  // Left to the first call, the greetings could take a minute and a half.
+  const auto deadline = std::chrono::steady_clock::now() + limit;
+  while (check(sd_bus_is_ready(bus.get())) == 0) {
+    if (check(sd_bus_process(bus.get(), nullptr)) > 0) continue;
+    const auto left =
+        std::chrono::duration_cast<std::chrono::microseconds>(deadline - std::chrono::steady_clock::now());
+    if (left.count() <= 0) throw BusError("", ETIMEDOUT);
+    check(sd_bus_wait(bus.get(), static_cast<std::uint64_t>(left.count())));
+  }
+  return bus;
+}
+
 sd_bus* SystemBus::open() {
-  if (!bus_) bus_ = machine_.open_system_bus();
-  if (!bus_) throw BusError("", ENOTCONN);
+  if (!bus_) bus_ = connect(machine_);
   return bus_.get();
 }
 

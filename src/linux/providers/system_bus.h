@@ -51,6 +51,8 @@ struct BusObject {
   const char* interface;
 };
 
+inline constexpr const char* kPropertiesInterface = "org.freedesktop.DBus.Properties";
+
 /// Calls a method and gives its answer; raises BusError after `limit` or for an error answer.
 template <typename... Arguments>
 Message call(sd_bus* bus, const BusObject& object, const char* method, std::chrono::microseconds limit,
@@ -67,6 +69,9 @@ Message call(sd_bus* bus, const BusObject& object, const char* method, std::chro
   if (types != nullptr) check(sd_bus_message_append(request.get(), types, arguments...));
   return send(bus, std::move(request), limit);
 }
+
+/// A new connection that is ready for calls; raises BusError when it is not within `limit`.
+[[nodiscard]] Bus connect(const Machine& machine, std::chrono::microseconds limit = std::chrono::seconds(5));
 
 /// The system bus connection that the providers share: kept between calls, made anew after it broke, used by
 /// one thread at a time. No call waits longer than its limit.

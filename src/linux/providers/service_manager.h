@@ -1,0 +1,71 @@
+#pragma once
+
+#include <chrono>
+#include <map>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "linux/providers/system_bus.h"
+#include "linux/providers/unit_files.h"
+
+namespace kvwmi::ground::providers {
+
+/// A service as the manager lists it, or one that it has not loaded yet.
+struct Unit {
+  std::string unit;  ///< "cron.service"
+  std::string description;
+  std::string load_state;
+  std::string active_state;
+  std::string path;  ///< of its object on the bus; empty for one that is not loaded
+};
+
+/// What a service tells of itself beyond the list.
+struct UnitDetails {
+  std::string unit_file_state;
+  std::string load_state;
+  std::string active_state;
+  std::vector<std::string> needed_by;  ///< units that are stopped with it
+  bool can_stop = false;
+  bool conditions_met = true;
+
+  std::vector<std::string> command;  ///< of its main process
+  std::string user;
+  std::string type;
+  std::string result;  ///< "success", "exit-code", "timeout", ...
+  std::uint32_t main_process = 0;
+  std::int32_t exit_code = 0;    ///< CLD_EXITED and the like; 0 before the first end
+  std::int32_t exit_status = 0;  ///< exit status or signal of the main process
+};
+
+/// The service manager on the system bus. Any thread may use it; every call is bounded in time. Failing
+/// raises BusError.
+class ServiceManager {
+ public:
+  explicit ServiceManager(const Machine& machine) : machine_(machine), bus_(machine), files_(machine) {}
+
+  /// All services that are loaded or have a unit file, by name.
+  [[nodiscard]] std::vector<Unit> services();
+  [[nodiscard]] UnitDetails details(const Unit& unit);
+
+  /// What became of a request to start or stop.
+  struct JobEnd {
+    std::string result;  ///< "done", "failed", "timeout", "dependency", ...; empty while it still runs
+    UnitDetails details;
+  };
+  /// Asks for the start or stop and waits for it at most `limit`. Not repeated when the connection breaks.
+  [[nodiscard]] JobEnd start(const Unit& unit, std::chrono::milliseconds limit);
+  [[nodiscard]] JobEnd stop(const Unit& unit, std::chrono::milliseconds limit);
+  /// Those of `units` that run or are about to.
+  [[nodiscard]] std::vector<std::string> running_of(const std::vector<std::string>& units);
+
+ private:
+  [[nodiscard]] JobEnd run_job(const char* method, const Unit& unit, std::chrono::milliseconds limit);
+
+  const Machine& machine_;
+  SystemBus bus_;
+  UnitFiles files_;
+};
+
+}  // namespace kvwmi::ground::providers

@@ -1,0 +1,58 @@
+#pragma once
+
+#include <ctime>
+#include <map>
+#include <mutex>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "linux/machine.h"
+
+namespace kvwmi::ground::providers {
+
+/// A service's unit file as it lies in the unit folders.
+struct UnitFile {
+  std::string unit;         ///< "cron.service"
+  std::string description;  ///< the unit's name where it has none
+  bool masked = false;
+};
+
+/// The service units that could be started, loaded or not. The service manager reads every file anew when it
+/// is asked for the list, and nobody else is served meanwhile; here a file is read again only after it
+/// changed. Any thread may use it.
+class UnitFiles {
+ public:
+  explicit UnitFiles(const Machine& machine) : machine_(machine) {}
+
+  /// By unit name, ascending. `folders` are the manager's, the first that has a unit decides. Templates and
+  /// second names of units are left out.
+  [[nodiscard]] std::vector<UnitFile> list(const std::vector<std::string>& folders);
+
+ private:
+  struct Stamp {
+    std::int64_t seconds = 0;
+    std::int64_t nanoseconds = 0;
+    std::int64_t size = -1;
+    friend bool operator==(const Stamp&, const Stamp&) = default;
+  };
+  struct Folder {
+    Stamp stamp;
+    std::map<std::string, std::string> units;  ///< to the target of the link, empty for a file
+  };
+  struct Description {
+    Stamp stamp;
+    std::string text;
+  };
+
+  static Stamp stamp_of(const std::string& path);
+  const Folder& folder(const std::string& path);
+  const Description& description(const std::string& path, const std::string& unit);
+
+  const Machine& machine_;
+  std::mutex mutex_;
+  std::map<std::string, Folder> folders_;
+  std::map<std::string, Description> descriptions_;
+};
+
+}  // namespace kvwmi::ground::providers
