@@ -1,0 +1,25 @@
+#include "linux/local_service.h"
+
+#include "linux/machine.h"
+#include "linux/providers/make_providers.h"
+#include "linux/providers/operating_system.h"
+
+namespace kvwmi::ground {
+namespace {
+
+embedded::Service& make_service() {
+  static const Machine& machine = *new Machine;
+  embedded::Service& service = *new embedded::Service({.server_name = providers::computer_name(machine)});
+  for (std::unique_ptr<embedded::Provider>& provider : make_providers(machine))
+    service.add(std::move(provider));
+  return service;
+}
+
+}  // namespace
+
+embedded::Service& local_service() {
+  static embedded::Service& service = make_service();
+  return service;
+}
+
+}  // namespace kvwmi::ground
