@@ -67,7 +67,7 @@ while read -r name id; do
 done < <(sed -n 's/^ *\[uuid(\([^)]*\)), helpstring("[^"]*")\]$/\1/p; s/^ *coclass \([A-Za-z]*\) {$/\1/p' \
   "$source_folder/windows/com/kvwmi.idl" | paste -d' ' - - | awk '{ print $2, "{" $1 "}" }')
 ((classes == 7)) || fail "7 classes expected, $classes found"
-grep -q 'TypeLib\\{7C675D32-994D-466D-91F1-E5C976C847E8}\\2.0\\0\\win' "$work/registered" || fail "no type library"
+grep -qi 'TypeLib\\{7C675D32-994D-466D-91F1-E5C976C847E8}\\2.0\\0\\win' "$work/registered" || fail "no type library"
 
 # A second registration changes nothing.
 run regsvr32 /s "$library"

@@ -1,14 +1,21 @@
-summary="the automation server, 32 bit: the same where ./test --wine32 made a 32-bit Wine"
+summary="the automation server, 32 bit: its contract; its clients too where ./test --wine32 made a 32-bit Wine"
 order=31
-packages="test mingw"
-kind_build() { build mingw-x86; }
+packages="test mingw wine"
+kind_build() { build mingw-x86 && build mingw-x64 com_contract_test; }
 kind_run() {
-  pass "com-x86 builds"
-  if ! tools/wine32 --ready; then
-    skip "com-x86 clients" "no 32-bit Wine here; ./test --wine32 makes one"
+  if tools/wine32 --ready; then
+    tools/wine32 --start || return 1
+    run_ctest mingw-x86 com "$@"
+    tools/wine32 --stop
     return
   fi
-  tools/wine32 --start || return 1
-  run_ctest mingw-x86 com "$@"
-  tools/wine32 --stop
+  # What is told about the library from outside needs no 32-bit Wine.
+  run_ctest mingw-x86 com com_library_shape
+  tools/wine --start || return 1
+  if KVWMI_TESTED_LIBRARY=build/mingw-x86/KVWMI.dll tools/wine build/mingw-x64/com_contract_test.exe; then
+    pass "com_contract_test, by the 64-bit program"
+  else
+    fail "com_contract_test, by the 64-bit program"
+  fi
+  skip "com-x86 clients" "no 32-bit Wine here; ./test --wine32 makes one"
 }
