@@ -41,7 +41,8 @@ template <typename Member>
 using ResultOf = typename MemberResult<Member>::Type;
 
 /// An object of one class of the catalogue: a `Core` behind its dual interface. A class derives from it and
-/// defines each member of the interface by `return call(&Core::member, result, arguments...);`.
+/// defines each member of the interface by `return call(&Core::member, result, arguments...);`, or an
+/// accessor of a plain property by get and let.
 template <typename Interface, typename Core>
 class Object : public Implements<Interface, ISupportErrorInfo, IProvideClassInfo> {
  public:
@@ -90,6 +91,18 @@ class Object : public Implements<Interface, ISupportErrorInfo, IProvideClassInfo
     } else {
       return call_for_result(member, arguments...);
     }
+  }
+
+  /// Answers a field of the core, or stores one: the accessors of a plain property.
+  template <typename Field, typename Com>
+  HRESULT get(Field Core::*field, Com* result) noexcept {
+    if (!result) return E_POINTER;
+    *result = Com{};
+    return run([&] { Transport<Com>::give((*core_).*field, *result); });
+  }
+  template <typename Field, typename Com>
+  HRESULT let(Field Core::*field, Com value) noexcept {
+    return run([&](auto& converted) { (*core_).*field = converted; }, value);
   }
 
  private:
