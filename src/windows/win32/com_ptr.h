@@ -4,6 +4,7 @@
 
 #include <unknwn.h>
 
+#include <type_traits>
 #include <utility>
 
 namespace kvwmi::ground {
@@ -16,6 +17,10 @@ class ComPtr {
   ComPtr(std::nullptr_t) noexcept {}  // NOLINT(google-explicit-constructor)
   ComPtr(const ComPtr& other) noexcept : ComPtr(share(other.pointer_)) {}
   ComPtr(ComPtr&& other) noexcept : pointer_(std::exchange(other.pointer_, nullptr)) {}
+  /// The same object by an interface that its own one extends.
+  template <typename Derived>
+  requires std::is_convertible_v<Derived*, Interface*> ComPtr(ComPtr<Derived> other)
+  noexcept : pointer_(other.detach()) {}  // NOLINT(google-explicit-constructor)
   ~ComPtr() { reset(); }
   ComPtr& operator=(ComPtr other) noexcept {
     std::swap(pointer_, other.pointer_);
