@@ -1,0 +1,116 @@
+#include "kvwmi/named_event.h"
+
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <limits>
+#include <optional>
+
+#include "frame/runtime_error.h"
+#include "linux/message_queue.h"
+#include "linux/system_error.h"
+
+namespace kvwmi {
+namespace {
+
+using ground::Descriptor;
+using ground::queue_name;
+using ground::system_error;
+
+/// A queue outlives its users, an event must not: every holder keeps a shared lock on the queue. Who can have
+/// it alone on opening has found what a killed process left behind; who can have it alone on closing is the
+/// last and takes the name away.
+bool lock_alone(int queue) {
+  return ::flock(queue, LOCK_EX | LOCK_NB) == 0;
+}
+
+void lock_shared(int queue) {
+  while (::flock(queue, LOCK_SH) != 0) {
+    if (errno != EINTR) throw system_error(errno, "flock");
+  }
+}
+
+bool has_name(int queue) {
+  struct stat status {};
+  return ::fstat(queue, &status) == 0 && status.st_nlink > 0;
+}
+
+long message_size(int queue) {
+  mq_attr attributes{};
+  if (::mq_getattr(queue, &attributes) != 0) throw system_error(errno, "mq_getattr");
+  if (attributes.mq_maxmsg != 1 || attributes.mq_msgsize > ground::kManualMessageSize) {
+    throw system_error(EBADF, "mq_open");  // somebody else's queue
+  }
+  return attributes.mq_msgsize;
+}
+
+long message_size(NamedEvent::Reset reset) {
+  return reset == NamedEvent::Reset::automatic ? ground::kAutomaticMessageSize : ground::kManualMessageSize;
+}
+
+/// The event's queue, held; nullopt where its last holder let it go meanwhile, or a left one was in the way.
+std::optional<Descriptor> try_open(const std::string& name, NamedEvent::Reset reset) {
+  mq_attr attributes{};
+  attributes.mq_maxmsg = 1;
+  attributes.mq_msgsize = message_size(reset);
+  Descriptor queue(::mq_open(name.c_str(), O_RDWR | O_CREAT | O_NONBLOCK, S_IRUSR | S_IWUSR, &attributes));
+  if (!queue) throw system_error(errno, "mq_open");
+  const long size = message_size(queue.get());
+  if (lock_alone(queue.get())) {
+    if (size != attributes.mq_msgsize) {
+      ::mq_unlink(name.c_str());
+      return std::nullopt;
+    }
+    ground::take_signal(queue.get());
+  }
+  lock_shared(queue.get());
+  if (!has_name(queue.get())) return std::nullopt;
+  return queue;
+}
+
+}  // namespace
+
+NamedEvent::NamedEvent(const std::string& name, Reset reset) : reset_(reset), handle_(-1) {
+  const auto queue = queue_name(name);
+  if (!queue) throw system_error(ENAMETOOLONG, "mq_open");
+  name_ = *queue;
+  std::optional<Descriptor> opened;
+  while (!opened) opened = try_open(name_, reset);
+  reset_ = message_size(opened->get()) == ground::kAutomaticMessageSize ? Reset::automatic : Reset::manual;
+  handle_ = opened->release();
+}
+
+NamedEvent::~NamedEvent() {
+  const Descriptor queue(static_cast<int>(handle_));
+  if (lock_alone(queue.get()) && has_name(queue.get())) ::mq_unlink(name_.c_str());
+}
+
+bool NamedEvent::wait(std::chrono::milliseconds timeout) {
+  using SteadyClock = std::chrono::steady_clock;
+  const SteadyClock::time_point start = SteadyClock::now();
+  const int queue = static_cast<int>(handle_);
+  for (;;) {
+    const auto left = std::chrono::ceil<std::chrono::milliseconds>(timeout - (SteadyClock::now() - start));
+    const auto wait = std::clamp<std::int64_t>(left.count(), 0, std::numeric_limits<int>::max());
+    pollfd event{queue, POLLIN, 0};
+    const int ready = ::poll(&event, 1, static_cast<int>(wait));
+    if (ready < 0 && errno != EINTR) throw system_error(errno, "poll");
+    // With several waiters of an automatic event one takes the signal and the others go on waiting.
+    if (ready > 0 && (reset_ == Reset::manual || ground::take_signal(queue))) return true;
+    if (wait == 0) return false;
+  }
+}
+
+void NamedEvent::set() {
+  if (!ground::set_event(static_cast<int>(handle_))) throw system_error(errno, "mq_send");
+}
+
+void NamedEvent::reset() {
+  ground::take_signal(static_cast<int>(handle_));
+}
+
+}  // namespace kvwmi
