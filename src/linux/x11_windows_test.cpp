@@ -1,0 +1,151 @@
+#include "linux/x11_windows.h"
+
+#include <gtest/gtest.h>
+
+#include "linux/testing/display.h"
+
+namespace kvwmi::ground {
+namespace {
+
+using kvwmi::testing::Child;
+using kvwmi::testing::Display;
+using kvwmi::testing::eventually;
+using kvwmi::testing::TestWindow;
+using Manager = Display::Manager;
+
+struct X11WindowsTest : ::testing::TestWithParam<Manager> {
+  Display display{GetParam()};
+  X11Windows windows;
+
+  X11WindowsTest() {
+    if (GetParam() == Manager::openbox) wait_for_the_manager();
+  }
+  /// The manager is at work once it lists a window.
+  void wait_for_the_manager() {
+    const TestWindow probe("probe");
+    EXPECT_TRUE(eventually([&] { return windows.find("probe") == probe.id(); }));
+  }
+  bool appears(const std::string& title) {
+    return eventually([&] { return windows.find(title) != 0; });
+  }
+  bool disappears(const std::string& title) {
+    return eventually([&] { return windows.find(title) == 0; });
+  }
+};
+
+INSTANTIATE_TEST_SUITE_P(WithAndWithoutManager, X11WindowsTest,
+                         ::testing::Values(Manager::none, Manager::openbox), [](const auto& manager) {
+                           return manager.param == Manager::none ? "WithoutManager" : "WithOpenbox";
+                         });
+
+TEST_P(X11WindowsTest, FindsATopLevelWindowByItsExactTitle) {
+  const TestWindow other("Report");
+  const TestWindow window("Report - Editor");
+  EXPECT_TRUE(appears("Report - Editor"));
+  EXPECT_EQ(windows.find("Report - Editor"), window.id());
+  EXPECT_EQ(windows.find("Report - Edito"), 0U) << "a beginning is no match";
+  EXPECT_EQ(windows.find("report - editor"), 0U) << "case counts";
+  EXPECT_EQ(windows.find(""), 0U);
+}
+
+TEST_P(X11WindowsTest, TitlesAreUtf8WhateverTheClientWroteThemIn) {
+  const TestWindow utf8("M\xC3\xA4rz \xE2\x82\xAC", TestWindow::Title::utf8);
+  const TestWindow latin1("M\xE4rz", TestWindow::Title::latin1);
+  EXPECT_TRUE(appears("M\xC3\xA4rz \xE2\x82\xAC"));
+  EXPECT_TRUE(appears("M\xC3\xA4rz"));
+  EXPECT_EQ(windows.find("M\xC3\xA4rz"), latin1.id());
+}
+
+TEST_P(X11WindowsTest, SeesAWindowOpenAndClose) {
+  EXPECT_EQ(windows.find("short-lived"), 0U);
+  {
+    const TestWindow window("short-lived");
+    EXPECT_TRUE(appears("short-lived"));
+  }
+  EXPECT_TRUE(disappears("short-lived"));
+}
+
+TEST_P(X11WindowsTest, SeesATitleChange) {
+  TestWindow window("before");
+  EXPECT_TRUE(appears("before"));
+  window.set_title("after", TestWindow::Title::utf8);
+  EXPECT_TRUE(appears("after"));
+  EXPECT_EQ(windows.find("before"), 0U);
+}
+
+TEST_P(X11WindowsTest, AsksAWindowToClose) {
+  TestWindow window("closes");
+  ASSERT_TRUE(appears("closes"));
+  const Windows::CloseReply reply = windows.close(windows.find("closes"));
+  EXPECT_EQ(reply.answer, 0);
+  EXPECT_TRUE(eventually([&] { return window.asked_to_close(); }));
+  EXPECT_TRUE(disappears("closes"));
+}
+
+TEST_P(X11WindowsTest, RefusesToCloseAWindowThatDoesNotTakeSuchRequests) {
+  TestWindow window("stays", TestWindow::Title::utf8, TestWindow::Closing::not_taken);
+  ASSERT_TRUE(appears("stays"));
+  const Windows::CloseReply reply = windows.close(windows.find("stays"));
+  EXPECT_EQ(reply.answer, 1);
+  EXPECT_EQ(reply.last_error, 5);
+  EXPECT_NE(windows.find("stays"), 0U) << "the client must not be killed";
+}
+
+TEST_P(X11WindowsTest, AWindowThatIsGoneCannotBeClosed) {
+  TestWindow window("gone");
+  ASSERT_TRUE(appears("gone"));
+  const Windows::Handle handle = windows.find("gone");
+  window.close();
+  ASSERT_TRUE(disappears("gone"));
+  const Windows::CloseReply reply = windows.close(handle);
+  EXPECT_EQ(reply.answer, 1);
+  EXPECT_EQ(reply.last_error, 1400);
+}
+
+TEST_P(X11WindowsTest, FindsAnotherProgramsWindow) {
+  if (!kvwmi::testing::installed("xmessage")) GTEST_SKIP() << "xmessage is not installed";
+  Child program({"xmessage", "-title", "Message for you", "text"});
+  EXPECT_TRUE(appears("Message for you"));
+  EXPECT_EQ(windows.close(windows.find("Message for you")).answer, 0);
+  EXPECT_EQ(program.wait(), 1);
+}
+
+TEST_P(X11WindowsTest, AServerThatHangsHasNoWindowsAndTheNextAnswerIsRightAgain) {
+  const TestWindow window("behind");
+  ASSERT_TRUE(appears("behind"));
+  display.server().kill(SIGSTOP);
+  const auto before = std::chrono::steady_clock::now();
+  EXPECT_EQ(windows.find("behind"), 0U);
+  EXPECT_LT(std::chrono::steady_clock::now() - before, std::chrono::seconds(5));
+  display.server().kill(SIGCONT);
+  EXPECT_TRUE(appears("behind"));
+}
+
+TEST(X11WindowsManagerTest, WhatAnEndedManagerLeftBehindDoesNotCount) {
+  Display display(Manager::openbox);
+  X11Windows windows;
+  {
+    const TestWindow probe("probe");
+    ASSERT_TRUE(eventually([&] { return windows.find("probe") == probe.id(); }));
+    display.manager().kill(SIGKILL);
+    ASSERT_EQ(display.manager().wait(), 128 + SIGKILL);
+  }
+  const TestWindow late("opened without a manager");
+  EXPECT_TRUE(eventually([&] { return windows.find("opened without a manager") == late.id(); }));
+}
+
+TEST(X11WindowsServerTest, FollowsTheDisplayAndANewServer) {
+  X11Windows windows;
+  for (const char* title : {"first", "second"}) {
+    const Display display;
+    const TestWindow window(title);
+    EXPECT_TRUE(eventually([&] { return windows.find(title) == window.id(); }));
+  }
+  ::setenv("DISPLAY", ":64999", 1);
+  EXPECT_EQ(windows.find("second"), 0U);
+  ::unsetenv("DISPLAY");
+  EXPECT_EQ(windows.find("second"), 0U) << "no display, no window";
+}
+
+}  // namespace
+}  // namespace kvwmi::ground
