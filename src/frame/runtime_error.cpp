@@ -15,6 +15,7 @@ constexpr std::array kTexts{
     std::pair{RuntimeError::division_by_zero, "Division by zero"},
     std::pair{RuntimeError::type_mismatch, "Type mismatch"},
     std::pair{RuntimeError::internal_error, "Internal error"},
+    std::pair{RuntimeError::path_not_found, "Path not found"},
     std::pair{RuntimeError::object_variable_not_set, "Object variable or With block variable not set"},
     std::pair{RuntimeError::invalid_use_of_null, "Invalid use of Null"},
     std::pair{RuntimeError::cannot_create_object, "ActiveX component can't create object"},

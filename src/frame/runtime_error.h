@@ -17,6 +17,7 @@ enum class RuntimeError : std::int32_t {
   type_mismatch = 13,
   internal_error = 51,
   file_not_found = 53,
+  path_not_found = 76,
   object_variable_not_set = 91,
   invalid_use_of_null = 94,
   cannot_create_object = 429,

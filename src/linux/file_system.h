@@ -1,0 +1,18 @@
+#pragma once
+
+#include "frame/platform.h"
+
+namespace kvwmi::ground {
+
+/// Takes paths in either form, native or with a drive letter, and answers in the form it was asked in.
+class LinuxFileSystem final : public FileSystem {
+ public:
+  std::string parent_folder_name(std::string_view path) override;
+  std::string file_name(std::string_view path) override;
+  /// In the order of their names. A missing folder raises 76 "Path not found".
+  std::vector<std::string> subfolders(const std::string& path) override;
+  bool delete_file(const std::string& path) override;
+  bool matches(std::string_view file_name, std::string_view specification) override;
+};
+
+}  // namespace kvwmi::ground
