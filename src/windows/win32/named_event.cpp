@@ -1,0 +1,60 @@
+#include "kvwmi/named_event.h"
+
+#include <windows.h>
+
+#include <algorithm>
+
+#include "frame/runtime_error.h"
+
+namespace kvwmi {
+namespace {
+
+HANDLE handle_of(std::intptr_t handle) {
+  return reinterpret_cast<HANDLE>(handle);
+}
+
+[[noreturn]] void raise(DWORD code, const char* call) {
+  throw Error(HRESULT_FROM_WIN32(code), kComponentName, std::string(call) + " failed");
+}
+
+std::wstring wide(const std::string& text) {
+  const int size = static_cast<int>(text.size());
+  std::wstring result(
+      static_cast<std::size_t>(::MultiByteToWideChar(CP_UTF8, 0, text.data(), size, nullptr, 0)), L'\0');
+  ::MultiByteToWideChar(CP_UTF8, 0, text.data(), size, result.data(), static_cast<int>(result.size()));
+  return result;
+}
+
+}  // namespace
+
+NamedEvent::NamedEvent(const std::string& name, Reset reset) : name_(name), reset_(reset), handle_(0) {
+  // A nameless event would be one that nobody else can reach.
+  if (name.empty()) raise(ERROR_INVALID_NAME, "CreateEvent");
+  const HANDLE event = ::CreateEventW(nullptr, reset == Reset::manual, FALSE, wide(name).c_str());
+  if (event == nullptr) {
+    const DWORD code = ::GetLastError();
+    raise(code == ERROR_PATH_NOT_FOUND ? ERROR_INVALID_NAME : code, "CreateEvent");
+  }
+  handle_ = reinterpret_cast<std::intptr_t>(event);
+}
+
+NamedEvent::~NamedEvent() {
+  ::CloseHandle(handle_of(handle_));
+}
+
+bool NamedEvent::wait(std::chrono::milliseconds timeout) {
+  const auto wait = std::clamp<long long>(timeout.count(), 0, INFINITE - 1);
+  const DWORD result = ::WaitForSingleObject(handle_of(handle_), static_cast<DWORD>(wait));
+  if (result == WAIT_FAILED) raise(::GetLastError(), "WaitForSingleObject");
+  return result == WAIT_OBJECT_0;
+}
+
+void NamedEvent::set() {
+  if (::SetEvent(handle_of(handle_)) == FALSE) raise(::GetLastError(), "SetEvent");
+}
+
+void NamedEvent::reset() {
+  if (::ResetEvent(handle_of(handle_)) == FALSE) raise(::GetLastError(), "ResetEvent");
+}
+
+}  // namespace kvwmi
