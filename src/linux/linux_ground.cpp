@@ -20,19 +20,6 @@ std::shared_ptr<wmi::Sink> LinuxGround::create_sink(wmi::ObjectReady) {
   throw runtime_error(RuntimeError::cannot_create_object);
 }
 
-Windows& LinuxGround::windows() {
-  throw runtime_error(RuntimeError::cannot_create_object);
-}
-Timers& LinuxGround::timers() {
-  throw runtime_error(RuntimeError::cannot_create_object);
-}
-NamedEvents& LinuxGround::named_events() {
-  throw runtime_error(RuntimeError::cannot_create_object);
-}
-FileSystem& LinuxGround::file_system() {
-  throw runtime_error(RuntimeError::cannot_create_object);
-}
-
 std::unique_ptr<ThreadBound>& LinuxGround::thread_slot() {
   thread_local std::unique_ptr<ThreadBound> slot;
   return slot;

@@ -2,8 +2,12 @@
 
 #include "frame/ground.h"
 #include "linux/clock.h"
+#include "linux/file_system.h"
 #include "linux/ip_address_library.h"
+#include "linux/named_events.h"
 #include "linux/system_info.h"
+#include "linux/timers.h"
+#include "linux/x11_windows.h"
 
 namespace kvwmi::ground {
 
@@ -16,10 +20,10 @@ class LinuxGround final : public Ground {
 
   Clock& clock() override { return clock_; }
   SystemInfo& system_info() override { return system_info_; }
-  Windows& windows() override;
-  Timers& timers() override;
-  NamedEvents& named_events() override;
-  FileSystem& file_system() override;
+  Windows& windows() override { return windows_; }
+  Timers& timers() override { return timers_; }
+  NamedEvents& named_events() override { return named_events_; }
+  FileSystem& file_system() override { return file_system_; }
   IpAddressLibrary& ip_address_library() override { return ip_address_library_; }
   /// Emptied when the thread ends.
   std::unique_ptr<ThreadBound>& thread_slot() override;
@@ -27,6 +31,10 @@ class LinuxGround final : public Ground {
  private:
   LinuxClock clock_;
   LinuxSystemInfo system_info_;
+  X11Windows windows_;
+  LoopTimers timers_;
+  LinuxNamedEvents named_events_;
+  LinuxFileSystem file_system_;
   LinuxIpAddressLibrary ip_address_library_;
 };
 
