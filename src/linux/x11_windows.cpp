@@ -71,10 +71,10 @@ class Session {
     return xcb_get_property(connection_, 0, window, property, XCB_GET_PROPERTY_TYPE_ANY, 0, most).sequence;
   }
 
-  /// 32-bit items of a property.
-  std::optional<std::vector<std::uint32_t>> items(unsigned sequence) {
+  /// 32-bit items of a property; none where it has none.
+  std::vector<std::uint32_t> items(unsigned sequence) {
     const auto answer = reply<xcb_get_property_reply_t>(sequence);
-    if (!answer || answer->format != 32) return std::nullopt;
+    if (!answer || answer->format != 32) return {};
     std::vector<std::uint32_t> result(answer->value_len);
     if (!result.empty()) {
       std::memcpy(result.data(), xcb_get_property_value(answer.get()), result.size() * sizeof(std::uint32_t));
@@ -111,21 +111,14 @@ std::optional<std::string> text(const xcb_get_property_reply_t* answer) {
   return answer->type == XCB_ATOM_STRING ? from_latin1(bytes) : std::string(bytes);
 }
 
-/// The clients of the window manager; nullopt where none is at work. What a manager that has ended left on
-/// the root window does not count.
-std::optional<std::vector<xcb_window_t>> managed_windows(Session& display) {
-  const xcb_atom_t check = display.atom("_NET_SUPPORTING_WM_CHECK");
+/// The clients of the window manager; nothing where none is at work. A manager that has ended may have left a
+/// list with windows that are gone, which have no title any more.
+std::vector<xcb_window_t> managed_windows(Session& display) {
   const xcb_atom_t list = display.atom("_NET_CLIENT_LIST");
-  const unsigned manager_question = display.ask_property(display.root(), check, 1);
-  const unsigned list_question = display.ask_property(display.root(), list, kMostWindows);
-  const auto manager = display.items(manager_question);
-  auto windows = display.items(list_question);
-  if (!manager || manager->empty() || !windows) return std::nullopt;
-  const auto itself = display.items(display.ask_property(manager->front(), check, 1));
-  if (!itself || *itself != *manager) return std::nullopt;
-  return windows;
+  return display.items(display.ask_property(display.root(), list, kMostWindows));
 }
 
+/// What stands on the screen itself: all clients where there is no manager, and those that it missed.
 std::vector<xcb_window_t> mapped_windows(Session& display) {
   std::vector<xcb_window_t> result;
   const auto tree =
@@ -204,8 +197,8 @@ Windows::Handle X11Windows::find(std::string_view title) {
   Session display(connection_, screen_);
   // Events that nobody asked for (mapping changes) would pile up on a long-lived connection.
   while (const Owned<xcb_generic_event_t> event{xcb_poll_for_event(connection_)}) continue;
-  const auto managed = managed_windows(display);
-  return window_titled(display, managed ? *managed : mapped_windows(display), title);
+  const xcb_window_t managed = window_titled(display, managed_windows(display), title);
+  return managed != XCB_WINDOW_NONE ? managed : window_titled(display, mapped_windows(display), title);
 }
 
 Windows::CloseReply X11Windows::close(Handle handle) {
@@ -223,7 +216,7 @@ Windows::CloseReply X11Windows::close(Handle handle) {
   const xcb_atom_t delete_window = display.atom("WM_DELETE_WINDOW");
   constexpr std::uint32_t kMostProtocols = 64;
   const auto taken = display.items(display.ask_property(window, protocols, kMostProtocols));
-  if (!taken || std::find(taken->begin(), taken->end(), delete_window) == taken->end()) return kRefused;
+  if (std::find(taken.begin(), taken.end(), delete_window) == taken.end()) return kRefused;
 
   xcb_client_message_event_t message{};
   message.response_type = XCB_CLIENT_MESSAGE;

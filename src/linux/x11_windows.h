@@ -11,8 +11,8 @@ namespace kvwmi::ground {
 
 /// Top-level windows of the X11 display that DISPLAY names, whatever program they belong to.
 ///
-/// With a window manager these are the clients it manages, minimised ones included; without one, the mapped
-/// children of the root window that are no pop-ups. Titles compare byte for byte. A window that only Wayland
+/// These are the clients that a window manager lists, minimised ones included, and the mapped children of the
+/// root window that are no pop-ups. Titles compare byte for byte. A window that only Wayland
 /// knows cannot be seen. Without a display, or with one that does not answer within two seconds, there is no
 /// window.
 class X11Windows final : public Windows {
