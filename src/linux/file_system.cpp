@@ -9,8 +9,8 @@
 #include <memory>
 
 #include "frame/runtime_error.h"
-#include "linux/drives.h"
-#include "linux/local_drives.h"
+#include "linux/drive_path.h"
+#include "linux/existing_path.h"
 #include "linux/path_spec.h"
 
 namespace kvwmi::ground {
@@ -40,11 +40,6 @@ std::size_t last_component(std::string_view path) {
   return std::max(separator == std::string_view::npos ? 0 : separator + 1, root_length(path));
 }
 
-std::optional<std::string> existing_native_path(std::string_view path) {
-  const auto native = to_native_path(path, local_drives());
-  return native ? existing_path(*native) : std::nullopt;
-}
-
 struct CloseFolder {
   void operator()(DIR* folder) const noexcept { ::closedir(folder); }
 };
@@ -58,6 +53,12 @@ bool is_folder(DIR* parent, const dirent& entry) {
 }
 
 }  // namespace
+
+std::optional<std::string> LinuxFileSystem::existing_native_path(std::string_view path) {
+  if (path.starts_with('/')) return existing_path(path);
+  const auto native = has_drive(path) ? drives_.table()->to_native(path) : to_slashes(path);
+  return native ? existing_path(*native) : std::nullopt;
+}
 
 std::string LinuxFileSystem::parent_folder_name(std::string_view path) {
   path = without_trailing_separators(path);
@@ -82,7 +83,7 @@ std::vector<std::string> LinuxFileSystem::subfolders(const std::string& path) {
   while (const dirent* entry = ::readdir(folder.get())) {
     const std::string_view name = entry->d_name;
     if (name == "." || name == ".." || !is_folder(folder.get(), *entry)) continue;
-    result.push_back(parent + (windows_form ? to_windows_path(name, {}) : std::string(name)));
+    result.push_back(parent + (windows_form ? to_backslashes(name) : std::string(name)));
   }
   std::sort(result.begin(), result.end());
   return result;

@@ -1,18 +1,27 @@
 #pragma once
 
 #include "frame/platform.h"
+#include "linux/drives.h"
+#include "linux/machine.h"
 
 namespace kvwmi::ground {
 
 /// Takes paths in either form, native or with a drive letter, and answers in the form it was asked in.
 class LinuxFileSystem final : public FileSystem {
  public:
+  explicit LinuxFileSystem(const Machine& machine) : drives_(machine) {}
+
   std::string parent_folder_name(std::string_view path) override;
   std::string file_name(std::string_view path) override;
   /// In the order of their names. A missing folder raises 76 "Path not found".
   std::vector<std::string> subfolders(const std::string& path) override;
   bool delete_file(const std::string& path) override;
   bool matches(std::string_view file_name, std::string_view specification) override;
+
+ private:
+  [[nodiscard]] std::optional<std::string> existing_native_path(std::string_view path);
+
+  Drives drives_;
 };
 
 }  // namespace kvwmi::ground

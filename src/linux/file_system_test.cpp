@@ -6,51 +6,22 @@
 #include <fstream>
 
 #include "frame/runtime_error.h"
-#include "linux/drives.h"
+#include "linux/existing_path.h"
 
 namespace kvwmi::ground {
 namespace {
 
-const std::vector<Drive> kDrives{{'C', "/"}, {'D', "/mnt/data"}, {'E', "/mnt/data/deep"}};
-
-TEST(PathMappingTest, DrivesStandForMountPoints) {
-  EXPECT_EQ(to_native_path(R"(C:\)", kDrives), "/");
-  EXPECT_EQ(to_native_path(R"(c:\etc\passwd)", kDrives), "/etc/passwd");
-  EXPECT_EQ(to_native_path("C:/etc/passwd", kDrives), "/etc/passwd");
-  EXPECT_EQ(to_native_path(R"(D:\x)", kDrives), "/mnt/data/x");
-  EXPECT_EQ(to_native_path("D:", kDrives), "/mnt/data/");
-  EXPECT_EQ(to_native_path(R"(Q:\x)", kDrives), std::nullopt);
-  EXPECT_EQ(to_native_path("/etc/passwd", kDrives), "/etc/passwd");
-  EXPECT_EQ(to_native_path(R"(\etc\passwd)", kDrives), "/etc/passwd");
-}
-
-TEST(PathMappingTest, TheLongestMountPointWins) {
-  EXPECT_EQ(to_windows_path("/", kDrives), R"(C:\)");
-  EXPECT_EQ(to_windows_path("/etc/passwd", kDrives), R"(C:\etc\passwd)");
-  EXPECT_EQ(to_windows_path("/mnt/data", kDrives), R"(D:\)");
-  EXPECT_EQ(to_windows_path("/mnt/database", kDrives), R"(C:\mnt\database)") << "not below /mnt/data";
-  EXPECT_EQ(to_windows_path("/mnt/data/deep/x", kDrives), R"(E:\x)");
-  EXPECT_EQ(to_windows_path("a/b", kDrives), R"(a\b)");
-}
-
-TEST(PathMappingTest, EveryLinuxPathComesBack) {
-  for (const std::string& path : std::vector<std::string>{R"(/a\b)", "/a%b", "/a%5Cb", "/a%5cb", "/a%25b", "/a%255Cb", R"(/\%5C\)",
-                                 "/100%", "/100%2", "/x:y", "/dot.", "/ blank "}) {
-    EXPECT_EQ(to_native_path(to_windows_path(path, kDrives), kDrives), path);
-  }
-  EXPECT_EQ(to_windows_path(R"(/a\b)", kDrives), R"(C:\a%5Cb)");
-  EXPECT_EQ(to_native_path(R"(c:\a%5cb)", kDrives), R"(/a\b)") << "clients may have folded the case";
-}
-
 struct FileSystemTest : ::testing::Test {
   std::filesystem::path root;
-  LinuxFileSystem files;
+  Machine machine;
+  LinuxFileSystem files{machine};
 
   FileSystemTest() {
     std::string name = (std::filesystem::temp_directory_path() / "kvwmi-files-XXXXXX").string();
     root = ::mkdtemp(name.data());
   }
   ~FileSystemTest() override { std::filesystem::remove_all(root); }
+  std::string windows_path(const std::string& native) { return Drives(machine).table()->to_windows(native); }
   void touch(const std::string& name) const { std::ofstream(root / name) << "x"; }
 };
 
@@ -83,7 +54,7 @@ TEST_F(FileSystemTest, ListsSubfoldersInTheFormItWasAskedIn) {
   const std::string native = root.string();
   EXPECT_EQ(files.subfolders(native),
             (std::vector<std::string>{native + "/a", native + "/b", native + R"(/back\slash)"}));
-  const std::string windows = to_windows_path(native, kDrives);
+  const std::string windows = windows_path(native);
   const std::vector<std::string> expected{windows + R"(\a)", windows + R"(\b)", windows + R"(\back%5Cslash)"};
   EXPECT_EQ(files.subfolders(windows), expected);
   EXPECT_EQ(files.subfolders(windows + '\\'), expected);
@@ -112,7 +83,7 @@ TEST_F(FileSystemTest, ExactCaseComesFirstThenAnyCase) {
 
 TEST_F(FileSystemTest, DeletesAFileOnce) {
   touch("state.def");
-  const std::string path = to_windows_path((root / "STATE.DEF").string(), kDrives);
+  const std::string path = windows_path((root / "STATE.DEF").string());
   EXPECT_TRUE(files.delete_file(path));
   EXPECT_FALSE(std::filesystem::exists(root / "state.def"));
   EXPECT_FALSE(files.delete_file(path));

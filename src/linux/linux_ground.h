@@ -1,13 +1,18 @@
 #pragma once
 
+#include <mutex>
+#include <optional>
+
 #include "frame/ground.h"
 #include "linux/clock.h"
 #include "linux/file_system.h"
 #include "linux/ip_address_library.h"
+#include "linux/machine.h"
 #include "linux/named_events.h"
 #include "linux/system_info.h"
 #include "linux/timers.h"
 #include "linux/x11_windows.h"
+#include "wmi/service.h"
 
 namespace kvwmi::ground {
 
@@ -29,12 +34,17 @@ class LinuxGround final : public Ground {
   std::unique_ptr<ThreadBound>& thread_slot() override;
 
  private:
+  [[nodiscard]] embedded::Service& service();
+
+  Machine machine_;
+  std::once_flag service_made_;
+  std::optional<embedded::Service> service_;
   LinuxClock clock_;
   LinuxSystemInfo system_info_;
   X11Windows windows_;
   LoopTimers timers_;
   LinuxNamedEvents named_events_;
-  LinuxFileSystem file_system_;
+  LinuxFileSystem file_system_{machine_};
   LinuxIpAddressLibrary ip_address_library_;
 };
 
