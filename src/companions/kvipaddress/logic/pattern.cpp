@@ -10,10 +10,12 @@ char folded(char c) {
   return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c;
 }
 
-/// Bytes of the UTF-8 character at the start of `text`.
+/// Bytes of the UTF-8 character at the start of `text`; a byte that is part of none counts for itself.
 std::size_t character_length(std::string_view text) {
+  const auto byte = [&](std::size_t i) { return static_cast<unsigned char>(text[i]); };
   std::size_t length = 1;
-  while (length < text.size() && (static_cast<unsigned char>(text[length]) & 0xC0) == 0x80) ++length;
+  if (byte(0) < 0xC0) return length;
+  while (length < text.size() && (byte(length) & 0xC0) == 0x80) ++length;
   return length;
 }
 

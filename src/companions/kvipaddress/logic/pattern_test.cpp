@@ -31,6 +31,11 @@ TEST(Pattern, Matches) {
   }
 }
 
+TEST(Pattern, BytesThatAreNoUtf8StandForThemselves) {
+  EXPECT_TRUE(matches("a?\xBD", "a?\xBD"));
+  EXPECT_TRUE(matches("??", "\xBD\xBD"));
+}
+
 TEST(Pattern, ManyStarsStayFast) {
   std::string pattern;
   for (int i = 0; i < 100; ++i) pattern += "a*";
