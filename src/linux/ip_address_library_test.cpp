@@ -49,7 +49,7 @@ TEST(IpAddressLibrary, AMissingEntryPointIs453) {
 }
 
 TEST(IpAddressLibrary, IsLookedForAgainAfterAFailure) {
-  std::string folder = fs::temp_directory_path() / "companion-XXXXXX";
+  std::string folder = fs::temp_directory_path() / ("companion-" + std::string(6, 'X'));
   ASSERT_NE(::mkdtemp(folder.data()), nullptr);
   LinuxIpAddressLibrary library({folder});
   EXPECT_EQ(raised_by([&] { return library.iCheckNetworkInterfaces("abc"); }), kNotFound);
@@ -59,7 +59,7 @@ TEST(IpAddressLibrary, IsLookedForAgainAfterAFailure) {
 }
 
 TEST(IpAddressLibrary, AFileThatIsNoLibraryIsPassedOver) {
-  std::string folder = fs::temp_directory_path() / "companion-XXXXXX";
+  std::string folder = fs::temp_directory_path() / ("companion-" + std::string(6, 'X'));
   ASSERT_NE(::mkdtemp(folder.data()), nullptr);
   std::ofstream(fs::path(folder) / "libKVIPAddress.so") << "no library";
   EXPECT_EQ(LinuxIpAddressLibrary({folder, companion_folder("whole")}).iCheckNetworkInterfaces("abc"), 3);

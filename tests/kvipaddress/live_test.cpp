@@ -54,7 +54,7 @@ class KvIpAddress : public ::testing::Test {
   void SetUp() override {
     if (::geteuid() != 0) GTEST_SKIP() << "needs root for a network namespace";
     if (::unshare(CLONE_NEWNET) != 0) GTEST_SKIP() << "no network namespace can be made here";
-    std::string name = fs::temp_directory_path() / "kvipaddress-XXXXXX";
+    std::string name = fs::temp_directory_path() / ("kvipaddress-" + std::string(6, 'X'));
     ASSERT_NE(::mkdtemp(name.data()), nullptr);
     folder = name;
     file = folder / "file";

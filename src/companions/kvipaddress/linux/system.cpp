@@ -215,7 +215,7 @@ class LinuxSystem final : public System {
   bool replace_file(const std::string& path, const std::string& text) override {
     struct stat old {};
     if (::lstat(path.c_str(), &old) == 0 ? !S_ISREG(old.st_mode) : errno != ENOENT) return false;
-    std::string draft = path + ".XXXXXX";
+    std::string draft = path + "." + std::string(6, 'X');
     const Descriptor file(::mkostemp(draft.data(), O_CLOEXEC));
     if (!file.valid()) return false;
     if (!write_whole(file.get(), text) || ::rename(draft.c_str(), path.c_str()) != 0) {

@@ -1,0 +1,33 @@
+#!/usr/bin/env bash
+# Installs the build into a folder, moves it, and builds and runs a program on what was installed.
+#   install_test.sh BUILD COMPILER
+set -euo pipefail
+build=$1 compiler=$2
+here=$(cd -- "$(dirname -- "${BASH_SOURCE[0]}")" && pwd)
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+expect() { [[ $1 == "$2" ]] || { printf 'expected: %s\nbut was:  %s\n' "$2" "$1"; exit 1; }; }
+
+cmake --install "$build" --prefix "$work/first" >"$work/log"
+mv "$work/first" "$work/moved"
+
+library=$(dirname "$(find "$work/moved" -name 'libkvwmi.so')")
+for file in "$library/libkvwmi.so.2" "$library/libKVIPAddress.so" "$work/moved/bin/kvwmi" \
+  "$work/moved/include/kvwmi/checkpoint.h" "$library/pkgconfig/kvwmi.pc"; do
+  [[ -e $file ]] || { echo "not installed: $file"; exit 1; }
+done
+
+export PKG_CONFIG_PATH=$library/pkgconfig
+read -ra flags <<<"$(pkg-config --cflags --libs kvwmi)"
+"$compiler" -std=c++20 -Wall -Wextra -Werror -o "$work/client" "$here/client.cpp" "${flags[@]}" "-Wl,-rpath,$library"
+expect "$("$work/client")" "0 some memory"
+
+# Every header stands by itself.
+for header in "$work/moved"/include/kvwmi/*.h; do
+  echo "#include <kvwmi/${header##*/}>" |
+    "$compiler" -std=c++20 -Wall -Wextra -Werror -fsyntax-only -x c++ "-I$work/moved/include" -
+done
+
+cd /
+"$work/moved/bin/kvwmi" --version >/dev/null
+echo "installed, moved and used"
