@@ -1,6 +1,8 @@
 #include "wmi/data_query.h"
 
 #include <algorithm>
+#include <string>
+#include <unordered_set>
 #include <utility>
 
 #include "frame/text.h"
@@ -14,17 +16,25 @@ namespace {
 constexpr cim::Class kMetaClass{
     .name = "meta_class", .superclasses = {}, .description = {}, .properties = {}, .methods = {}};
 
-/// The predicate's equalities over columns that the provider can take.
+/// One text for constants that are the same to WQL.
+std::string identity(const wql::SlotEquality& equality) {
+  const std::string slot = std::to_string(equality.slot) + ' ';
+  if (const auto* text = equality.constant.get_if<std::string>()) return slot + fold_case(*text);
+  if (const auto* number = equality.constant.get_if<std::int64_t>()) return slot + std::to_string(*number);
+  if (const auto* number = equality.constant.get_if<std::uint64_t>()) return slot + std::to_string(*number);
+  return slot + (equality.constant == cim::Value(true) ? "true" : "false");
+}
+
+/// The predicate's equalities over columns that the provider can take, each once.
 std::vector<Equality> narrowing(const wql::Predicate& predicate, const cim::Class& schema) {
-  std::vector<Equality> result;
   auto equalities = predicate.equalities(
       [&](std::size_t slot) { return slot < schema.properties.size() && schema.properties[slot].narrows(); });
+  std::vector<Equality> result;
   if (!equalities) return result;
+  std::unordered_set<std::string> known;
   for (wql::SlotEquality& equality : *equalities) {
-    const bool known = std::any_of(result.begin(), result.end(), [&](const Equality& other) {
-      return other.column == equality.slot && other.constant == equality.constant;
-    });
-    if (!known) result.push_back({equality.slot, std::move(equality.constant)});
+    if (known.insert(identity(equality)).second)
+      result.push_back({equality.slot, std::move(equality.constant)});
   }
   return result;
 }
@@ -47,8 +57,9 @@ void DataQuery::check_instances() {
   const auto entries = catalog_->derived(query_.class_name.text);
   if (entries.empty()) {
     const std::string name(query_.class_name.text);
-    throw wql::QueryError(wmi::Status::invalid_class, query_.class_name.offset,
-                          wql::with_nearest("there is no class '" + name + "'", name, catalog_->names()));
+    throw wql::QueryError(
+        wmi::Status::invalid_class, query_.class_name.offset,
+        wql::with_nearest("there is no class '" + wql::excerpt(name) + "'", name, catalog_->names()));
   }
   // A class known by its derived ones only has the properties that they have.
   std::vector<const cim::Class*> relatives;
@@ -86,10 +97,10 @@ std::optional<std::vector<std::size_t>> DataQuery::selected_columns(
     if (known && (name.rest().empty() || object)) continue;
     const std::string text(name.text);
     const wql::ClassScope scope(schema, location_, *catalog_);
-    throw wql::QueryError(
-        wmi::Status::invalid_query, name.offset,
-        wql::with_nearest(std::string(query_.class_name.text) + " has no property '" + text + "'", text,
-                          scope.names()));
+    throw wql::QueryError(wmi::Status::invalid_query, name.offset,
+                          wql::with_nearest(std::string(query_.class_name.text) + " has no property '" +
+                                                wql::excerpt(text) + "'",
+                                            text, scope.names()));
   }
   for (std::size_t i = 0; i < schema.properties.size(); ++i) {
     if (schema.properties[i].is_key()) columns.push_back(i);

@@ -252,6 +252,7 @@ TEST_F(ServiceTest, Hands_the_provider_what_narrows_the_query) {
   EXPECT_THAT(narrowed("Name='bash'"), ElementsAre("0=bash"));
   EXPECT_THAT(narrowed("Name='bash' AND WorkingSetSize > 5"), ElementsAre("0=bash"));
   EXPECT_THAT(narrowed("Name='a' OR ProcessId='7' OR Name='a'"), testing::UnorderedElementsAre("0=a", "2=7"));
+  EXPECT_THAT(narrowed("Name='a' OR Name='A'"), ElementsAre("0=a"));
   EXPECT_THAT(narrowed("(Name='a' OR Name='b') AND ProcessId=7"), ElementsAre("2=7"));
   EXPECT_THAT(narrowed("Name='a' OR WorkingSetSize=7"), IsEmpty());
   EXPECT_THAT(narrowed("Handle='7'"), IsEmpty());

@@ -13,10 +13,7 @@ namespace {
 using Kind = Token::Kind;
 
 std::string describe(const Token& token) {
-  constexpr std::size_t kLongest = 40;
-  if (token.kind == Kind::end) return "the end of the query";
-  const std::string text(token.text.substr(0, kLongest));
-  return "'" + text + (token.text.size() > kLongest ? "..." : "") + "'";
+  return token.kind == Kind::end ? "the end of the query" : "'" + excerpt(token.text) + "'";
 }
 
 /// Recursive descent with one token of look-ahead. One function per rule of the grammar.
@@ -152,6 +149,7 @@ class Parser {
     if (!at(separator)) return first;
     Expression all;
     all.kind = kind;
+    all.operands.reserve(4);
     all.operands.push_back(std::move(first));
     while (take(separator)) all.operands.push_back(operand());
     return all;
@@ -223,8 +221,7 @@ class Parser {
     const Token op = taken();
     result.op = op.op;
     if (at(Kind::key_null)) return null_comparison(std::move(result.property), op);
-    if (at(Kind::name))
-      refuse(token_.offset, "a property compares with a constant only; text stands in quotes");
+    if (at_name()) refuse(token_.offset, "a property compares with a constant only; text stands in quotes");
     result.kind = Expression::Kind::comparison;
     result.literal = constant();
     return result;

@@ -264,6 +264,20 @@ TEST(Parser, Makes_an_error_with_wmis_number_and_a_diagnostic_beside_it) {
   }
 }
 
+TEST(Parser, A_message_is_one_short_line_whatever_it_quotes) {
+  EXPECT_EQ(refusal("SELECT * FROM C 'a\nb\x1B[1m'").message,
+            "expected the end of the query, found ''a b [1m''");
+  const std::string sixty(60, 'x');
+  EXPECT_EQ(refusal("SELECT * FROM C " + sixty).message,
+            "expected the end of the query, found '" + sixty + "'");
+  EXPECT_EQ(refusal("SELECT * FROM C " + sixty + "y").message,
+            "expected the end of the query, found '" + sixty + "...'");
+  const std::string cut = sixty.substr(1);
+  EXPECT_EQ(refusal("SELECT * FROM C " + cut + "\u00FC").message,
+            "expected the end of the query, found '" + cut + "...'")
+      << "cut before a character, not within";
+}
+
 TEST(Parser, Keeps_its_limits) {
   const Limits limits{.text_size = 60, .terms = 3, .depth = 2};
   EXPECT_EQ(refusal("SELECT * FROM C WHERE a=1 OR a=2 OR a=3", limits), Refusal{});

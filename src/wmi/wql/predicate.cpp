@@ -350,8 +350,8 @@ NodePtr leaf(const Binding& binding, Test test) {
 }
 
 [[noreturn]] void refuse_literal(const Expression& e, CimType type) {
-  refuse(e.literal.offset, std::string(e.literal.spelling) + " is no value for " +
-                               std::string(e.property.text) + " (" + std::string(cim::type_name(type)) + ")");
+  refuse(e.literal.offset, excerpt(e.literal.spelling) + " is no value for " + excerpt(e.property.text) +
+                               " (" + std::string(cim::type_name(type)) + ")");
 }
 
 /// The number that a literal stands for, quoted or not: int64, uint64 or double; Null for what is none.
@@ -392,8 +392,7 @@ NodePtr real_comparison(const Expression& e, const Binding& binding) {
 
 NodePtr boolean_comparison(const Expression& e, const Binding& binding) {
   if (!is_equality(e.op))
-    refuse(e.property.offset,
-           std::string(e.property.text) + " is a boolean, which compares with = and <> only");
+    refuse(e.property.offset, excerpt(e.property.text) + " is a boolean, which compares with = and <> only");
   const auto of = [&]() -> std::optional<bool> {
     if (const auto* flag = e.literal.value.get_if<bool>()) return *flag;
     if (const auto* text = e.literal.value.get_if<std::string>()) {
@@ -430,7 +429,7 @@ NodePtr datetime_comparison(const Expression& e, const Binding& binding) {
 NodePtr reference_comparison(const Expression& e, const Binding& binding, const Classes& classes) {
   if (!is_equality(e.op)) {
     refuse(e.property.offset,
-           std::string(e.property.text) + " is a reference, which compares with = and <> only");
+           excerpt(e.property.text) + " is a reference, which compares with = and <> only");
   }
   const auto* text = e.literal.value.get_if<std::string>();
   const auto path = text == nullptr ? std::nullopt : cim::parse_object_path(*text);
@@ -443,7 +442,7 @@ NodePtr reference_comparison(const Expression& e, const Binding& binding, const 
 NodePtr like(const Expression& e, const Binding& binding) {
   if (binding.type != CimType::string && binding.type != CimType::datetime &&
       binding.type != CimType::reference) {
-    refuse(e.property.offset, "LIKE is for text, " + std::string(e.property.text) + " is of type " +
+    refuse(e.property.offset, "LIKE is for text, " + excerpt(e.property.text) + " is of type " +
                                   std::string(cim::type_name(binding.type)));
   }
   const std::string& text = *e.literal.value.get_if<std::string>();
@@ -483,18 +482,18 @@ NodePtr comparison(const Expression& e, const Binding& binding, const Classes& c
       break;
   }
   refuse(e.property.offset,
-         std::string(e.property.text) + " is an object, of which only ISA and IS NULL can be asked");
+         excerpt(e.property.text) + " is an object, of which only ISA and IS NULL can be asked");
 }
 
 NodePtr isa(const Expression& e, const Binding& binding, const Classes& classes) {
   const std::string& name = *e.literal.value.get_if<std::string>();
   if (!classes.knows(name)) {
     throw QueryError(wmi::Status::invalid_class, e.literal.offset,
-                     with_nearest("there is no class '" + name + "'", name, classes.names()));
+                     with_nearest("there is no class '" + excerpt(name) + "'", name, classes.names()));
   }
   if (binding.known_class != nullptr) return std::make_unique<Always>(truth(binding.known_class->is_a(name)));
   if (binding.type != CimType::object) {
-    refuse(e.property.offset, "ISA is for objects, " + std::string(e.property.text) + " is of type " +
+    refuse(e.property.offset, "ISA is for objects, " + excerpt(e.property.text) + " is of type " +
                                   std::string(cim::type_name(binding.type)));
   }
   return leaf(binding, IsaTest{name});
@@ -508,8 +507,7 @@ NodePtr direct_test(const Expression& e, const Binding& binding, const Classes& 
     return std::make_unique<NullTest>(binding.slot, binding.cost, wants_null);
   }
   if (binding.is_array) {
-    refuse(e.property.offset,
-           std::string(e.property.text) + " is an array, of which only IS NULL can be asked");
+    refuse(e.property.offset, excerpt(e.property.text) + " is an array, of which only IS NULL can be asked");
   }
   if (e.kind == Expression::Kind::isa) return isa(e, binding, classes);
   return e.kind == Expression::Kind::like ? like(e, binding) : comparison(e, binding, classes);
@@ -586,7 +584,8 @@ NodePtr compile_leaf(const Expression& e, const Scope& scope) {
   if (!binding) {
     const std::string name(e.property.text);
     refuse(e.property.offset,
-           with_nearest(std::string(scope.title()) + " has no property '" + name + "'", name, scope.names()));
+           with_nearest(std::string(scope.title()) + " has no property '" + excerpt(name) + "'", name,
+                        scope.names()));
   }
   if (e.kind == Expression::Kind::isa && (binding->leads_nowhere || !binding->rest.empty())) {
     static_cast<void>(isa(e, {.type = CimType::object, .constant = cim::Value()}, scope.classes()));

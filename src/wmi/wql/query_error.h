@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <exception>
 #include <string>
+#include <string_view>
 
 #include "frame/wmi_status.h"
 
@@ -11,8 +12,8 @@ namespace kvwmi::wql {
 /// Why a query is refused, and at which byte of its text.
 class QueryError : public std::exception {
  public:
-  QueryError(wmi::Status status, std::size_t offset, std::string message)
-      : status_(status), offset_(offset), message_(std::move(message)) {}
+  /// `message` may quote the query; control characters in it become blanks, so that it is one line.
+  QueryError(wmi::Status status, std::size_t offset, std::string message);
 
   [[nodiscard]] wmi::Status status() const noexcept { return status_; }
   [[nodiscard]] std::size_t offset() const noexcept { return offset_; }
@@ -20,14 +21,15 @@ class QueryError : public std::exception {
   [[nodiscard]] const char* what() const noexcept override { return message_.c_str(); }
 
   /// The error that the client receives, from `source`, with the diagnostic for people beside it.
-  [[nodiscard]] Error to_error(const std::string& query, const char* source) const {
-    return wmi::wmi_error(status_, source).with_diagnostic({query, offset_, message_});
-  }
+  [[nodiscard]] Error to_error(const std::string& query, const char* source) const;
 
  private:
   wmi::Status status_;
   std::size_t offset_;
   std::string message_;
 };
+
+/// `text` as a message quotes it: whole when short, otherwise its beginning and three full stops.
+[[nodiscard]] std::string excerpt(std::string_view text);
 
 }  // namespace kvwmi::wql
