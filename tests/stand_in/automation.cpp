@@ -37,4 +37,16 @@ HRESULT not_supported() {
   return com::publish(wmi::wmi_error(wmi::Status::not_supported, wmi::source::kServices), IID_IDispatch);
 }
 
+HRESULT raise_late(EXCEPINFO* exception, HRESULT failure) {
+  if (!exception) return failure;
+  *exception = {};
+  exception->scode = failure;
+  ComPtr<IErrorInfo> info;
+  if (GetErrorInfo(0, info.put()) == S_OK) {
+    info->GetSource(&exception->bstrSource);
+    info->GetDescription(&exception->bstrDescription);
+  }
+  return DISP_E_EXCEPTION;
+}
+
 }  // namespace kvwmi::stand_in

@@ -29,6 +29,9 @@ template <typename Interface>
 /// The failure of a member that is not there.
 HRESULT not_supported();
 
+/// What a late-bound call answers for `failure`: the call's error information goes with it.
+HRESULT raise_late(EXCEPINFO* exception, HRESULT failure);
+
 /// An object behind one of the dual scripting interfaces: early bound through `Interface`, late bound through
 /// the system's type library, failures with error information. `Described` is the interface as the type
 /// library knows it, `Interface` itself or one that it extends.

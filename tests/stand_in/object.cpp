@@ -60,7 +60,7 @@ class Object final : public PartialObject {
       const wmi::Value value = is_property ? behind->get(name) : wmi::Value(behind->call(name, {}));
       if (result) put_automation_value(value, result);
     });
-    return FAILED(answered) ? raise_to(exception, answered) : answered;
+    return FAILED(answered) ? raise_late(exception, answered) : answered;
   }
 
   STDMETHODIMP ExecMethod_(BSTR name, IDispatch* in, LONG, IDispatch*, ISWbemObject** out) override {
@@ -112,19 +112,6 @@ class Object final : public PartialObject {
     return std::any_of(properties.begin(), properties.end(), [&](const wmi::Property& property) {
       return equals_ignoring_case(property.name, name);
     });
-  }
-
-  /// A late-bound failure carries its error information with it.
-  static HRESULT raise_to(EXCEPINFO* exception, HRESULT failure) {
-    if (!exception) return failure;
-    *exception = {};
-    exception->scode = failure;
-    ComPtr<IErrorInfo> info;
-    if (GetErrorInfo(0, info.put()) == S_OK) {
-      info->GetSource(&exception->bstrSource);
-      info->GetDescription(&exception->bstrDescription);
-    }
-    return DISP_E_EXCEPTION;
   }
 
   static wmi::NamedValues arguments_from(IDispatch* in) {
