@@ -33,9 +33,11 @@ function(kvwmi_test name)
   set_tests_properties(${name} PROPERTIES TIMEOUT 300 SKIP_RETURN_CODE 77 LABELS ${arg_LABEL})
 endfunction()
 
-# Tests of rooms that stand on no real ground get a fake one as the local machine's. It comes last in each link, so
-# that it serves only where nothing else does.
-add_library(kvwmi_fake_ground STATIC EXCLUDE_FROM_ALL ${CMAKE_SOURCE_DIR}/src/frame/testing/local_ground.cpp)
+# Tests of rooms that stand on no real ground get a fake one as the local machine's, and a fake message loop. It comes
+# last in each link, so that it serves only where nothing else does.
+add_library(kvwmi_fake_ground STATIC EXCLUDE_FROM_ALL
+            ${CMAKE_SOURCE_DIR}/src/frame/testing/local_ground.cpp
+            ${CMAKE_SOURCE_DIR}/src/frame/testing/local_loop.cpp)
 target_link_libraries(kvwmi_fake_ground PUBLIC kvwmi_frame)
 
 # kvwmi_room(NAME [SOURCES patterns...] [DEPENDS rooms...] [LIBS libraries...] [TEST_LIBS libraries...])
