@@ -19,7 +19,9 @@ constexpr const char* kFooter =
     "  kvwmi check process-exists bash\n"
     "  kvwmi check free-memory --json\n"
     "  kvwmi query \"SELECT Name, ProcessId FROM Win32_Process\"\n"
-    "  kvwmi classes Win32_Service";
+    "  kvwmi classes Win32_Service\n"
+    "  kvwmi watch process bash --poll 1\n"
+    "  kvwmi run samples/scenario/first_look.json";
 
 /// The command line: the application, its commands, and which of them was given.
 class CommandLine {
@@ -48,11 +50,20 @@ class CommandLine {
     }
     return nullptr;
   }
+  /// The innermost part of the command line that was given.
   [[nodiscard]] CLI::App& chosen_app() {
-    for (const auto& [part, command] : commands_) {
-      if (part->parsed()) return *part;
+    CLI::App* here = &app_;
+    for (auto parts = here->get_subcommands(); !parts.empty(); parts = here->get_subcommands())
+      here = parts.front();
+    return *here;
+  }
+  /// Its words behind the program's name, with a blank after each.
+  [[nodiscard]] std::string chosen_words() {
+    std::string words;
+    for (const CLI::App* here = &chosen_app(); here != &app_; here = here->get_parent()) {
+      words.insert(0, here->get_name() + " ");
     }
-    return app_;
+    return words;
   }
   [[nodiscard]] Command* find(const std::string& name) const {
     for (const auto& [part, command] : commands_) {
@@ -69,9 +80,7 @@ class CommandLine {
   /// Long and short names of the options that may stand here.
   [[nodiscard]] std::vector<std::string> option_names(const CLI::App& here) const {
     std::vector<std::string> result;
-    std::vector<const CLI::App*> apps{&here};
-    if (&here != &app_) apps.push_back(&app_);
-    for (const CLI::App* app : apps) {
+    for (const CLI::App* app = &here; app != nullptr; app = app->get_parent()) {
       for (const CLI::Option* option : app->get_options()) {
         for (const std::string& name : option->get_lnames()) result.push_back("--" + name);
       }
@@ -85,7 +94,9 @@ class CommandLine {
   /// Taken before and after the command alike.
   void add_json(CLI::App& app) { app.add_flag("--json", json_, "Print results and errors as JSON"); }
 
-  CLI::App app_{"kvwmi looks at this machine through WMI: checks, queries and their schema.", "kvwmi"};
+  CLI::App app_{
+      "kvwmi looks at this machine through WMI: checks, queries and their schema, watches and scenarios.",
+      "kvwmi"};
   bool json_ = false;
   std::vector<std::pair<CLI::App*, std::unique_ptr<Command>>> commands_;
 };
@@ -98,7 +109,12 @@ std::string explain_extra(CommandLine& line, const std::string& extra) {
   if (line.chosen() == nullptr) {
     return "unknown command \"" + extra + "\"" + nearest_hint(extra, line.command_names());
   }
-  return line.chosen_app().get_name() + " has no use for \"" + extra + "\"";
+  std::vector<std::string> parts;
+  for (const CLI::App* part : line.chosen_app().get_subcommands({})) parts.push_back(part->get_name());
+  if (!parts.empty()) {
+    return "unknown " + line.chosen_app().get_name() + " \"" + extra + "\"" + nearest_hint(extra, parts);
+  }
+  return line.chosen_words() + "has no use for \"" + extra + "\"";
 }
 
 /// `complete WORD...`: what may follow these words, one a line. Meant for the shell, so the help is silent
@@ -141,8 +157,8 @@ int run_agent(std::vector<std::string> arguments, std::ostream& out, std::ostrea
       line.app().exit(request, out, err);
       return kAnswered;
     } catch (const CLI::ParseError& error) {
-      const std::string command = line.chosen() == nullptr ? "" : line.chosen_app().get_name() + " ";
-      Console(out, err, style).complain(std::string(error.what()) + "; see kvwmi " + command + "--help");
+      Console(out, err, style)
+          .complain(std::string(error.what()) + "; see kvwmi " + line.chosen_words() + "--help");
       return kUsage;
     }
     style.json = line.json();

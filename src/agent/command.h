@@ -32,6 +32,8 @@ class Command {
 [[nodiscard]] std::unique_ptr<Command> make_check_command();
 [[nodiscard]] std::unique_ptr<Command> make_query_command();
 [[nodiscard]] std::unique_ptr<Command> make_classes_command();
+[[nodiscard]] std::unique_ptr<Command> make_watch_command();
+[[nodiscard]] std::unique_ptr<Command> make_run_command();
 
 /// All commands in the order in which the help names them.
 [[nodiscard]] std::vector<std::unique_ptr<Command>> make_commands();

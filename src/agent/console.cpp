@@ -59,7 +59,19 @@ void Console::print_json_line(const Json& document) {
   out_ << dump(document, -1) << '\n';
 }
 
+void Console::show_progress(std::string_view line) {
+  if (!style_.live) return;
+  err_ << "\r\x1b[K" << line << std::flush;
+  progress_shown_ = true;
+}
+
+void Console::clear_progress() {
+  if (progress_shown_) err_ << "\r\x1b[K" << std::flush;
+  progress_shown_ = false;
+}
+
 void Console::complain(std::string_view line) {
+  clear_progress();
   err_ << paint(Colour::red, "kvwmi:") << ' ' << line << '\n';
 }
 

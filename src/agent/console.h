@@ -26,6 +26,7 @@ class Console {
   struct Style {
     bool json = false;
     bool colour = false;
+    bool live = false;        ///< whether a line may be overwritten: `err` is a terminal
     std::size_t width = 100;  ///< columns that a line for people may take
   };
 
@@ -41,6 +42,10 @@ class Console {
   /// The same on a single line.
   void print_json_line(const nlohmann::ordered_json& document);
 
+  /// A line on `err` that the next one overwrites; nothing where nobody watches.
+  void show_progress(std::string_view line);
+  void clear_progress();
+
   /// One line that names what is wrong.
   void complain(std::string_view line);
   /// A failure for people: its text and number, where it comes from, and the place in a refused query. `hint`
@@ -55,6 +60,7 @@ class Console {
   std::ostream& out_;
   std::ostream& err_;
   Style style_;
+  bool progress_shown_ = false;
 };
 
 /// `text` without blanks and line ends at its end; WMI's texts have one.

@@ -51,6 +51,7 @@ Console::Style standard_output_style() {
     style.colour =
         colours_wanted() && SetConsoleMode(output, ENABLE_PROCESSED_OUTPUT | ENABLE_WRAP_AT_EOL_OUTPUT |
                                                        ENABLE_VIRTUAL_TERMINAL_PROCESSING) != 0;
+    style.live = style.colour;
   }
   return style;
 }
@@ -75,6 +76,7 @@ Console::Style standard_output_style() {
   if (isatty(STDOUT_FILENO) != 0) {
     style.colour = colours_wanted();
     winsize size{};
+    style.live = isatty(STDERR_FILENO) != 0;
     if (ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0) style.width = size.ws_col;
   }
   return style;

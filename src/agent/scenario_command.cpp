@@ -1,0 +1,51 @@
+#include <CLI/CLI.hpp>
+#include <fstream>
+#include <sstream>
+
+#include "agent/command.h"
+#include "agent/scenario.h"
+#include "agent/scenario_run.h"
+#include "agent/usage_error.h"
+
+namespace kvwmi::agent {
+namespace {
+
+class ScenarioCommand final : public Command {
+ public:
+  CLI::App& declare(CLI::App& app) override {
+    CLI::App* command = app.add_subcommand("run", "Run a scenario: numbered steps with checks and watches");
+    command->add_option("SCENARIO", file_, "A JSON file")->required();
+    command->footer(
+        scenario_keys() +
+        "\nA step ends when what it waits for has happened or its time is up; then its records are "
+        "taken.\nExit status: 0 every step ended as it should, 1 an error was raised, 2 usage, 3 a "
+        "condition was not met\nin time or a check answered something else.");
+    return *command;
+  }
+
+  int run(Console& console) override {
+    std::ifstream stream(file_, std::ios::binary);
+    std::ostringstream text;
+    if (!stream || !(text << stream.rdbuf())) {
+      console.complain("cannot read " + file_);
+      return kUsage;
+    }
+    try {
+      return run_scenario(parse_scenario(text.str(), file_), console);
+    } catch (const UsageError& error) {
+      console.complain(error.what());
+      return kUsage;
+    }
+  }
+
+ private:
+  std::string file_;
+};
+
+}  // namespace
+
+std::unique_ptr<Command> make_run_command() {
+  return std::make_unique<ScenarioCommand>();
+}
+
+}  // namespace kvwmi::agent

@@ -1,0 +1,28 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+namespace kvwmi::agent {
+
+/// A JSON value that knows where it stands in its file.
+struct JsonNode {
+  enum class Kind { null, flag, number, text, list, object };
+
+  Kind kind = Kind::null;
+  std::size_t line = 0;  ///< from 1; of a member the line of its key
+  std::string text;      ///< of a text; of a number or flag as it is written
+  std::vector<JsonNode> elements;
+  std::vector<std::pair<std::string, JsonNode>> members;  ///< in the file's order
+
+  /// The member of that name, or null.
+  [[nodiscard]] const JsonNode* find(std::string_view name) const;
+};
+
+/// Reads a document; raises UsageError "LINE: message" where it is no JSON or names a member twice.
+[[nodiscard]] JsonNode read_json(std::string_view text);
+
+}  // namespace kvwmi::agent

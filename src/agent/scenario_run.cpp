@@ -1,0 +1,289 @@
+#include "agent/scenario_run.h"
+
+#include <algorithm>
+#include <map>
+#include <memory>
+#include <nlohmann/json.hpp>
+#include <optional>
+
+#include "agent/scenario_process.h"
+#include "agent/table.h"
+#include "agent/values.h"
+#include "agent/watch_session.h"
+#include "kvwmi/checkpoint.h"
+
+namespace kvwmi::agent {
+namespace {
+
+using Json = nlohmann::ordered_json;
+using Clock = std::chrono::steady_clock;
+using Colour = Console::Colour;
+
+/// How a step ended.
+enum class Ending { met, time_up, missed, failed, interrupted };
+
+struct EndingWord {
+  Ending ending;
+  const char* word;
+  ExitStatus status;
+  Colour colour;
+};
+constexpr std::array kEndings{
+    EndingWord{Ending::met, "ok", kAnswered, Colour::green},
+    EndingWord{Ending::time_up, "ok", kAnswered, Colour::green},
+    EndingWord{Ending::missed, "missed", kStepCode, Colour::yellow},
+    EndingWord{Ending::failed, "error", kRaised, Colour::red},
+    EndingWord{Ending::interrupted, "stopped", kAnswered, Colour::yellow},
+};
+const EndingWord& word_of(Ending ending) {
+  return *std::find_if(kEndings.begin(), kEndings.end(), [&](auto& row) { return row.ending == ending; });
+}
+
+/// What came of one watch.
+struct WatchTally {
+  int events = 0;
+  int undetected = 0;
+  std::string last_detail;
+};
+
+/// What came of one step.
+struct StepReport {
+  const ScenarioStep* step;
+  Ending ending = Ending::met;
+  std::chrono::milliseconds took{0};
+  int events = 0;
+  std::map<std::int32_t, WatchTally> watches;
+};
+
+class Runner {
+ public:
+  Runner(const Scenario& scenario, Console& console) : scenario_(scenario), console_(console) {}
+
+  int run() {
+    for (const ScenarioStep& step : scenario_.steps) {
+      if (Interrupt::pending()) break;
+      reports_.push_back({&step, Ending::met, {}, 0, {}});
+      run_step(reports_.back());
+    }
+    summarise();
+    // The worst ending counts.
+    for (const ExitStatus status : {kRaised, kStepCode}) {
+      if (std::any_of(reports_.begin(), reports_.end(),
+                      [&](auto& report) { return word_of(report.ending).status == status; })) {
+        return status;
+      }
+    }
+    return kAnswered;
+  }
+
+ private:
+  void run_step(StepReport& report) {
+    const ScenarioStep& step = *report.step;
+    heading(step);
+    const auto begin = Clock::now();
+    try {
+      for (const ScenarioWatch& watch : step.watches) ask_for(step, watch);
+      bool as_expected = true;
+      for (const ScenarioCheck& check : step.checks) as_expected = probe(step, check) && as_expected;
+      pump(report, Clock::now() + step.wait, [] { return false; });
+      std::optional<ScenarioProcess> process;
+      if (!step.command.empty()) {
+        announce(step, "start " + command_text(step.command));
+        process.emplace(step.command);
+      }
+      const auto met = [&] { return is_met(report, process); };
+      pump(report, Clock::now() + step.limit, met);
+      if (step.undetected) {
+        session_.supervision().m_PushUndetectedEventInfos();
+        take(report, true);
+      }
+      report.ending = Interrupt::pending()    ? Ending::interrupted
+                      : !as_expected          ? Ending::missed
+                      : step.until.is_empty() ? Ending::time_up
+                      : met()                 ? Ending::met
+                                              : Ending::missed;
+    } catch (const Error& error) {
+      fail(report, error);
+    } catch (const std::exception& error) {
+      report.ending = Ending::failed;
+      console_.clear_progress();
+      console_.complain(error.what());
+    }
+    report.took = std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - begin);
+  }
+
+  void ask_for(const ScenarioStep& step, const ScenarioWatch& watch) {
+    watch.kind->start(session_.supervision(), step.number, watch.id, watch.request);
+  }
+
+  /// Whether the check answered what was expected of it.
+  bool probe(const ScenarioStep& step, const ScenarioCheck& check) {
+    if (!check_point_) check_point_ = std::make_unique<CheckPoint>();
+    const Answer answer = check.check->ask(*check_point_, check.name);
+    const std::string given = std::visit(
+        [](const auto& value) {
+          if constexpr (std::is_same_v<std::decay_t<decltype(value)>, Currency>) {
+            return value.to_text();
+          } else {
+            return Json(value).dump();
+          }
+        },
+        answer.value);
+    const bool as_expected = !check.expected || (answer.result == 0 && *check.expected == given);
+    std::string words = describe(*check.check, answer);
+    if (!as_expected) words += console_.paint(Colour::yellow, " (expected " + *check.expected + ")");
+    if (console_.json()) {
+      console_.print_json_line(Json{{"time", utc_text(std::chrono::system_clock::now())},
+                                    {"step", step.number},
+                                    {"check", check.check->name},
+                                    {"result", answer.result},
+                                    {"answer", Json::parse(given, nullptr, false)},
+                                    {"expected", as_expected}});
+    } else {
+      announce(step, std::string(check.check->name) +
+                         (check.name.empty() ? "" : " \"" + printable(check.name) + "\"") + ": " + words);
+    }
+    return as_expected;
+  }
+
+  template <typename Condition>
+  void pump(StepReport& report, Clock::time_point deadline, Condition condition) {
+    while (!condition() && !Interrupt::pending() && Clock::now() < deadline) {
+      progress(report, deadline);
+      // Short waits, for the progress line tells the time.
+      session_.wait(std::min(deadline, Clock::now() + std::chrono::milliseconds(250)), condition);
+      take(report, false);
+    }
+  }
+
+  static bool is_met(const StepReport& report, std::optional<ScenarioProcess>& process) {
+    const ScenarioCondition& until = report.step->until;
+    if (until.is_empty()) return false;
+    return report.events >= until.events && (!until.command_ended || process->has_ended()) &&
+           std::all_of(until.seen.begin(), until.seen.end(), [&](std::int32_t id) {
+             const auto found = report.watches.find(id);
+             return found != report.watches.end() && found->second.events > 0;
+           });
+  }
+
+  /// Takes the step's records from the queue and shows them.
+  void take(StepReport& report, bool undetected) {
+    for (const WatchEvent& event : session_.drain(report.step->number)) {
+      WatchTally& tally = report.watches[event.supervision];
+      ++(undetected ? tally.undetected : tally.events);
+      if (!undetected) ++report.events;
+      tally.last_detail = event.detail;
+      if (console_.json()) {
+        console_.print_json_line(Json{{"time", utc_text(event.time)},
+                                      {"step", event.step},
+                                      {"supervision", event.supervision},
+                                      {"detail", event.detail}});
+        console_.out().flush();
+        continue;
+      }
+      std::string line =
+          "watch " + std::to_string(event.supervision) + ": " + watch_text(*report.step, event);
+      if (!event.detail.empty()) line += "  " + printable(event.detail);
+      announce(*report.step, line + (undetected ? "  has not fired" : ""));
+    }
+    for (const Error& failure : session_.new_failures()) {
+      console_.clear_progress();
+      console_.complain(failure);
+    }
+  }
+
+  void fail(StepReport& report, const Error& error) {
+    report.ending = Ending::failed;
+    if (console_.json()) {
+      console_.print_json_line(Json{{"step", report.step->number}, {"error", to_json(error)}});
+    } else {
+      console_.clear_progress();
+      console_.complain(error);
+    }
+  }
+
+  // For people.
+
+  void heading(const ScenarioStep& step) {
+    if (console_.json()) return;
+    console_.clear_progress();
+    console_.print(console_.paint(
+        Colour::bold, "Step " + std::to_string(step.number) + (step.title.empty() ? "" : "  " + step.title)));
+    console_.out().flush();
+  }
+  void announce(const ScenarioStep&, const std::string& line) {
+    if (console_.json()) return;
+    console_.clear_progress();
+    console_.print("  " + clock_text(std::chrono::system_clock::now()) + "  " + line);
+    console_.out().flush();
+  }
+  void progress(const StepReport& report, Clock::time_point deadline) {
+    const auto left = std::chrono::ceil<std::chrono::seconds>(deadline - Clock::now());
+    console_.show_progress("  step " + std::to_string(report.step->number) + " waits, " +
+                           std::to_string(left.count()) + " s left, " + std::to_string(report.events) +
+                           (report.events == 1 ? " event" : " events"));
+  }
+  static std::string watch_text(const ScenarioStep& step, const WatchEvent& event) {
+    const auto found =
+        std::find_if(step.watches.begin(), step.watches.end(),
+                     [&](const ScenarioWatch& watch) { return watch.id == event.supervision; });
+    return found == step.watches.end() ? std::string("(of another step)") : watch_text(*found);
+  }
+  static std::string watch_text(const ScenarioWatch& watch) {
+    return std::string(watch.kind->name) +
+           (watch.request.name.empty() ? "" : " \"" + printable(watch.request.name) + "\"");
+  }
+  static std::string command_text(const std::vector<std::string>& command) {
+    std::string result;
+    for (const std::string& word : command) result += (result.empty() ? "" : " ") + printable(word);
+    return result;
+  }
+
+  void summarise() {
+    console_.clear_progress();
+    if (console_.json()) return;
+    Table table({{"STEP", Table::Align::right},
+                 {"RESULT"},
+                 {"TIME", Table::Align::right},
+                 {"WATCH"},
+                 {"EVENTS", Table::Align::right},
+                 {"LAST DETAIL"}});
+    for (const StepReport& report : reports_) {
+      const std::string number = std::to_string(report.step->number);
+      const std::string result = word_of(report.ending).word;
+      std::array<char, 32> took{};
+      std::snprintf(took.data(), took.size(), "%.1f s", static_cast<double>(report.took.count()) / 1'000.0);
+      if (report.step->watches.empty()) table.add({number, result, took.data(), report.step->title, "", ""});
+      bool first = true;
+      for (const ScenarioWatch& watch : report.step->watches) {
+        const auto found = report.watches.find(watch.id);
+        const WatchTally tally = found == report.watches.end() ? WatchTally() : found->second;
+        table.add({first ? number : "", first ? result : "", first ? took.data() : "",
+                   std::to_string(watch.id) + " " + watch_text(watch),
+                   tally.undetected > 0 ? "undetected" : std::to_string(tally.events),
+                   printable(tally.last_detail)});
+        first = false;
+      }
+    }
+    console_.print("");
+    console_.print(table);
+  }
+
+  const Scenario& scenario_;
+  Console& console_;
+  WatchSession session_;
+  std::unique_ptr<CheckPoint> check_point_;  // connected with the first check
+  std::vector<StepReport> reports_;
+};
+
+}  // namespace
+
+int run_scenario(const Scenario& scenario, Console& console) {
+  const Interrupt interrupt;
+  if (!console.json() && !scenario.title.empty()) {
+    console.print(console.paint(Colour::bold, printable(scenario.title)));
+  }
+  return Runner(scenario, console).run();
+}
+
+}  // namespace kvwmi::agent

@@ -1,0 +1,192 @@
+#include <gtest/gtest.h>
+
+#include <csignal>
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <nlohmann/json.hpp>
+#include <sstream>
+
+#include "agent/command.h"
+#include "frame/testing/local_ground.h"
+
+namespace kvwmi::agent {
+namespace {
+
+using Json = nlohmann::ordered_json;
+using testing::fake_local_ground;
+using testing::fake_messages;
+using testing::FakeObject;
+using testing::FakeWmi;
+
+struct Result {
+  int status;
+  std::string out;
+  std::string err;
+};
+
+/// Times of day and durations of the summary as letters.
+std::string without_times(const std::string& text) {
+  std::string result;
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    if (text.size() - i > 8 && text[i + 2] == ':' && text[i + 5] == ':') {
+      result += "TIME";
+      i += 7;
+    } else {
+      result += text[i];
+    }
+  }
+  return result;
+}
+
+/// `kvwmi run` on a made-up machine whose message loop does what a test has put into it.
+class ScenarioRunTest : public ::testing::Test {
+ protected:
+  ScenarioRunTest() {
+    fake_local_ground().wmi = FakeWmi();
+    fake_local_ground().fake_named_events.signalled.clear();
+    fake_messages().clear();
+    // The directory is the build's own, and tests of one program run one after the other.
+    file_ = "scenario_run_test.json";
+  }
+  ~ScenarioRunTest() override { std::filesystem::remove(file_); }
+
+  Result run(const std::string& scenario, bool json = false) {
+    std::ofstream(file_) << scenario;
+    std::ostringstream out;
+    std::ostringstream err;
+    std::vector<std::string> arguments{"run", file_};
+    if (json) arguments.emplace_back("--json");
+    const int status = run_agent(std::move(arguments), out, err, {});
+    return {status, out.str(), err.str()};
+  }
+  static void post_event(std::size_t subscription, wmi::NamedValues target = {}) {
+    fake_messages().push_back([subscription, target = std::move(target)] {
+      FakeObject event({{"TargetInstance",
+                         wmi::Value(std::shared_ptr<wmi::Object>(std::make_shared<FakeObject>(target)))}},
+                       "__InstanceModificationEvent");
+      auto& wmi = fake_local_ground().wmi;
+      ASSERT_EQ(wmi.fire(wmi.subscriptions.at(subscription).query, event), 1);
+    });
+  }
+
+  std::string file_;
+};
+
+constexpr const char* kTwoSteps = R"({
+  "title": "Two steps",
+  "steps": [
+    {"title": "memory",
+     "watches": [{"watch": "free-memory", "above": "1KB"}, {"watch": "process", "name": "a", "start": true}],
+     "until": {"seen": [1, 2]}, "for": "10s"},
+    {"step": 5, "checks": [{"check": "process-exists", "name": "a", "expect": false}]}
+  ]
+})";
+
+TEST_F(ScenarioRunTest, EventsArriveAndTheSummaryCountsThem) {
+  post_event(0, {{"FreePhysicalMemory", wmi::Value("900")}});
+  post_event(0, {{"FreePhysicalMemory", wmi::Value("800")}});
+  post_event(1);
+  const Result result = run(kTwoSteps);
+  EXPECT_EQ(result.err, "");
+  EXPECT_EQ(without_times(result.out),
+            "Two steps\n"
+            "Step 1  memory\n"
+            "  TIME  watch 1: free-memory  Value: 900 Kilobytes\n"
+            "  TIME  watch 1: free-memory  Value: 800 Kilobytes\n"
+            "  TIME  watch 2: process \"a\"\n"
+            "Step 5\n"
+            "  TIME  process-exists \"a\": no\n"
+            "\n"
+            "STEP  RESULT   TIME  WATCH          EVENTS  LAST DETAIL\n"
+            "   1  ok      0.0 s  1 free-memory       2  Value: 800 Kilobytes\n"
+            "                     2 process \"a\"       1\n"
+            "   5  ok      0.0 s\n");
+  EXPECT_EQ(result.status, 0);
+}
+
+TEST_F(ScenarioRunTest, AsJson) {
+  post_event(0, {{"FreePhysicalMemory", wmi::Value("900")}});
+  post_event(1);
+  const Result result = run(kTwoSteps, true);
+  std::vector<Json> lines;
+  std::istringstream stream(result.out);
+  for (std::string line; std::getline(stream, line);) lines.push_back(Json::parse(line));
+  ASSERT_EQ(lines.size(), 3U);
+  EXPECT_EQ(lines[0]["step"], 1);
+  EXPECT_EQ(lines[0]["supervision"], 1);
+  EXPECT_EQ(lines[0]["detail"], "Value: 900 Kilobytes");
+  EXPECT_EQ(lines[1]["supervision"], 2);
+  EXPECT_EQ(lines[2]["check"], "process-exists");
+  EXPECT_EQ(lines[2]["answer"], false);
+  EXPECT_EQ(lines[2]["expected"], true);
+}
+
+TEST_F(ScenarioRunTest, ConditionThatIsNotMetInTimeIsMissed) {
+  const Result result = run(
+      R"({"steps": [{"watches": [{"watch": "power", "mains": true}], "until": {"events": 1}, "for": "1ms"}]})");
+  EXPECT_EQ(without_times(result.out),
+            "Step 1\n\n"
+            "STEP  RESULT   TIME  WATCH    EVENTS  LAST DETAIL\n"
+            "   1  missed  0.0 s  1 power       0\n");
+  EXPECT_EQ(result.status, 3);
+}
+
+TEST_F(ScenarioRunTest, UndetectedWatchesAreAskedFor) {
+  const Result result = run(
+      R"({"steps": [{"watches": [{"watch": "power", "if-undetected": true}], "for": "1ms", "undetected": true}]})");
+  EXPECT_EQ(without_times(result.out),
+            "Step 1\n"
+            "  TIME  watch 1: power  has not fired\n\n"
+            "STEP  RESULT   TIME  WATCH        EVENTS  LAST DETAIL\n"
+            "   1  ok      0.0 s  1 power  undetected\n");
+  EXPECT_EQ(result.status, 0);
+}
+
+TEST_F(ScenarioRunTest, CheckThatAnswersSomethingElseIsMissed) {
+  const Result result =
+      run(R"({"steps": [{"checks": [{"check": "service-exists", "name": "x", "expect": true}]}]})");
+  EXPECT_NE(result.out.find("service-exists \"x\": no (expected true)\n"), std::string::npos) << result.out;
+  EXPECT_EQ(result.status, 3);
+}
+
+TEST_F(ScenarioRunTest, StepThatFailsDoesNotKeepTheNextFromRunning) {
+  const Result result = run(
+      R"({"steps": [{"watches": [{"watch": "window", "name": "x", "poll": 0}]},
+                    {"checks": [{"check": "service-exists", "name": "x"}]}]})");
+  EXPECT_EQ(result.err,
+            "kvwmi: Invalid procedure call or argument (0x8004020F)\n"
+            "    raised by KVWMI\n"
+            "              KVWMI : Supervision.m_SuperviseWindow\n");
+  EXPECT_NE(result.out.find("service-exists \"x\": no\n"), std::string::npos) << result.out;
+  EXPECT_EQ(result.status, 1);
+}
+
+TEST_F(ScenarioRunTest, ProgramThatIsNotThereFailsItsStep) {
+  const Result result = run(R"({"steps": [{"start": ["no such program"]}]})");
+  EXPECT_EQ(result.err.find("kvwmi: cannot start \"no such program\": "), 0U) << result.err;
+  EXPECT_EQ(result.status, 1);
+}
+
+TEST_F(ScenarioRunTest, InterruptEndsTheScenarioCleanly) {
+  fake_messages().push_back([] { std::raise(SIGINT); });
+  const Result result = run(R"({"steps": [{"watches": [{"watch": "power"}], "for": "1h"}, {"for": "1h"}]})");
+  EXPECT_EQ(without_times(result.out),
+            "Step 1\n\n"
+            "STEP  RESULT    TIME  WATCH    EVENTS  LAST DETAIL\n"
+            "   1  stopped  0.0 s  1 power       0\n");
+  EXPECT_EQ(result.status, 0);
+}
+
+TEST_F(ScenarioRunTest, UsageErrors) {
+  const Result refused = run("{}");
+  EXPECT_EQ(refused.err, "kvwmi: scenario_run_test.json:1: the key \"steps\" is missing\n");
+  EXPECT_EQ(refused.status, 2);
+  std::ostringstream out;
+  std::ostringstream err;
+  EXPECT_EQ(run_agent({"run", "no such file"}, out, err, {}), 2);
+  EXPECT_EQ(err.str(), "kvwmi: cannot read no such file\n");
+}
+
+}  // namespace
+}  // namespace kvwmi::agent

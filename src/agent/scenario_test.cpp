@@ -1,0 +1,159 @@
+#include "agent/scenario.h"
+
+#include <gtest/gtest.h>
+
+#include "agent/scenario_document.h"
+#include "agent/usage_error.h"
+
+namespace kvwmi::agent {
+namespace {
+
+using namespace std::chrono_literals;
+
+TEST(ScenarioDocumentTest, ValuesKnowTheirLines) {
+  const JsonNode document = read_json(
+      "{\n  \"a\": 1,\n  // a comment\n  \"b\": [true,\n    \"x\"],\n\n  \"c\": {\"d\": null}\n}\n");
+  EXPECT_EQ(document.line, 1U);
+  ASSERT_EQ(document.members.size(), 3U);
+  EXPECT_EQ(document.find("a")->line, 2U);
+  EXPECT_EQ(document.find("a")->text, "1");
+  EXPECT_EQ(document.find("b")->line, 4U);
+  EXPECT_EQ(document.find("b")->elements[0].line, 4U);
+  EXPECT_EQ(document.find("b")->elements[1].line, 5U);
+  EXPECT_EQ(document.find("b")->elements[1].text, "x");
+  EXPECT_EQ(document.find("c")->find("d")->line, 7U);
+  EXPECT_EQ(document.find("c")->find("d")->kind, JsonNode::Kind::null);
+  EXPECT_EQ(document.find("e"), nullptr);
+}
+
+std::string refusal(const std::string& text) {
+  try {
+    (void)parse_scenario(text, "s.json");
+  } catch (const UsageError& error) {
+    return error.what();
+  }
+  return "";
+}
+
+TEST(ScenarioTest, EverythingThatAStepCanHave) {
+  const Scenario scenario = parse_scenario(R"({
+    "title": "All of it",
+    "steps": [
+      {"step": 3, "title": "first",
+       "watches": [
+         {"watch": "disk", "id": 7, "name": "C:", "below": "10GB", "poll": 2, "group": "1min", "at-least": 3},
+         {"watch": "process", "name": "sleep", "start": true, "if-undetected": true}],
+       "checks": [{"check": "process-exists", "name": "sleep", "expect": false}, {"check": "free-memory"}],
+       "wait": "500ms", "start": ["sleep", "3"],
+       "until": {"seen": [7, 2], "events": 4, "ended": true}, "for": 20, "undetected": true},
+      {"until": {"events": 1}},
+      {}
+    ]
+  })",
+                                           "s.json");
+  EXPECT_EQ(scenario.title, "All of it");
+  ASSERT_EQ(scenario.steps.size(), 3U);
+  const ScenarioStep& step = scenario.steps[0];
+  EXPECT_EQ(step.number, 3);
+  EXPECT_EQ(step.title, "first");
+  ASSERT_EQ(step.watches.size(), 2U);
+  EXPECT_EQ(step.watches[0].kind->method, "m_SuperviseDiskFreeSpace");
+  EXPECT_EQ(step.watches[0].id, 7);
+  EXPECT_EQ(step.watches[0].request.name, "C:");
+  EXPECT_EQ(step.watches[0].request.condition, 2);
+  EXPECT_EQ(step.watches[0].request.threshold, (Size{Currency::from_integer(10), 3}));
+  EXPECT_EQ(step.watches[0].request.polling_period, 2);
+  EXPECT_EQ(step.watches[0].request.group_period, 60);
+  EXPECT_EQ(step.watches[0].request.group_threshold, 3);
+  EXPECT_EQ(step.watches[1].id, 2) << "its place in the list";
+  EXPECT_TRUE(step.watches[1].request.first);
+  EXPECT_FALSE(step.watches[1].request.second);
+  EXPECT_TRUE(step.watches[1].request.notify_if_undetected);
+  ASSERT_EQ(step.checks.size(), 2U);
+  EXPECT_EQ(step.checks[0].check->method, "m_GetProcessExistence");
+  EXPECT_EQ(step.checks[0].name, "sleep");
+  EXPECT_EQ(step.checks[0].expected, "false");
+  EXPECT_EQ(step.checks[1].expected, std::nullopt);
+  EXPECT_EQ(step.wait, 500ms);
+  EXPECT_EQ(step.command, (std::vector<std::string>{"sleep", "3"}));
+  EXPECT_EQ(step.until.seen, (std::vector<std::int32_t>{7, 2}));
+  EXPECT_EQ(step.until.events, 4);
+  EXPECT_TRUE(step.until.command_ended);
+  EXPECT_EQ(step.limit, 20s);
+  EXPECT_TRUE(step.undetected);
+
+  EXPECT_EQ(scenario.steps[1].number, 4);
+  EXPECT_EQ(scenario.steps[1].limit, 10s) << "of a step that waits for something";
+  EXPECT_EQ(scenario.steps[2].number, 5);
+  EXPECT_EQ(scenario.steps[2].limit, 0s);
+  EXPECT_TRUE(scenario.steps[2].until.is_empty());
+}
+
+struct RefusalCase {
+  const char* text;
+  const char* message;
+};
+
+TEST(ScenarioTest, RefusalsNameLineAndKey) {
+  const RefusalCase cases[]{
+      {"", "s.json:1: the document ends too early"},
+      {"{\n\"steps\": [}", "s.json:2: no JSON at \"\"steps\": [}\""},
+      {"{} x", "s.json:1: no JSON at \"{} x\""},
+      {"[]", "s.json:1: must be an object in braces"},
+      {"{}", "s.json:1: the key \"steps\" is missing"},
+      {"{\"steps\": []}", "s.json:1: steps: holds no step"},
+      {"{\"steps\": 3}", "s.json:1: steps: must be a list of steps"},
+      {"{\n\"steps\": [{}],\n\"titel\": \"x\"}", "s.json:3: titel: unknown key; nearest: title"},
+      {"{\n\"title\": 1,\n\"steps\": [{}]}", "s.json:2: title: must be a text"},
+      {"{\"steps\": [{}],\n\"steps\": [{}]}", "s.json:2: \"steps\" stands there twice"},
+      {"{\"steps\": [\n{},\n{\"step\": 1}]}", "s.json:3: steps[1].step: steps must be in rising order"},
+      {"{\"steps\": [{\"step\": 1.5}]}", "s.json:1: steps[0].step: \"1.5\" is not a whole number"},
+      {"{\"steps\": [{\"for\": true}]}", "s.json:1: steps[0].for: must be a time, such as \"10s\""},
+      {"{\"steps\": [{\"for\": \"long\"}]}",
+       "s.json:1: steps[0].for: \"long\" is not a duration such as 500ms, 30s, 2min or 1h"},
+      {"{\"steps\": [{\"start\": \"sleep 3\"}]}",
+       "s.json:1: steps[0].start: must be a list of texts, the program first"},
+      {"{\"steps\": [{\"start\": []}]}", "s.json:1: steps[0].start: names no program"},
+      {"{\"steps\": [{\"start\": [\"a\",\n1]}]}", "s.json:2: steps[0].start[1]: must be a text"},
+      {"{\"steps\": [{\"undetected\": 1}]}", "s.json:1: steps[0].undetected: must be true or false"},
+      {"{\"steps\": [{\"until\": {}}]}", "s.json:1: steps[0].until: waits for nothing"},
+      {"{\"steps\": [{\"until\": {\"seen\": [1]}}]}",
+       "s.json:1: steps[0].until.seen[0]: the step has no watch 1"},
+      {"{\"steps\": [{\"until\": {\"ended\": true}}]}",
+       "s.json:1: steps[0].until.ended: the step starts no command"},
+      {"{\"steps\": [{\"checks\": [{}]}]}", "s.json:1: steps[0].checks[0]: the key \"check\" is missing"},
+      {"{\"steps\": [{\"checks\": [{\"check\": \"memry\"}]}]}",
+       "s.json:1: steps[0].checks[0].check: unknown check \"memry\"; nearest: memory"},
+      {"{\"steps\": [{\"checks\": [{\"check\": \"memory\", \"name\": \"x\"}]}]}",
+       "s.json:1: steps[0].checks[0].name: this one takes no name"},
+      {"{\"steps\": [{\"checks\": [{\"check\": \"service-state\"}]}]}",
+       "s.json:1: steps[0].checks[0]: the key \"name\" is missing: a service's display name"},
+      {"{\"steps\": [{\"checks\": [{\"check\": \"memory\", \"expect\": \"x\"}]}]}",
+       "s.json:1: steps[0].checks[0].expect: must be a number, true or false"},
+      {"{\"steps\": [{\"watches\": [{}]}]}", "s.json:1: steps[0].watches[0]: the key \"watch\" is missing"},
+      {"{\"steps\": [{\"watches\": [{\"watch\": \"dsk\"}]}]}",
+       "s.json:1: steps[0].watches[0].watch: unknown watch \"dsk\"; nearest: disk"},
+      {"{\"steps\": [{\"watches\": [{\"watch\": \"power\", \"start\": true}]}]}",
+       "s.json:1: steps[0].watches[0].start: unknown key; nearest: watch"},
+      {"{\"steps\": [{\"watches\": [{\"watch\": \"power\", \"id\": 0}]}]}",
+       "s.json:1: steps[0].watches[0].id: must not be 0"},
+      {"{\"steps\": [{\"watches\": [{\"watch\": \"power\", \"mains\": \"true\"}]}]}",
+       "s.json:1: steps[0].watches[0].mains: must be true or false"},
+      {"{\"steps\": [{\"watches\": [{\"watch\": \"free-memory\"}]}]}",
+       "s.json:1: steps[0].watches[0]: a free-memory watch needs a comparison, such as below or above"},
+      {"{\"steps\": [{\"watches\": [\n{\"watch\": \"free-memory\",\n\"below\": \"much\"}]}]}",
+       "s.json:3: steps[0].watches[0].below: \"much\" is not a size such as 512, 100KB, 1.5MB, 10GB or 20%"},
+  };
+  for (const RefusalCase& c : cases) EXPECT_EQ(refusal(c.text), c.message) << c.text;
+}
+
+TEST(ScenarioTest, KeysForPeopleNameEveryKey) {
+  const std::string keys = scenario_keys();
+  for (const char* key :
+       {"steps", "watches", "checks", "until", "undetected", "seen", "ended", "expect", "id"}) {
+    EXPECT_NE(keys.find(key), std::string::npos) << key;
+  }
+}
+
+}  // namespace
+}  // namespace kvwmi::agent

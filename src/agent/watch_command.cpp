@@ -1,0 +1,164 @@
+#include <CLI/CLI.hpp>
+#include <limits>
+#include <nlohmann/json.hpp>
+#include <optional>
+
+#include "agent/command.h"
+#include "agent/table.h"
+#include "agent/usage_error.h"
+#include "agent/watch_kind.h"
+#include "agent/watch_session.h"
+
+namespace kvwmi::agent {
+namespace {
+
+using Json = nlohmann::ordered_json;
+using Clock = std::chrono::steady_clock;
+
+/// A watch of the command line is the only one of the only step.
+constexpr std::int32_t kStep = 1;
+constexpr std::int32_t kWatch = 1;
+
+constexpr const char* kFooter =
+    "Events are shown as they arrive, until Ctrl-C or the end of --for. With --json each is one object on a "
+    "line of\n"
+    "its own, with time, step, supervision and detail.\n\n"
+    "Of a pair of changes, such as --start and --stop, both are reported where neither is asked for.\n\n"
+    "Examples:\n"
+    "  kvwmi watch process sleep --poll 1\n"
+    "  kvwmi watch disk C: --below 10GB\n"
+    "  kvwmi watch processor-load --above 80% --group 60 --at-least 3\n"
+    "  kvwmi watch service cron --stop --if-undetected --for 30s";
+
+/// One kind's part of the command line.
+struct KindLine {
+  const WatchKind* kind = nullptr;
+  CLI::App* app = nullptr;
+  std::vector<std::pair<WatchOption, CLI::Option*>> options;
+};
+
+class WatchCommand final : public Command {
+ public:
+  CLI::App& declare(CLI::App& app) override {
+    CLI::App* command = app.add_subcommand("watch", "Report events of this machine as they happen");
+    command->add_option("--for", duration_, "Stop after this time, such as 30s or 5min")->type_name("TIME");
+    command->require_subcommand(0, 1);
+    command->footer(kFooter);
+    for (const WatchKind& kind : watch_kinds()) lines_.push_back(declare_kind(*command, kind));
+    return *command;
+  }
+
+  int run(Console& console) override {
+    const KindLine* line = chosen();
+    if (line == nullptr) {
+      console.complain("watch needs to be told what; see kvwmi watch --help");
+      return kUsage;
+    }
+    WatchRequest request;
+    std::optional<std::chrono::milliseconds> duration;
+    try {
+      request = read(*line);
+      if (!duration_.empty()) duration = parse_duration(duration_);
+    } catch (const UsageError& error) {
+      console.complain(error.what());
+      return kUsage;
+    }
+    const Interrupt interrupt;
+    WatchSession session;
+    line->kind->start(session.supervision(), kStep, kWatch, request);
+    if (!console.json()) {
+      console.print(console.paint(Console::Colour::dim, "Watching " + subject(*line->kind, request) +
+                                                            (duration ? "" : "; Ctrl-C stops")));
+      console.out().flush();
+    }
+    const auto deadline = duration ? Clock::now() + *duration : Clock::time_point::max();
+    while (!Interrupt::pending() && Clock::now() < deadline) {
+      session.wait(deadline, [] { return false; });
+      show(session, *line->kind, request, console, "");
+    }
+    if (request.notify_if_undetected) {
+      session.supervision().m_PushUndetectedEventInfos();
+      show(session, *line->kind, request, console, "has not fired");
+    }
+    return kAnswered;
+  }
+
+  std::vector<std::string> completions(const std::vector<std::string>& before) override {
+    return before.empty() ? watch_kind_names() : std::vector<std::string>();
+  }
+
+ private:
+  KindLine declare_kind(CLI::App& command, const WatchKind& kind) {
+    KindLine line{&kind, command.add_subcommand(std::string(kind.name), std::string(kind.summary)), {}};
+    line.app->fallthrough();
+    if (!kind.needs.empty()) line.app->add_option("NAME", name_, std::string(kind.needs))->required();
+    for (const WatchOption& option : watch_options(kind)) {
+      const std::string name = "--" + std::string(option.name);
+      const std::string summary(option.summary);
+      line.options.emplace_back(
+          option,
+          option.is_flag()
+              ? line.app->add_flag(name, summary)
+              : line.app->add_option(name, summary)->expected(1)->type_name(std::string(option.value)));
+    }
+    return line;
+  }
+
+  [[nodiscard]] const KindLine* chosen() const {
+    for (const KindLine& line : lines_) {
+      if (line.app->parsed()) return &line;
+    }
+    return nullptr;
+  }
+
+  [[nodiscard]] WatchRequest read(const KindLine& line) const {
+    WatchRequest request;
+    request.name = name_;
+    for (const auto& [option, given] : line.options) {
+      if (given->count() == 0) continue;
+      try {
+        option.set(request, option.is_flag() ? "true" : given->as<std::string>());
+      } catch (const UsageError& error) {
+        throw UsageError("--" + std::string(option.name) + ": " + error.what());
+      }
+    }
+    require_complete(*line.kind, request);
+    return request;
+  }
+
+  static std::string subject(const WatchKind& kind, const WatchRequest& request) {
+    return std::string(kind.name) + (request.name.empty() ? "" : " \"" + printable(request.name) + "\"");
+  }
+
+  /// Every record that has arrived, with `remark` where it has no detail of its own.
+  static void show(WatchSession& session, const WatchKind& kind, const WatchRequest& request,
+                   Console& console, std::string_view remark) {
+    for (const WatchEvent& event : session.drain(kStep)) {
+      if (console.json()) {
+        console.print_json_line(Json{{"time", utc_text(event.time)},
+                                     {"step", event.step},
+                                     {"supervision", event.supervision},
+                                     {"detail", event.detail}});
+      } else {
+        std::string line = clock_text(event.time) + "  " + subject(kind, request);
+        if (!event.detail.empty()) line += "  " + printable(event.detail);
+        if (!remark.empty()) line += "  " + std::string(remark);
+        console.print(line);
+      }
+      console.out().flush();
+    }
+    for (const Error& failure : session.new_failures()) console.complain(failure);
+  }
+
+  std::string name_;
+  std::string duration_;
+  std::vector<KindLine> lines_;
+};
+
+}  // namespace
+
+std::unique_ptr<Command> make_watch_command() {
+  return std::make_unique<WatchCommand>();
+}
+
+}  // namespace kvwmi::agent

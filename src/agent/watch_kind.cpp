@@ -1,0 +1,221 @@
+#include "agent/watch_kind.h"
+
+#include <algorithm>
+#include <array>
+
+#include "agent/usage_error.h"
+
+namespace kvwmi::agent {
+namespace {
+
+// Settings of a request.
+
+template <auto WatchRequest::*field>
+void set_seconds(WatchRequest& request, const std::string& text) {
+  request.*field = parse_seconds(text);
+}
+template <auto WatchRequest::*field>
+void set_flag(WatchRequest& request, const std::string& text) {
+  request.*field = parse_flag(text);
+}
+void set_group_threshold(WatchRequest& request, const std::string& text) {
+  request.group_threshold = parse_count(text);
+}
+void set_filter(WatchRequest& request, const std::string& text) {
+  request.filter = text;
+}
+
+void set_comparison(WatchRequest& request, std::int32_t condition, const Size& threshold) {
+  if (request.condition != 0) throw UsageError("a watch makes one comparison, not two");
+  request.condition = condition;
+  request.threshold = threshold;
+}
+template <std::int32_t condition>
+void compare_size(WatchRequest& request, const std::string& text) {
+  set_comparison(request, condition, parse_size(text));
+}
+template <std::int32_t condition>
+void compare_load(WatchRequest& request, const std::string& text) {
+  set_comparison(request, condition, {Currency::from_integer(parse_percentage(text)), kPercentUnit});
+}
+
+constexpr std::array kCommonOptions{
+    WatchOption{"poll", "SECONDS", "seconds between two looks (5)",
+                set_seconds<&WatchRequest::polling_period>},
+    WatchOption{"group", "SECONDS", "gather the events of so many seconds into one",
+                set_seconds<&WatchRequest::group_period>},
+    WatchOption{"at-least", "COUNT", "report a group only with so many events", set_group_threshold},
+    WatchOption{"if-undetected", "",
+                "report at the end that it did not fire, instead of reporting that it did",
+                set_flag<&WatchRequest::notify_if_undetected>},
+};
+
+constexpr std::array kSizeOptions{
+    WatchOption{"below", "SIZE", "report when it is less, such as 10GB or 20%", compare_size<2>},
+    WatchOption{"above", "SIZE", "report when it is more", compare_size<1>},
+    WatchOption{"not-below", "SIZE", "report when it is as much or more", compare_size<3>},
+    WatchOption{"not-above", "SIZE", "report when it is as much or less", compare_size<4>},
+    WatchOption{"equal", "SIZE", "report when it is as much", compare_size<5>},
+    WatchOption{"not-equal", "SIZE", "report when it is more or less", compare_size<6>},
+};
+constexpr std::array kLoadOptions{
+    WatchOption{"below", "PERCENT", "report when it is less, such as 10%", compare_load<2>},
+    WatchOption{"above", "PERCENT", "report when it is more", compare_load<1>},
+    WatchOption{"not-below", "PERCENT", "report when it is as much or more", compare_load<3>},
+    WatchOption{"not-above", "PERCENT", "report when it is as much or less", compare_load<4>},
+    WatchOption{"equal", "PERCENT", "report when it is as much", compare_load<5>},
+    WatchOption{"not-equal", "PERCENT", "report when it is more or less", compare_load<6>},
+};
+
+constexpr auto kFirst = set_flag<&WatchRequest::first>;
+constexpr auto kSecond = set_flag<&WatchRequest::second>;
+
+// Without either of a pair, both.
+constexpr std::array kServiceOptions{
+    WatchOption{"start", "", "report only that it runs", kFirst},
+    WatchOption{"stop", "", "report only that it has stopped", kSecond},
+};
+constexpr std::array kPowerOptions{
+    WatchOption{"mains", "", "report only the change to mains power", kFirst},
+    WatchOption{"battery", "", "report only the change to battery power", kSecond},
+};
+constexpr std::array kProcessOptions{
+    WatchOption{"start", "", "report only that one starts", kFirst},
+    WatchOption{"end", "", "report only that one ends", kSecond},
+};
+constexpr std::array kWindowOptions{
+    WatchOption{"open", "", "report only that it opens", kFirst},
+    WatchOption{"close", "", "report only that it closes", kSecond},
+};
+constexpr std::array kAddressOptions{
+    WatchOption{"filter", "TEXT", "the addresses to look at, as the address library takes them", set_filter},
+    WatchOption{"changed", "", "report only that addresses have changed", kFirst},
+    WatchOption{"absent", "", "report only that addresses are absent", kSecond},
+};
+constexpr std::array kInterfaceOptions{
+    WatchOption{"up", "", "report only that one comes up", kFirst},
+    WatchOption{"down", "", "report only that one goes down", kSecond},
+};
+
+// Requests.
+
+template <auto method>
+void start_named_size(Supervision& supervision, std::int32_t step, std::int32_t id, const WatchRequest& r) {
+  (supervision.*method)(step, id, r.name, r.condition, r.threshold.value, r.threshold.unit, r.polling_period,
+                        r.group_period, r.group_threshold, r.notify_if_undetected);
+}
+
+template <auto method>
+void start_size(Supervision& supervision, std::int32_t step, std::int32_t id, const WatchRequest& r) {
+  (supervision.*method)(step, id, r.condition, r.threshold.value, r.threshold.unit, r.polling_period,
+                        r.group_period, r.group_threshold, r.notify_if_undetected);
+}
+
+void start_load(Supervision& supervision, std::int32_t step, std::int32_t id, const WatchRequest& r) {
+  supervision.m_SuperviseProcessorLoadPercentage(
+      step, id, r.condition, static_cast<std::int32_t>(r.threshold.value.rounded()), r.polling_period,
+      r.group_period, r.group_threshold, r.notify_if_undetected);
+}
+
+struct Changes {
+  bool first, second;
+};
+Changes changes(const WatchRequest& r) {
+  const bool both = r.first == r.second;
+  return {both || r.first, both || r.second};
+}
+
+template <auto method>
+void start_named_change(Supervision& supervision, std::int32_t step, std::int32_t id, const WatchRequest& r) {
+  const auto [first, second] = changes(r);
+  (supervision.*method)(step, id, r.name, first, second, r.polling_period, r.group_period, r.group_threshold,
+                        r.notify_if_undetected);
+}
+
+void start_power(Supervision& supervision, std::int32_t step, std::int32_t id, const WatchRequest& r) {
+  constexpr std::int32_t kMains = 25;
+  constexpr std::int32_t kBattery = 26;
+  const auto [mains, battery] = changes(r);
+  for (const auto& [asked, state] : {std::pair{mains, kMains}, std::pair{battery, kBattery}}) {
+    if (!asked) continue;
+    supervision.m_SupervisePowerSource(step, id, state, r.polling_period, r.group_period, r.group_threshold,
+                                       r.notify_if_undetected);
+  }
+}
+
+void start_address(Supervision& supervision, std::int32_t step, std::int32_t id, const WatchRequest& r) {
+  const auto [changed, absent] = changes(r);
+  supervision.m_SuperviseIPAddress(step, id, r.name, r.filter, changed, absent, r.polling_period,
+                                   r.group_period, r.group_threshold, r.notify_if_undetected);
+}
+
+constexpr std::string_view kNone;
+constexpr std::string_view kProcessName = "a process's image name, such as bash";
+
+constexpr std::array kKinds{
+    WatchKind{"disk", "m_SuperviseDiskFreeSpace", "a local disk's letter, such as C:", "free space of a disk",
+              kSizeOptions, true, start_named_size<&Supervision::m_SuperviseDiskFreeSpace>},
+    WatchKind{"service", "m_SuperviseService", "a service's display name", "a service that starts or stops",
+              kServiceOptions, false, start_named_change<&Supervision::m_SuperviseService>},
+    WatchKind{"power", "m_SupervisePowerSource", kNone, "changes between mains and battery power",
+              kPowerOptions, false, start_power},
+    WatchKind{"process", "m_SuperviseProcess", kProcessName, "processes that start or end", kProcessOptions,
+              false, start_named_change<&Supervision::m_SuperviseProcess>},
+    WatchKind{"process-memory", "m_SuperviseProcessMemorySize", kProcessName,
+              "working set of each such process; a percentage is of the paging space", kSizeOptions, true,
+              start_named_size<&Supervision::m_SuperviseProcessMemorySize>},
+    WatchKind{"free-memory", "m_SuperviseFreePhysicalMemorySize", kNone, "physical memory to be had",
+              kSizeOptions, true, start_size<&Supervision::m_SuperviseFreePhysicalMemorySize>},
+    WatchKind{"free-virtual-memory", "m_SuperviseFreeVirtualMemorySize", kNone,
+              "memory and paging space to be had", kSizeOptions, true,
+              start_size<&Supervision::m_SuperviseFreeVirtualMemorySize>},
+    WatchKind{"free-paging", "m_SuperviseFreePagingFilesSize", kNone, "paging space to be had", kSizeOptions,
+              true, start_size<&Supervision::m_SuperviseFreePagingFilesSize>},
+    WatchKind{"processor-load", "m_SuperviseProcessorLoadPercentage", kNone, "load of each processor",
+              kLoadOptions, true, start_load},
+    WatchKind{"window", "m_SuperviseWindow", "the exact title of a top-level window",
+              "a window that opens or closes", kWindowOptions, false,
+              start_named_change<&Supervision::m_SuperviseWindow>},
+    WatchKind{"ip-address", "m_SuperviseIPAddress", "an address definition file",
+              "addresses that change or are absent", kAddressOptions, false, start_address},
+    WatchKind{"network-interfaces", "m_SuperviseNetworkInterfaces",
+              "a file for the interfaces' state, deleted at the end",
+              "network interfaces that come up or go down", kInterfaceOptions, false,
+              start_named_change<&Supervision::m_SuperviseNetworkInterfaces>},
+};
+
+}  // namespace
+
+std::span<const WatchKind> watch_kinds() {
+  return kKinds;
+}
+
+const WatchKind* find_watch_kind(std::string_view name) {
+  const auto* found =
+      std::find_if(kKinds.begin(), kKinds.end(), [&](const WatchKind& kind) { return kind.name == name; });
+  return found == kKinds.end() ? nullptr : found;
+}
+
+std::vector<std::string> watch_kind_names() {
+  std::vector<std::string> result;
+  for (const WatchKind& kind : kKinds) result.emplace_back(kind.name);
+  return result;
+}
+
+std::span<const WatchOption> common_watch_options() {
+  return kCommonOptions;
+}
+
+std::vector<WatchOption> watch_options(const WatchKind& kind) {
+  std::vector<WatchOption> result(kind.options.begin(), kind.options.end());
+  result.insert(result.end(), kCommonOptions.begin(), kCommonOptions.end());
+  return result;
+}
+
+void require_complete(const WatchKind& kind, const WatchRequest& request) {
+  if (kind.compares && request.condition == 0) {
+    throw UsageError("a " + std::string(kind.name) + " watch needs a comparison, such as below or above");
+  }
+}
+
+}  // namespace kvwmi::agent

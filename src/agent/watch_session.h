@@ -1,0 +1,73 @@
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "kvwmi/error.h"
+#include "kvwmi/named_event.h"
+#include "kvwmi/supervision.h"
+
+namespace kvwmi::agent {
+
+/// A record taken from the component's queue.
+struct WatchEvent {
+  std::chrono::system_clock::time_point time;  ///< when it was taken
+  std::int32_t step = 0;
+  std::int32_t supervision = 0;
+  std::string detail;
+};
+
+/// An initialised Supervision with its named event, pumped by the calling thread until told to stop.
+class WatchSession {
+ public:
+  WatchSession();
+  ~WatchSession();
+  WatchSession(const WatchSession&) = delete;
+  WatchSession& operator=(const WatchSession&) = delete;
+
+  [[nodiscard]] Supervision& supervision() noexcept { return supervision_; }
+
+  /// Runs the thread's message loop until the component signals a record, `condition` holds, the user
+  /// interrupts, or the time has come; whichever is first.
+  void wait(std::chrono::steady_clock::time_point deadline, const std::function<bool()>& condition);
+  /// All records of a step.
+  [[nodiscard]] std::vector<WatchEvent> drain(std::int32_t step);
+  /// Errors without a caller since the last call: a poll that failed, an event that could not be handled. One
+  /// that comes again and again is told once.
+  [[nodiscard]] std::vector<Error> new_failures();
+
+ private:
+  struct Failures;
+
+  std::string event_name_;
+  NamedEvent event_;
+  Supervision supervision_;
+  std::shared_ptr<Failures> failures_;  // shared with the hook, which other threads may be about to call
+};
+
+/// Turns Ctrl-C and the request to terminate into a flag while it lives.
+class Interrupt {
+ public:
+  Interrupt();
+  ~Interrupt();
+  Interrupt(const Interrupt&) = delete;
+  Interrupt& operator=(const Interrupt&) = delete;
+
+  [[nodiscard]] static bool pending() noexcept;
+
+ private:
+  using Handler = void (*)(int);
+  Handler old_interrupt_;
+  Handler old_terminate_;
+};
+
+/// 2026-01-31T08:15:02.123Z
+[[nodiscard]] std::string utc_text(std::chrono::system_clock::time_point time);
+/// 08:15:02, local.
+[[nodiscard]] std::string clock_text(std::chrono::system_clock::time_point time);
+
+}  // namespace kvwmi::agent

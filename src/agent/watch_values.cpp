@@ -1,0 +1,111 @@
+#include "agent/watch_values.h"
+
+#include <array>
+#include <charconv>
+#include <cmath>
+#include <limits>
+#include <optional>
+#include <string_view>
+#include <utility>
+
+#include "agent/nearest.h"
+#include "agent/usage_error.h"
+#include "kvwmi/error.h"
+
+namespace kvwmi::agent {
+namespace {
+
+template <typename Unit>
+using Units = std::initializer_list<std::pair<std::string_view, Unit>>;
+
+[[noreturn]] void refuse(const std::string& text, const char* expected) {
+  throw UsageError("\"" + text + "\" is not " + expected);
+}
+
+/// A number and the unit behind it, with or without a blank between them.
+struct Measure {
+  std::string number;
+  std::string unit;
+};
+
+Measure split(const std::string& text) {
+  const auto end = text.find_first_not_of("0123456789.+-");
+  if (end == std::string::npos) return {text, ""};
+  const auto unit = text.find_first_not_of(' ', end);
+  return {text.substr(0, end), unit == std::string::npos ? "" : text.substr(unit)};
+}
+
+template <typename Unit>
+std::optional<Unit> find_unit(const std::string& name, Units<Unit> units) {
+  for (const auto& [known, unit] : units) {
+    if (same_name(name, known)) return unit;
+  }
+  return std::nullopt;
+}
+
+std::optional<Currency> to_currency(const std::string& number) {
+  try {
+    return Currency::from_text(number);
+  } catch (const Error&) {
+    return std::nullopt;
+  }
+}
+
+std::optional<std::int32_t> to_whole(const std::string& text) {
+  std::int32_t value = 0;
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
+  if (error != std::errc{} || end != text.data() + text.size()) return std::nullopt;
+  return value;
+}
+
+}  // namespace
+
+Size parse_size(const std::string& text) {
+  const Measure measure = split(text);
+  const auto unit = find_unit<std::int32_t>(
+      measure.unit, {{"", 0}, {"B", 0}, {"KB", 1}, {"MB", 2}, {"GB", 3}, {"%", kPercentUnit}});
+  const auto value = to_currency(measure.number);
+  if (!unit || !value) refuse(text, "a size such as 512, 100KB, 1.5MB, 10GB or 20%");
+  return {*value, *unit};
+}
+
+std::int32_t parse_percentage(const std::string& text) {
+  const Measure measure = split(text);
+  const auto value = to_whole(measure.number);
+  if (!value || (measure.unit != "%" && !measure.unit.empty())) refuse(text, "a percentage such as 80%");
+  return *value;
+}
+
+std::chrono::milliseconds parse_duration(const std::string& text) {
+  const Measure measure = split(text);
+  const auto unit = find_unit<std::int64_t>(
+      measure.unit, {{"", 1'000}, {"ms", 1}, {"s", 1'000}, {"min", 60'000}, {"h", 3'600'000}});
+  const auto value = to_currency(measure.number);
+  if (!unit || !value || *value < Currency()) refuse(text, "a duration such as 500ms, 30s, 2min or 1h");
+  const double milliseconds = value->to_double() * static_cast<double>(*unit);
+  // A year is as good as for ever, and far from what a clock cannot hold.
+  constexpr double kYear = 366.0 * 24 * 3'600'000;
+  return std::chrono::milliseconds(std::llround(std::min(milliseconds, kYear)));
+}
+
+std::int32_t parse_seconds(const std::string& text) {
+  // What looks like a whole number is taken as it is: whether it is good is the component's and WMI's to say.
+  if (const auto whole = to_whole(text)) return *whole;
+  const auto duration = parse_duration(text);
+  if (duration.count() % 1'000 != 0) refuse(text, "a number of whole seconds");
+  return static_cast<std::int32_t>(duration.count() / 1'000);
+}
+
+std::int32_t parse_count(const std::string& text) {
+  const auto value = to_whole(text);
+  if (!value) refuse(text, "a whole number");
+  return *value;
+}
+
+bool parse_flag(const std::string& text) {
+  if (text == "true") return true;
+  if (text == "false") return false;
+  refuse(text, "true or false");
+}
+
+}  // namespace kvwmi::agent
