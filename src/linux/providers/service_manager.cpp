@@ -218,6 +218,12 @@ ServiceManager::JobEnd ServiceManager::run_job(const char* method, const Unit& u
                             "JobRemoved", JobWatch::on_removed, &watch));
   const std::unique_ptr<sd_bus_slot, sd_bus_slot* (*)(sd_bus_slot*)> slot(made, sd_bus_slot_unref);
   call(bus.get(), kManager, "Subscribe", kLimit);
+  try {
+    // A unit that has ended is forgotten with all that became of it, unless somebody holds it.
+    call(bus.get(), kManager, "RefUnit", kLimit, "s", unit.unit.c_str());
+  } catch (const BusError&) {
+    // The request itself will say what is wrong.
+  }
   const Message answer = call(bus.get(), kManager, method, limit, "ss", unit.unit.c_str(), "replace");
   const char* job = nullptr;
   check(sd_bus_message_read_basic(answer.get(), 'o', &job));
