@@ -35,10 +35,9 @@ class Services final : public PartialServices {
     return answer([&] {
       if (!sink) throw wmi::wmi_error(wmi::Status::invalid_parameter, wmi::source::kServices);
       const auto option_values = entries_of(options);
-      auto subscription = make_subscription(*sink, *backend_, context);
-      services_->exec_notification_query_async(subscription.sink, from_bstr(text), from_bstr(language), flags,
-                                               options ? &option_values : nullptr, entries_of(context));
-      subscription.keep();
+      services_->exec_notification_query_async(service_sink(*sink, *backend_), from_bstr(text),
+                                               from_bstr(language), flags, options ? &option_values : nullptr,
+                                               entries_of(context));
     });
   }
   STDMETHODIMP get_Security_(ISWbemSecurity** security) override {

@@ -5,12 +5,11 @@
 
 #include <map>
 #include <utility>
-#include <vector>
 
-#include "frame/diagnostics.h"
 #include "frame/text.h"
 #include "frame/wmi_status.h"
 #include "stand_in/bag.h"
+#include "stand_in/named_value_set.h"
 #include "stand_in/object.h"
 #include "windows/text/unicode.h"
 
@@ -108,7 +107,7 @@ class Sink final : public com::Implements<ISWbemSink, IConnectionPointContainer,
   STDMETHODIMP InterfaceSupportsErrorInfo(REFIID) override { return S_OK; }
 
   STDMETHODIMP Cancel() override {
-    subscriptions.clear();
+    behind.reset();
     return S_OK;
   }
   STDMETHODIMP EnumConnectionPoints(IEnumConnectionPoints**) override { return E_NOTIMPL; }
@@ -121,7 +120,8 @@ class Sink final : public com::Implements<ISWbemSink, IConnectionPointContainer,
   }
 
   std::shared_ptr<Receivers> receivers = std::make_shared<Receivers>();
-  std::vector<std::shared_ptr<wmi::Sink>> subscriptions;
+  /// Has all of its subscriptions.
+  std::shared_ptr<wmi::Sink> behind;
 };
 
 ComPtr<Sink> sink_itself(IUnknown& sink) {
@@ -138,22 +138,16 @@ ComPtr<ISWbemSink> make_sink() {
   return own<ISWbemSink>(new Sink);
 }
 
-void Subscription::keep() {
-  sink_itself(*target.get())->subscriptions.push_back(std::move(sink));
-}
-
-Subscription make_subscription(IDispatch& sink, Backend& backend, IDispatch* context) {
-  const auto target = sink_itself(sink);
-  // The receivers are shared rather than the sink, which owns the subscription.
-  auto handler = [receivers = target->receivers, context = ComPtr<IDispatch>::share(context)](
-                     wmi::Object& event, const wmi::NamedValues&) {
-    try {
-      fire(*receivers, event, context.get());
-    } catch (...) {
-      report_pending_error();
-    }
-  };
-  return {backend.create_sink(std::move(handler)), target};
+std::shared_ptr<wmi::Sink> service_sink(IDispatch& sink, Backend& backend) {
+  const auto itself = sink_itself(sink);
+  if (!itself->behind) {
+    // The receivers are shared rather than the sink, which owns what is made here.
+    itself->behind = backend.create_sink(
+        [receivers = itself->receivers](wmi::Object& event, const wmi::NamedValues& context) {
+          fire(*receivers, event, make_named_value_set(context).get());
+        });
+  }
+  return itself->behind;
 }
 
 }  // namespace kvwmi::stand_in

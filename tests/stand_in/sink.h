@@ -10,16 +10,8 @@ namespace kvwmi::stand_in {
 /// An SWbemSink of the calling thread.
 [[nodiscard]] ComPtr<ISWbemSink> make_sink();
 
-/// A subscription in the making: the backend's sink, whose events go to an SWbemSink with `context`.
-struct Subscription {
-  std::shared_ptr<wmi::Sink> sink;
-  ComPtr<ISWbemSink> target;
-
-  /// Lets it live until the SWbemSink is cancelled or gone.
-  void keep();
-};
-
-/// `sink` must come from make_sink; another object raises "Invalid parameter ".
-[[nodiscard]] Subscription make_subscription(IDispatch& sink, Backend& backend, IDispatch* context);
+/// The backend's sink behind `sink`, made at the first call. `sink` must come from make_sink; another object
+/// raises "Invalid parameter ".
+[[nodiscard]] std::shared_ptr<wmi::Sink> service_sink(IDispatch& sink, Backend& backend);
 
 }  // namespace kvwmi::stand_in
