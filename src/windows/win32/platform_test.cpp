@@ -7,7 +7,7 @@
 #include <thread>
 
 #include "frame/public_functions.h"
-#include "windows/testing/message_pump.h"
+#include "kvwmi/message_loop.h"
 #include "windows/win32/clock.h"
 #include "windows/win32/named_events.h"
 #include "windows/win32/system_info.h"
@@ -120,7 +120,7 @@ class OtherWindow {
                             WS_OVERLAPPEDWINDOW, 0, 0, 100, 100, nullptr, nullptr, type.hInstance, nullptr);
     if (window_) SetWindowLongPtrW(window_, GWLP_USERDATA, reinterpret_cast<LONG_PTR>(this));
     started_ = true;
-    static_cast<void>(testing::pump_until([this] { return stop_.load(); }));
+    message_loop::run_until([this] { return stop_.load(); }, std::chrono::seconds(20));
     if (window_) DestroyWindow(window_);
   }
 

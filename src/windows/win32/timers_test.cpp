@@ -2,19 +2,24 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
+#include <functional>
 #include <optional>
 #include <stdexcept>
 #include <thread>
 #include <vector>
 
 #include "frame/diagnostics.h"
-#include "windows/testing/message_pump.h"
+#include "kvwmi/message_loop.h"
 
 namespace kvwmi::ground {
 namespace {
 
-using testing::pump_for;
-using testing::pump_until;
+constexpr std::chrono::seconds kDeadline{20};
+
+bool pump_until(const std::function<bool()>& done) {
+  return message_loop::run_until(done, kDeadline);
+}
 
 TEST(Win32Timers, TickThroughTheMessageLoopUntilKilled) {
   Win32Timers timers;
@@ -23,7 +28,7 @@ TEST(Win32Timers, TickThroughTheMessageLoopUntilKilled) {
   ASSERT_TRUE(pump_until([&] { return ticks >= 3; }));
   timers.kill(timer);
   const int at_the_end = ticks;
-  pump_for(std::chrono::milliseconds(100));
+  message_loop::run_for(std::chrono::milliseconds(100));
   EXPECT_EQ(ticks, at_the_end);
 }
 
@@ -31,7 +36,7 @@ TEST(Win32Timers, NoTickWithoutAMessageLoop) {
   Win32Timers timers;
   int ticks = 0;
   const auto timer = timers.set(1, [&] { ++ticks; });
-  Sleep(30);
+  std::this_thread::sleep_for(std::chrono::milliseconds(30));
   EXPECT_EQ(ticks, 0);
   timers.kill(timer);
 }
