@@ -39,7 +39,9 @@ class KVWMI_API Supervision {
  public:
   /// Connects to nothing yet, so it cannot fail for lack of WMI.
   Supervision();
-  explicit Supervision(Ground& ground);
+  /// `companion` lives as long as the engine and the timer that it has started, so possibly longer than every
+  /// reference: for example a lock on the module that holds their code.
+  explicit Supervision(Ground& ground, std::shared_ptr<void> companion = nullptr);
   Supervision(const Supervision&);
   Supervision& operator=(const Supervision&);
   ~Supervision();

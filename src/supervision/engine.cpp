@@ -147,7 +147,7 @@ void SupervisionEngine::lngSignalEvent(const std::string& name) {
 
 std::int32_t SupervisionEngine::start_polling(const supervision::PollingRecord& record,
                                               bool notify_if_undetected) {
-  SupervisionTimer::StartSupervisionPolling(ground_, record.polling_period);
+  SupervisionTimer::StartSupervisionPolling(ground_, record.polling_period, companion_);
   AddSupervision(record.step, record.supervision, notify_if_undetected);
   return 0;
 }

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "frame/ground.h"
@@ -29,7 +30,8 @@ struct Watch {
 /// What is behind a Supervision object, and behind the copies of it. The timer's list holds it as well.
 class SupervisionEngine final : public Polled, public std::enable_shared_from_this<SupervisionEngine> {
  public:
-  explicit SupervisionEngine(Ground& ground) : ground_(ground) {}
+  explicit SupervisionEngine(Ground& ground, std::shared_ptr<void> companion = nullptr)
+      : companion_(std::move(companion)), ground_(ground) {}
   /// Deletes the definition files of the interface watches.
   ~SupervisionEngine() override;
   SupervisionEngine(const SupervisionEngine&) = delete;
@@ -76,6 +78,7 @@ class SupervisionEngine final : public Polled, public std::enable_shared_from_th
   [[nodiscard]] static wmi::Services& connected(const std::shared_ptr<wmi::Services>& services);
   void lngSignalEvent(const std::string& name);
 
+  std::shared_ptr<void> companion_;  // first: goes last
   Ground& ground_;
   std::shared_ptr<wmi::Services> cimv2_;
   std::shared_ptr<wmi::Services> default_;

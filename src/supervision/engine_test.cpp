@@ -389,6 +389,31 @@ TEST_F(EngineLifeTest, DestructionDeletesTheDefinitionFilesOfInterfaceWatchesOnl
   other->m_Release();
 }
 
+TEST_F(EngineLifeTest, ACompanionLivesAsLongAsTheEngineAndItsTimer) {
+  auto companion = std::make_shared<int>();
+  const std::weak_ptr<int> alive = companion;
+  auto supervision = std::make_unique<Supervision>(ground, std::move(companion));
+  supervision->m_Initialize();
+  supervision->m_SuperviseWindow(7, 1, "Title");
+  Supervision reference(*supervision);
+  supervision = nullptr;
+  EXPECT_FALSE(alive.expired());
+  reference.m_Release();
+  EXPECT_FALSE(alive.expired());
+  reference = Supervision(ground);
+  EXPECT_TRUE(alive.expired());
+}
+
+// The timer that a watch of a never initialised engine starts outlives the engine.
+TEST_F(EngineLifeTest, ACompanionLivesAsLongAsATimerThatOutlivesTheEngine) {
+  auto companion = std::make_shared<int>();
+  const std::weak_ptr<int> alive = companion;
+  Supervision(ground, std::move(companion)).m_SuperviseWindow(7, 1, "Title");
+  EXPECT_FALSE(alive.expired());
+  ground.fake_timers.running.clear();
+  EXPECT_TRUE(alive.expired());
+}
+
 TEST_F(EngineLifeTest, ReleasedAndDestroyedFromInsideATick) {
   for (int i = 0; i < 1'000; ++i) {
     auto supervision = watching();

@@ -1,11 +1,14 @@
 #include "kvwmi/supervision.h"
 
+#include <utility>
+
 #include "supervision/engine.h"
 
 namespace kvwmi {
 
 Supervision::Supervision() : Supervision(local_ground()) {}
-Supervision::Supervision(Ground& ground) : engine_(std::make_shared<SupervisionEngine>(ground)) {}
+Supervision::Supervision(Ground& ground, std::shared_ptr<void> companion)
+    : engine_(std::make_shared<SupervisionEngine>(ground, std::move(companion))) {}
 Supervision::Supervision(const Supervision&) = default;
 Supervision& Supervision::operator=(const Supervision&) = default;
 Supervision::~Supervision() = default;

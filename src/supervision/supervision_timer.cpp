@@ -85,7 +85,7 @@ void DetachSupervisionPollingTimer(Ground& ground, const Polled& engine) {
   });
 }
 
-void StartSupervisionPolling(Ground& ground, std::int32_t period) {
+void StartSupervisionPolling(Ground& ground, std::int32_t period, std::shared_ptr<void> companion) {
   kRoutine("StartSupervisionPolling", [&] {
     State& timer = state(ground);
     std::int32_t wanted = period;
@@ -94,7 +94,7 @@ void StartSupervisionPolling(Ground& ground, std::int32_t period) {
       if (wanted < timer.period) StopSupervisionPolling(ground);
     }
     if (!timer.running) {
-      timer.timer = ground.timers().set(milliseconds(wanted), [&ground] {
+      timer.timer = ground.timers().set(milliseconds(wanted), [&ground, kept = std::move(companion)] {
         try {
           SupervisionPolling_Timer(ground);
         } catch (...) {

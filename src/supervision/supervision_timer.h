@@ -27,8 +27,8 @@ void AttachSupervisionPollingTimer(Ground& ground, std::shared_ptr<Polled> engin
 /// Takes the engine's first entry off the list, if it has one, and stops the timer when that was the last.
 void DetachSupervisionPollingTimer(Ground& ground, const Polled& engine);
 /// Makes sure that the timer fires at least every `period` seconds, which must be positive. More than
-/// 2,147,483 seconds raise 6 "Overflow".
-void StartSupervisionPolling(Ground& ground, std::int32_t period);
+/// 2,147,483 seconds raise 6 "Overflow". A timer that this starts keeps `companion`.
+void StartSupervisionPolling(Ground& ground, std::int32_t period, std::shared_ptr<void> companion = nullptr);
 void StopSupervisionPolling(Ground& ground);
 
 }  // namespace SupervisionTimer
