@@ -6,6 +6,7 @@
 
 #include "frame/runtime_error.h"
 #include "linux/providers/make_providers.h"
+#include "linux/thread_loop.h"
 
 namespace kvwmi {
 
@@ -36,6 +37,8 @@ std::shared_ptr<wmi::Sink> LinuxGround::create_sink(wmi::ObjectReady) {
 }
 
 std::unique_ptr<ThreadBound>& LinuxGround::thread_slot() {
+  // The loop is made first and so ends last: what the slot holds kills its timers.
+  static_cast<void>(ThreadLoop::current());
   thread_local std::unique_ptr<ThreadBound> slot;
   return slot;
 }
