@@ -132,6 +132,11 @@ int complete(const std::vector<std::string>& words, Console& console) {
     here = line.app().get_subcommand(plain.front());
     plain.erase(plain.begin());
     candidates = command->completions(plain);
+    for (const std::string& word : plain) {
+      const auto parts =
+          here->get_subcommands([&](const CLI::App* part) { return part->get_name() == word; });
+      if (!parts.empty()) here = parts.front();
+    }
   }
   for (const std::string& option : line.option_names(*here)) candidates.push_back(option);
   for (const std::string& candidate : candidates) console.print(candidate);

@@ -264,6 +264,16 @@ TEST_F(WatchCommandTest, UsageErrorsNameWhatIsWrong) {
   EXPECT_EQ(queries(), std::vector<std::string>{});
 }
 
+TEST_F(WatchCommandTest, CompletesKindsAndTheirOptions) {
+  const std::string kinds = run({"complete", "watch"}).out;
+  EXPECT_EQ(kinds.substr(0, kinds.find("window")),
+            "disk\nservice\npower\nprocess\nprocess-memory\nfree-memory\nfree-virtual-memory\nfree-paging\n"
+            "processor-load\n");
+  EXPECT_EQ(
+      run({"complete", "watch", "power"}).out,
+      "--at-least\n--battery\n--for\n--group\n--help\n--if-undetected\n--json\n--mains\n--poll\n--version\n");
+}
+
 TEST_F(WatchCommandTest, HelpNamesKindsAndTheirOptions) {
   const Result all = run({"watch", "--help"});
   EXPECT_EQ(all.status, 0);
