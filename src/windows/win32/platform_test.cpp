@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
 #include <atomic>
 #include <chrono>
 #include <thread>
@@ -54,6 +55,28 @@ TEST(Win32SystemInfo, TellsTheSystemsTextWithItsLineEnd) {
 
 TEST(Win32SystemInfo, ACodeWithoutATextHasNone) {
   EXPECT_EQ(Win32SystemInfo().message(0x0FFFFFFF), std::nullopt);
+}
+
+TEST(Win32SystemInfo, WritesDatesAndTimesByTheRegionalSettings) {
+  using namespace std::chrono_literals;
+  const SYSTEMTIME moment{.wYear = 2026,
+                          .wMonth = 1,
+                          .wDayOfWeek = 6,
+                          .wDay = 31,
+                          .wHour = 8,
+                          .wMinute = 5,
+                          .wSecond = 9,
+                          .wMilliseconds = 0};
+  std::array<char, 64> expected{};
+  ASSERT_GT(GetDateFormatA(LOCALE_USER_DEFAULT, DATE_SHORTDATE, &moment, nullptr, expected.data(),
+                           static_cast<int>(expected.size())),
+            0);
+  Win32SystemInfo system;
+  EXPECT_EQ(system.date_text(std::chrono::local_days(std::chrono::year(2026) / 1 / 31)), expected.data());
+  ASSERT_GT(GetTimeFormatA(LOCALE_USER_DEFAULT, 0, &moment, nullptr, expected.data(),
+                           static_cast<int>(expected.size())),
+            0);
+  EXPECT_EQ(system.time_text(8h + 5min + 9s), expected.data());
 }
 
 TEST(Win32SystemInfo, TellsWhetherA32BitProcessRunsUnderA64BitSystem) {

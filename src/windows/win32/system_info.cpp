@@ -2,12 +2,27 @@
 
 #include <windows.h>
 
-#include <array>
+#include <oleauto.h>
 
+#include <array>
+#include <new>
+
+#include "windows/text/bstr.h"
 #include "windows/win32/code_page.h"
 #include "windows/win32/loaded_function.h"
 
 namespace kvwmi::ground {
+
+namespace {
+
+/// A date or time as automation turns it into text, by the user's regional settings.
+std::string regional_text(DATE value, ULONG part) {
+  windows::Bstr text;
+  if (FAILED(VarBstrFromDate(value, LOCALE_USER_DEFAULT, part, text.receive()))) throw std::bad_alloc();
+  return windows::from_bstr(text.get());
+}
+
+}  // namespace
 
 std::string system_message(std::uint32_t code) {
   std::array<char, 2048> buffer{};
@@ -20,6 +35,16 @@ std::optional<std::string> Win32SystemInfo::message(std::int32_t code) {
   std::string text = system_message(static_cast<std::uint32_t>(code));
   if (text.empty()) return std::nullopt;
   return text;
+}
+
+std::string Win32SystemInfo::date_text(std::chrono::local_days date) {
+  constexpr std::chrono::local_days kDayZero{std::chrono::year(1899) / 12 / 30};
+  return regional_text(static_cast<double>((date - kDayZero).count()), VAR_DATEVALUEONLY);
+}
+
+std::string Win32SystemInfo::time_text(std::chrono::seconds since_midnight) {
+  constexpr double kSecondsOfADay = 86'400.0;
+  return regional_text(static_cast<double>(since_midnight.count()) / kSecondsOfADay, VAR_TIMEVALUEONLY);
 }
 
 std::optional<std::int32_t> Win32SystemInfo::wow64_process() {

@@ -16,6 +16,8 @@ class Win32SystemInfo final : public SystemInfo {
  public:
   std::optional<std::string> message(std::int32_t code) override;
   std::optional<std::int32_t> wow64_process() override;
+  std::string date_text(std::chrono::local_days date) override;
+  std::string time_text(std::chrono::seconds since_midnight) override;
 };
 
 }  // namespace kvwmi::ground
