@@ -187,7 +187,9 @@ class Everything final : public kvwmi::com::Object<IEverything, Nothing> {
       *number = 77;
       SysFreeString(*text);
       *text = kvwmi::windows::Bstr("left behind").release();
-      throw kvwmi::runtime_error(kvwmi::RuntimeError::overflow).with_tag("KVWMI : Everything.m_Fail");
+      throw kvwmi::runtime_error(kvwmi::RuntimeError::overflow)
+          .with_tag("KVWMI : Everything.Inner")
+          .with_tag("KVWMI : Everything.m_Fail");
     });
   }
   HRESULT STDMETHODCALLTYPE NewEnum(IUnknown** result) override {

@@ -403,7 +403,7 @@ TEST_F(LateBinding, AFailureHandsOverItsTextsAndWhatTheOutputsHold) {
   const Answer answer = call(L"m_Fail", {variable(number), variable(text)});
   EXPECT_EQ(answer.status, DISP_E_EXCEPTION);
   EXPECT_EQ(answer.code, static_cast<HRESULT>(0x800A0006));
-  EXPECT_EQ(answer.source, "KVWMI\r\n\tKVWMI : Everything.m_Fail");
+  EXPECT_EQ(answer.source, "KVWMI\r\n\tKVWMI : Everything.Inner\r\n\tKVWMI : Everything.m_Fail");
   EXPECT_EQ(answer.description, "Overflow");
   EXPECT_EQ(answer.result.text(), "empty");
   EXPECT_EQ(number.text(), "long 77");
