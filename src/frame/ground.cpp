@@ -1,10 +1,16 @@
 #include "frame/ground.h"
 
+#include <cstddef>
+#include <new>
+
 namespace kvwmi {
 
 std::unique_ptr<ThreadBound>& Ground::thread_slot() {
-  thread_local std::unique_ptr<ThreadBound>* slot = nullptr;
-  if (!slot) slot = new std::unique_ptr<ThreadBound>;
+  using Slot = std::unique_ptr<ThreadBound>;
+  // Storage of the thread itself, which goes with it without a destructor being called.
+  alignas(Slot) thread_local std::byte storage[sizeof(Slot)];
+  thread_local Slot* slot = nullptr;
+  if (slot == nullptr) slot = new (storage) Slot;
   return *slot;
 }
 
