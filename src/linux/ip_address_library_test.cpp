@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <fstream>
 
+#include "frame/ground.h"
 #include "frame/testing/raises.h"
 
 namespace kvwmi::ground {
@@ -82,6 +83,12 @@ TEST(IpAddressLibrary, LooksBesideItsOwnModuleFirstAndThenWhereTheSystemKeepsIts
   EXPECT_EQ(folders[0], fs::canonical("/proc/self/exe").parent_path());
   EXPECT_TRUE(fs::exists(folders[1] / "libc.so.6"));
   for (const fs::path& folder : folders) EXPECT_TRUE(folder.is_absolute()) << folder;
+}
+
+TEST(IpAddressLibrary, TheRealOneIsFoundBesideTheComponent) {
+  IpAddressLibrary& library = local_ground().ip_address_library();
+  EXPECT_EQ(library.iCheckIPAddress("/no such definition", ""), 0);
+  EXPECT_EQ(library.iCheckNetworkInterfaces("/no such folder/record"), 0);
 }
 
 }  // namespace
