@@ -1,11 +1,9 @@
 #include "linux/linux_ground.h"
 
-#include <sys/utsname.h>
-
 #include <utility>
 
 #include "frame/runtime_error.h"
-#include "linux/providers/make_providers.h"
+#include "linux/local_service.h"
 #include "linux/thread_loop.h"
 
 namespace kvwmi {
@@ -18,18 +16,8 @@ Ground& local_ground() {
 
 namespace ground {
 
-embedded::Service& LinuxGround::service() {
-  std::call_once(service_made_, [this] {
-    utsname machine{};
-    ::uname(&machine);
-    service_.emplace(embedded::Service::Options{.server_name = machine.nodename});
-    for (auto& provider : make_providers(machine_)) service_->add(std::move(provider));
-  });
-  return *service_;
-}
-
 std::unique_ptr<wmi::Locator> LinuxGround::create_locator() {
-  return service().create_locator();
+  return local_service().create_locator();
 }
 
 std::shared_ptr<wmi::Sink> LinuxGround::create_sink(wmi::ObjectReady) {

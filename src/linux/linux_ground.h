@@ -1,8 +1,5 @@
 #pragma once
 
-#include <mutex>
-#include <optional>
-
 #include "frame/ground.h"
 #include "linux/clock.h"
 #include "linux/file_system.h"
@@ -12,7 +9,6 @@
 #include "linux/system_info.h"
 #include "linux/timers.h"
 #include "linux/x11_windows.h"
-#include "wmi/service.h"
 
 namespace kvwmi::ground {
 
@@ -34,11 +30,7 @@ class LinuxGround final : public Ground {
   std::unique_ptr<ThreadBound>& thread_slot() override;
 
  private:
-  [[nodiscard]] embedded::Service& service();
-
   Machine machine_;
-  std::once_flag service_made_;
-  std::optional<embedded::Service> service_;
   LinuxClock clock_;
   LinuxSystemInfo system_info_;
   X11Windows windows_;
