@@ -1,9 +1,9 @@
 #pragma once
 
 #include <cstddef>
+#include <forward_list>
 #include <memory>
-#include <optional>
-#include <vector>
+#include <utility>
 
 #include "wmi/cim/schema.h"
 #include "wmi/cim/value.h"
@@ -27,21 +27,36 @@ class Instance {
 
   /// The value of a column; the reference stays valid as long as the row.
   [[nodiscard]] const Value& get(std::size_t column) {
-    std::optional<Value>& slot = slots()[column];
-    if (!slot) slot = schema_->properties[column].read ? schema_->properties[column].read(*this) : Value();
-    return *slot;
+    if (const Known* known = find(column)) return known->value;
+    Value value = schema_->properties[column].read ? schema_->properties[column].read(*this) : Value();
+    return known_.emplace_front(column, std::move(value)).value;
   }
   /// Gives a column its value without its reader.
-  void set(std::size_t column, Value value) { slots()[column] = std::move(value); }
+  void set(std::size_t column, Value value) {
+    if (Known* known = find(column)) {
+      known->value = std::move(value);
+    } else {
+      known_.emplace_front(column, std::move(value));
+    }
+  }
 
  private:
-  std::vector<std::optional<Value>>& slots() {
-    if (slots_.empty()) slots_.resize(schema_->properties.size());
-    return slots_;
+  /// Most rows are asked for one or two of their many properties, so they keep those and no room for the others.
+  struct Known {
+    Known(std::size_t of, Value held) : column(of), value(std::move(held)) {}
+    std::size_t column;
+    Value value;
+  };
+
+  Known* find(std::size_t column) {
+    for (Known& known : known_) {
+      if (known.column == column) return &known;
+    }
+    return nullptr;
   }
 
   const Class* schema_;
-  std::vector<std::optional<Value>> slots_;
+  std::forward_list<Known> known_;
 };
 
 }  // namespace kvwmi::cim
