@@ -11,8 +11,6 @@
 namespace kvwmi::ground {
 namespace {
 
-constexpr std::int32_t kPathNotFound = 76;
-
 constexpr bool is_separator(char c) {
   return c == '\\' || c == '/';
 }
@@ -83,7 +81,7 @@ std::vector<std::string> Win32FileSystem::subfolders(const std::string& path) {
   // Every folder but an empty drive root has entries, so its attributes tell a missing one.
   const DWORD attributes = GetFileAttributesW(folder.c_str());
   if (attributes == INVALID_FILE_ATTRIBUTES || (attributes & FILE_ATTRIBUTE_DIRECTORY) == 0) {
-    throw Error(kPathNotFound, kComponentName, "Path not found");
+    throw runtime_error(RuntimeError::path_not_found);
   }
   std::vector<std::string> result;
   for (bool more = search.found(); more; more = FindNextFileW(search.handle, &search.entry) != FALSE) {

@@ -126,7 +126,9 @@ TEST_F(FileSystemTest, RepeatedSeparatorsCountAsOne) {
 }
 
 TEST_F(FileSystemTest, NamesBeyondTheCodePageAreKept) {
-  std::filesystem::create_directories(root / L"\x2603");
+  std::error_code unable;
+  std::filesystem::create_directories(root / L"\x2603", unable);
+  if (unable) GTEST_SKIP() << "the file system here cannot hold such a name";
   EXPECT_EQ(files.subfolders(windows::to_utf8(root.wstring())), std::vector{path(L"\x2603")});
 }
 
