@@ -8,6 +8,9 @@ else
   bold='' red='' green='' yellow='' reset=''
 fi
 
+# The tree may belong to another user than the one who builds it, as in a container.
+export GIT_CONFIG_COUNT=1 GIT_CONFIG_KEY_0=safe.directory GIT_CONFIG_VALUE_0=$root
+
 say() { printf '%s\n' "$*"; }
 complain() { printf '%s\n' "$*" >&2; }
 die() {
