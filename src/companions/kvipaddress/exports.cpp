@@ -16,6 +16,7 @@ struct Memory {
 };
 
 Memory& memory() {
+  // NOLINTNEXTLINE(cppcoreguidelines-avoid-non-const-global-variables): exports have no other place
   static Memory& memory = *new Memory;
   return memory;
 }

@@ -80,7 +80,7 @@ std::string folder_of(const std::string& path) {
 template <typename T>
 std::optional<T> head(std::string_view bytes) {
   if (bytes.size() < sizeof(T)) return std::nullopt;
-  T value;
+  T value{};
   std::memcpy(&value, bytes.data(), sizeof value);
   return value;
 }
