@@ -26,8 +26,9 @@ struct WmiProperty {
 
 /// One object of a query's answer, read out completely.
 struct WmiObject {
-  std::string class_name;               ///< in the schema's spelling
-  std::vector<WmiProperty> properties;  ///< without system properties, in the schema's order
+  std::string class_name;  ///< in the schema's spelling
+  std::vector<WmiProperty>
+      properties;  ///< in the schema's order, then the system properties asked for by name
 };
 
 /// A connection to one WMI namespace of the local machine, for queries of any kind.
@@ -43,7 +44,8 @@ class KVWMI_API WmiSession {
   WmiSession(const WmiSession&) = delete;
   WmiSession& operator=(const WmiSession&) = delete;
 
-  /// All objects that a WQL data query or schema query answers, in WMI's order.
+  /// All objects that a WQL data query or schema query answers, in WMI's order. System properties such as
+  /// __PATH come with them where the query selects them by name.
   [[nodiscard]] std::vector<WmiObject> query(const std::string& wql);
   /// The names of the namespace's classes, in WMI's order.
   [[nodiscard]] std::vector<std::string> classes();

@@ -177,6 +177,21 @@ TEST_F(Agent, QueryAsJsonIsAnArrayOfObjects) {
   EXPECT_EQ(run({"query", "SELECT * FROM Empty"}).out, "(no objects)\n");
 }
 
+TEST_F(Agent, AQueryOfClassesNamesThem) {
+  const std::string query = "SELECT * FROM meta_class WHERE __CLASS LIKE 'CIM%'";
+  wmi.answer(query, {object({}, "CIM_A"), object({{"Name", Value()}}, "CIM_B")});
+  EXPECT_EQ(Json::parse(run({"query", query, "--json"}).out).dump(),
+            R"([{"__CLASS":"CIM_A"},{"__CLASS":"CIM_B","Name":null}])");
+  EXPECT_EQ(run({"query", query}).out, "CIM_A\n\nCIM_B\n  Name  NULL\n");
+}
+
+TEST_F(Agent, QueryShowsTheSystemPropertiesThatItSelects) {
+  const std::string query = "SELECT __PATH, Name FROM X";
+  wmi.answer(query, {object({{"__PATH", Value("X=1")}, {"Name", Value("a")}}, "X")});
+  EXPECT_EQ(Json::parse(run({"query", query, "--json"}).out).dump(), R"([{"Name":"a","__PATH":"X=1"}])");
+  EXPECT_EQ(run({"query", query}).out, "Name  __PATH\na     X=1\n");
+}
+
 TEST_F(Agent, QueryGoesToTheNamespaceItIsGiven) {
   EXPECT_EQ(run({"query", "SELECT * FROM X", "--namespace", R"(root\DEFAULT)"}).status, 0);
   ASSERT_EQ(wmi.connections.size(), 1U);
@@ -208,6 +223,22 @@ TEST_F(Agent, TheCaretStandsUnderTheCharacterWhateverIsBeforeIt) {
             std::string::npos);
 }
 
+TEST_F(Agent, OfALongQueryOnlyThePartAroundTheCaretIsShown) {
+  const std::string query = "SELECT * FROM X WHERE " + std::string(200, 'a') + " ? " + std::string(200, 'b');
+  refuse(query, query.find('?'), "unexpected character '?'");
+  Console::Style narrow;
+  narrow.width = 40;
+  narrow.live = true;
+  EXPECT_EQ(run({"query", query}, narrow).err,
+            "kvwmi: Invalid query (0x80041017): unexpected character '?'\n"
+            "    ..." +
+                std::string(14, 'a') + " ? " + std::string(13, 'b') +
+                "...\n"
+                "                      ^\n"
+                "    raised by SWbemServicesEx\n");
+  EXPECT_NE(run({"query", query}).err.find("\n    " + query + "\n"), std::string::npos);
+}
+
 TEST_F(Agent, AnUnknownClassNamesTheNearest) {
   // Not every WMI tells the place.
   wmi.errors.emplace("SELECT * FROM Win32_Proces",
@@ -236,10 +267,7 @@ TEST_F(Agent, ClassesOfAnUnknownNameNamesTheNearest) {
   wmi.answer("SELECT * FROM meta_class", {object({}, "Win32_Process"), object({}, "Win32_Service")});
   const Result result = run({"classes", "Win32_Servis"});
   EXPECT_EQ(result.status, 1);
-  EXPECT_EQ(result.err,
-            "kvwmi: Not found (0x80041002)\n"
-            "    no class \"Win32_Servis\" in root\\CIMV2; nearest: Win32_Service\n"
-            "    raised by SWbemServicesEx\n");
+  EXPECT_EQ(result.err, "kvwmi: unknown class \"Win32_Servis\" in root\\CIMV2; nearest: Win32_Service\n");
   EXPECT_EQ(Json::parse(run({"classes", "Win32_Servis", "--json"}).out)["error"]["Number"], -2147217406);
 }
 

@@ -1,4 +1,5 @@
 #include <CLI/CLI.hpp>
+#include <cstdint>
 #include <nlohmann/json.hpp>
 #include <optional>
 
@@ -57,9 +58,10 @@ class ClassesCommand final : public Command {
     try {
       description = session.class_description(name_);
     } catch (const Error& error) {
-      if (console.json()) throw;
-      console.complain(error, "no class \"" + printable(name_) + "\" in " + name_space_ +
-                                  nearest_hint(name_, session.classes()));
+      constexpr auto kNotFound = static_cast<std::int32_t>(0x80041002);
+      if (console.json() || error.number() != kNotFound) throw;
+      console.complain("unknown class \"" + printable(name_) + "\" in " + printable(name_space_) +
+                       nearest_hint(name_, session.classes()));
       return kRaised;
     }
     if (console.json()) {

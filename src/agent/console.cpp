@@ -28,6 +28,16 @@ std::string number_text(std::int32_t number) {
   return number >= 0 ? std::to_string(number) : hexadecimal(number);
 }
 
+/// Bytes that the first `columns` columns of `text` take.
+std::size_t bytes_of_columns(std::string_view text, std::size_t columns) {
+  std::size_t bytes = 0;
+  for (std::size_t taken = 0; bytes < text.size(); ++bytes) {
+    taken += display_width(text.substr(bytes, 1));
+    if (taken > columns) break;
+  }
+  return bytes;
+}
+
 }  // namespace
 
 std::string_view trimmed(std::string_view text) {
@@ -35,14 +45,28 @@ std::string_view trimmed(std::string_view text) {
   return end == std::string_view::npos ? std::string_view() : text.substr(0, end + 1);
 }
 
-std::string show_place(const QueryDiagnostic& diagnostic) {
+std::string show_place(const QueryDiagnostic& diagnostic, std::size_t width) {
+  constexpr std::string_view kIndent = "    ";
+  constexpr std::string_view kCut = "...";
   const std::string_view query = diagnostic.query;
   const std::size_t offset = std::min(diagnostic.offset, query.size());
-  const auto before = query.substr(0, offset).find_last_of("\r\n");
-  const std::size_t begin = before == std::string_view::npos ? 0 : before + 1;
+  const auto line_end = query.substr(0, offset).find_last_of("\r\n");
+  const std::size_t begin = line_end == std::string_view::npos ? 0 : line_end + 1;
   const std::size_t end = std::min(query.find_first_of("\r\n", offset), query.size());
-  return "    " + printable(query.substr(begin, end - begin)) + "\n    " +
-         std::string(display_width(printable(query.substr(begin, offset - begin))), ' ') + "^";
+  std::string before = printable(query.substr(begin, offset - begin));
+  std::string after = printable(query.substr(offset, end - offset));
+
+  // Of a line that is too long, the part around the place: what one side leaves is the other's.
+  const std::size_t room = std::max<std::size_t>(width, 40) - kIndent.size();
+  const std::size_t left = std::max(room / 2, room - std::min(room, display_width(after)));
+  if (const std::size_t columns = display_width(before); columns > left) {
+    before.replace(0, bytes_of_columns(before, columns - left + kCut.size()), kCut);
+  }
+  if (const std::size_t right = room - display_width(before); display_width(after) > right) {
+    after.replace(bytes_of_columns(after, right - kCut.size()), std::string::npos, kCut);
+  }
+  return std::string(kIndent) + before + after + '\n' + std::string(kIndent) +
+         std::string(display_width(before), ' ') + '^';
 }
 
 void Console::print(const Table& table) {
@@ -80,7 +104,9 @@ void Console::complain(const Error& error, std::string_view hint) {
   std::string line = printable(trimmed(error.description())) + " (" + number_text(error.number()) + ")";
   if (place != nullptr && !place->message.empty()) line += ": " + printable(place->message);
   complain(line);
-  if (place != nullptr) err_ << show_place(*place) << '\n';
+  // Only on a terminal a longer line would break, and the caret with it.
+  constexpr std::size_t kElsewhere = 1000;
+  if (place != nullptr) err_ << show_place(*place, style_.live ? style_.width : kElsewhere) << '\n';
   if (!hint.empty()) err_ << "    " << hint << '\n';
   // Each line of the Source is one routine that the error has passed, the innermost first.
   const char* label = "    raised by ";

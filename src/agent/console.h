@@ -66,7 +66,8 @@ class Console {
 /// `text` without blanks and line ends at its end; WMI's texts have one.
 [[nodiscard]] std::string_view trimmed(std::string_view text);
 
-/// The query's offending line with a caret under the place, two lines.
-[[nodiscard]] std::string show_place(const QueryDiagnostic& diagnostic);
+/// The query's offending line with a caret under the place, two lines; where `width` columns do not hold the
+/// line, the part of it around the place.
+[[nodiscard]] std::string show_place(const QueryDiagnostic& diagnostic, std::size_t width);
 
 }  // namespace kvwmi::agent

@@ -33,12 +33,20 @@ std::string cell(const WmiObject& object, const std::string& name) {
   return found == object.properties.end() ? "" : to_line(found->value);
 }
 
-/// A table where it fits the line; else one block of lines for each object.
-void print_objects(Console& console, const std::vector<WmiObject>& objects) {
-  if (objects.empty()) {
-    console.print(console.paint(Console::Colour::dim, "(no objects)"));
-    return;
+/// One block of lines for each object.
+void print_blocks(Console& console, const std::vector<WmiObject>& objects) {
+  for (const WmiObject& object : objects) {
+    if (&object != &objects.front()) console.print("");
+    Table block({{object.class_name}, {""}});
+    for (const WmiProperty& property : object.properties) {
+      block.add({"  " + property.name, to_line(property.value)});
+    }
+    console.print(block);
   }
+}
+
+/// A table where it fits the line, else blocks.
+void print_table(Console& console, const std::vector<WmiObject>& objects) {
   const std::vector<WmiProperty> columns = columns_of(objects);
   std::vector<Table::Column> headings;
   for (const WmiProperty& column : columns) {
@@ -53,15 +61,8 @@ void print_objects(Console& console, const std::vector<WmiObject>& objects) {
   }
   if (table.width() <= console.width()) {
     console.print(table);
-    return;
-  }
-  for (const WmiObject& object : objects) {
-    if (&object != &objects.front()) console.print("");
-    Table block({{object.class_name}, {""}});
-    for (const WmiProperty& property : object.properties) {
-      block.add({"  " + property.name, to_line(property.value)});
-    }
-    console.print(block);
+  } else {
+    print_blocks(console, objects);
   }
 }
 
@@ -71,7 +72,7 @@ std::string class_of(const std::string& query) {
   for (std::string word; words >> word;) {
     if (same_name(word, "FROM")) {
       words >> word;
-      return word;
+      return word.substr(0, word.find(';'));
     }
   }
   return {};
@@ -103,14 +104,7 @@ class QueryCommand final : public Command {
   int run(Console& console) override {
     WmiSession session(name_space_);
     try {
-      const std::vector<WmiObject> objects = session.query(wql_);
-      if (console.json()) {
-        Json document = Json::array();
-        for (const WmiObject& object : objects) document.push_back(to_json(object));
-        console.print_json(document);
-      } else {
-        print_objects(console, objects);
-      }
+      print(console, session.query(wql_));
       return kAnswered;
     } catch (const Error& error) {
       if (console.json()) throw;
@@ -120,6 +114,26 @@ class QueryCommand final : public Command {
   }
 
  private:
+  void print(Console& console, const std::vector<WmiObject>& objects) const {
+    // The objects of such a query are classes: their names are the answer.
+    const bool classes = same_name(class_of(wql_), "meta_class");
+    if (console.json()) {
+      Json document = Json::array();
+      for (const WmiObject& object : objects) {
+        Json& entry = document.emplace_back(Json::object());
+        if (classes) entry["__CLASS"] = object.class_name;
+        entry.update(to_json(object));
+      }
+      console.print_json(document);
+    } else if (objects.empty()) {
+      console.print(console.paint(Console::Colour::dim, "(no objects)"));
+    } else if (classes) {
+      print_blocks(console, objects);
+    } else {
+      print_table(console, objects);
+    }
+  }
+
   std::string wql_;
   std::string name_space_ = R"(root\CIMV2)";
 };

@@ -1,5 +1,7 @@
 #include "kvwmi/wmi_session.h"
 
+#include <algorithm>
+#include <string_view>
 #include <utility>
 
 #include "frame/connection.h"
@@ -32,6 +34,37 @@ bool is_class_name(const std::string& name) {
   return !name.empty() && name.find_first_of("'\"\\") == std::string::npos;
 }
 
+/// The next word of a select list, without the blanks and commas around it.
+std::string_view next_word(std::string_view& rest) {
+  constexpr std::string_view kBetween = " \t\r\n,";
+  rest.remove_prefix(std::min(rest.find_first_not_of(kBetween), rest.size()));
+  const std::string_view word = rest.substr(0, rest.find_first_of(kBetween));
+  rest.remove_prefix(word.size());
+  return word;
+}
+
+/// The system properties that a query selects by name, as written: they are no part of an object's own.
+std::vector<std::string_view> selected_system_properties(std::string_view query) {
+  std::vector<std::string_view> names;
+  if (!equals_ignoring_case(next_word(query), "SELECT")) return names;
+  for (auto word = next_word(query); !word.empty() && !equals_ignoring_case(word, "FROM");
+       word = next_word(query)) {
+    const auto same = [&](std::string_view other) { return equals_ignoring_case(word, other); };
+    if (word.starts_with("__") && std::none_of(names.begin(), names.end(), same)) names.push_back(word);
+  }
+  return names;
+}
+
+WmiProperty read_system_property(wmi::Object& object, std::string_view written) {
+  WmiProperty result;
+  // All of them are spelled in capital letters.
+  for (const char c : written) result.name += c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c;
+  result.value = object.get(result.name);
+  result.is_array = result.value.get_if<wmi::Value::Array>() != nullptr;
+  if (result.value.get_if<std::int32_t>() != nullptr) result.type = wmi::CimType::sint32;
+  return result;
+}
+
 }  // namespace
 
 WmiSession::WmiSession(const std::string& name_space) : WmiSession(local_ground(), name_space) {}
@@ -42,8 +75,14 @@ WmiSession::WmiSession(Ground& ground, const std::string& name_space)
 WmiSession::~WmiSession() = default;
 
 std::vector<WmiObject> WmiSession::query(const std::string& wql) {
+  const std::vector<std::string_view> system_properties = selected_system_properties(wql);
   std::vector<WmiObject> result;
-  for_each_object(*services_, wql, [&](wmi::Object& object) { result.push_back(read(object)); });
+  for_each_object(*services_, wql, [&](wmi::Object& object) {
+    result.push_back(read(object));
+    std::vector<WmiProperty>& properties = result.back().properties;
+    for (const std::string_view name : system_properties)
+      properties.push_back(read_system_property(object, name));
+  });
   return result;
 }
 
@@ -56,10 +95,15 @@ std::vector<std::string> WmiSession::classes() {
 
 WmiObject WmiSession::class_description(const std::string& name) {
   if (is_class_name(name)) {
-    // ISA also answers the classes derived from it, which may come first.
-    const auto set = services_->exec_query("SELECT * FROM meta_class WHERE __this ISA '" + name + "'");
-    for (const auto objects = set->enumerate(); const auto object = objects->next();) {
-      if (equals_ignoring_case(object->class_name(), name)) return read(*object);
+    try {
+      // ISA also answers the classes derived from it, which may come first.
+      const auto set = services_->exec_query("SELECT * FROM meta_class WHERE __this ISA '" + name + "'");
+      for (const auto objects = set->enumerate(); const auto object = objects->next();) {
+        if (equals_ignoring_case(object->class_name(), name)) return read(*object);
+      }
+    } catch (const Error& error) {
+      // Where WMI refuses ISA with a class that it lacks, the caller has asked for a class all the same.
+      if (!is_status(error, wmi::Status::invalid_class)) throw;
     }
   }
   throw wmi::wmi_error(wmi::Status::not_found, wmi::source::kServices);

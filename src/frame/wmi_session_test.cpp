@@ -67,6 +67,33 @@ TEST(WmiSession, AnswersObjectsInOrderWithTheirProperties) {
   EXPECT_TRUE(found[1].properties[1].value.is_null());
 }
 
+TEST(WmiSession, SystemPropertiesComeWhereTheQuerySelectsThem) {
+  FakeGround ground;
+  const auto row = object({{"__PATH", wmi::Value("A.Name=\"x\"")},
+                           {"__GENUS", wmi::Value(std::int32_t{2})},
+                           {"__DERIVATION", wmi::Value(wmi::Value::Array{wmi::Value("B")})},
+                           {"Name", wmi::Value("x")}},
+                          "A");
+  const std::string named = "select __path,Name,\t__GENUS , __Derivation,__PATH FROM A WHERE __CLASS='A'";
+  ground.wmi.answer(named, {row});
+  ground.wmi.answer("SELECT * FROM A WHERE __CLASS='A'", {row});
+  const std::vector<WmiObject> found = WmiSession(ground).query(named);
+  ASSERT_EQ(found.size(), 1U);
+  ASSERT_EQ(found[0].properties.size(), 4U);
+  EXPECT_EQ(found[0].properties[0].name, "Name");
+  EXPECT_EQ(found[0].properties[1].name, "__PATH");
+  EXPECT_EQ(found[0].properties[1].value, wmi::Value("A.Name=\"x\""));
+  EXPECT_EQ(found[0].properties[1].type, wmi::CimType::string);
+  EXPECT_EQ(found[0].properties[2].name, "__GENUS");
+  EXPECT_EQ(found[0].properties[2].type, wmi::CimType::sint32);
+  EXPECT_EQ(found[0].properties[3].name, "__DERIVATION");
+  EXPECT_TRUE(found[0].properties[3].is_array);
+
+  const std::vector<WmiObject> all = WmiSession(ground).query("SELECT * FROM A WHERE __CLASS='A'");
+  ASSERT_EQ(all.size(), 1U);
+  EXPECT_EQ(all[0].properties.size(), 1U);
+}
+
 TEST(WmiSession, CarriesTheDiagnosticOfARefusedQuery) {
   FakeGround ground;
   ground.wmi.errors.emplace("SELEKT", wmi::wmi_error(wmi::Status::invalid_query, wmi::source::kServices)
@@ -105,6 +132,22 @@ TEST(WmiSession, AnUnknownClassIsNotFound) {
     EXPECT_EQ(error.number(), static_cast<std::int32_t>(0x80041002)) << name;
     EXPECT_EQ(error.description(), "Not found ") << name;
   }
+}
+
+TEST(WmiSession, AnUnknownClassIsNotFoundWhereIsaWithItIsRefusedToo) {
+  FakeGround ground;
+  const std::string query = "SELECT * FROM meta_class WHERE __this ISA 'Nope'";
+  ground.wmi.errors.emplace(query, wmi::wmi_error(wmi::Status::invalid_class, wmi::source::kObjectSet)
+                                       .with_diagnostic({query, 42, "there is no class 'Nope'"}));
+  WmiSession session(ground);
+  const Error error = failure_of([&] { static_cast<void>(session.class_description("Nope")); });
+  EXPECT_TRUE(is_status(error, wmi::Status::not_found));
+  EXPECT_EQ(error.query_diagnostic(), nullptr);  // the query is none of the caller's
+
+  ground.wmi.errors.insert_or_assign(query,
+                                     wmi::wmi_error(wmi::Status::access_denied, wmi::source::kObjectSet));
+  EXPECT_TRUE(is_status(failure_of([&] { static_cast<void>(session.class_description("Nope")); }),
+                        wmi::Status::access_denied));
 }
 
 }  // namespace

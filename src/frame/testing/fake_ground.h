@@ -35,8 +35,10 @@ class FakeObject final : public wmi::Object {
   }
   std::vector<wmi::Property> properties() override {
     std::vector<wmi::Property> result;
-    for (const wmi::NamedValue& entry : values_)
+    for (const wmi::NamedValue& entry : values_) {
+      if (entry.name.starts_with("__")) continue;  // a system property, told by name only
       result.push_back({entry.name, entry.value, wmi::CimType::string, false, false, ""});
+    }
     return result;
   }
   std::int32_t call(std::string_view method, const wmi::NamedValues& arguments) override {
