@@ -25,7 +25,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   for (const CpuInfo& cpu : parse_cpuinfo(text)) static_cast<void>(cpu.has_flag("vmx"));
   static_cast<void>(parse_size_kilobytes(text));
 
-  if (const auto value = field(text, "MemTotal")) {
+  if (const auto value = field(text, "MemTotal"); value && !value->empty()) {
     require(value->data() >= text.data() && value->data() + value->size() <= text.data() + text.size(),
             "a value is a part of the text");
   }
