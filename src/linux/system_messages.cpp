@@ -122,12 +122,18 @@ constexpr Message kMessages[]{
     Message{
         130,
         "Attempt to use a file handle to an open disk partition for an operation other than raw disk I/O."},
+    Message{
+        130,
+        "Attempt to use a file handle to an open disk partition for an operation other than raw disk I/O."},
     Message{131, "An attempt was made to move the file pointer before the beginning of the file."},
     Message{132, "The file pointer cannot be set on the specified device or file."},
     Message{133,
             "A JOIN or SUBST command cannot be used for a drive that contains previously joined drives."},
     Message{134,
             "An attempt was made to use a JOIN or SUBST command on a drive that has already been joined."},
+    Message{
+        135,
+        "An attempt was made to use a JOIN or SUBST command on a drive that has already been substituted."},
     Message{
         135,
         "An attempt was made to use a JOIN or SUBST command on a drive that has already been substituted."},
@@ -289,6 +295,9 @@ constexpr Message kMessages[]{
             "This service runs in the same process as the service control manager. Therefore, the service "
             "control manager cannot take action if this service's process terminates unexpectedly."},
     Message{1082, "No recovery program has been configured for this service."},
+    Message{
+        1083,
+        "The executable program that this service is configured to run in does not implement the service."},
     Message{
         1083,
         "The executable program that this service is configured to run in does not implement the service."},
@@ -540,6 +549,8 @@ constexpr Message kMessages[]{
     Message{1770, "A floating-point underflow occurred at the RPC server."},
     Message{1771, "A floating-point overflow occurred at the RPC server."},
     Message{1772, "The list of RPC servers available for the binding of auto handles has been exhausted."},
+    Message{1773, "Unable to open the character translation table file."},
+    Message{1774, "The file containing the character translation table has fewer than 512 bytes."},
     Message{1775,
             "A null context handle was passed from the client to the host during a remote procedure call."},
     Message{1777, "The context handle changed during a remote procedure call."},
@@ -551,6 +562,10 @@ constexpr Message kMessages[]{
     Message{1783, "The stub received bad data."},
     Message{1784, "The supplied user buffer is not valid for the requested operation."},
     Message{1785, "The disk media is not recognized. It may not be formatted."},
+    Message{1786, "The workstation does not have a trust secret."},
+    Message{1787,
+            "The security database on the server does not have a computer account for this workstation trust "
+            "relationship."},
     Message{1788, "The trust relationship between the primary domain and the trusted domain failed."},
     Message{1789, "The trust relationship between this workstation and the primary domain failed."},
     Message{1790, "The network logon failed."},

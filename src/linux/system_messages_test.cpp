@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <limits>
+#include <set>
 #include <utility>
 #include <vector>
 
@@ -47,6 +48,16 @@ TEST(SystemMessages, TextsThatNeedArgumentsHaveNoEntry) {
   // "%1 is not a valid Win32 application." cannot be told without saying which.
   for (const std::int32_t code : {34, 106, 129, 182, 193})
     EXPECT_EQ(system_message(code), std::nullopt) << code;
+}
+
+TEST(SystemMessages, EveryCodeBelow200IsTold) {
+  // What has no text here takes arguments (see above), or is a number that the system never gave away.
+  const std::set<std::int32_t> none{34,  35,  37,  40,  41,  42,  43,  44,  45,  46,  47,  48,  49,  73,  74,
+                                    75,  76,  77,  78,  79,  81,  90,  91,  92,  93,  94,  95,  96,  97,  98,
+                                    99,  106, 115, 116, 129, 163, 165, 166, 168, 169, 172, 175, 176, 177, 178,
+                                    179, 181, 182, 184, 185, 188, 189, 190, 191, 192, 193, 194, 195, 198};
+  for (std::int32_t code = 0; code < 200; ++code)
+    EXPECT_EQ(system_message(code).has_value(), !none.contains(code)) << code;
 }
 
 TEST(SystemMessages, EveryTextIsOneCompleteLine) {

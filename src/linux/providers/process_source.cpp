@@ -60,6 +60,10 @@ bool for_each_entry(int folder, Name&& name) {
 /// through all numbers.
 constexpr std::chrono::seconds kNumberIsSafe{1};
 
+/// What the kernel's start times are told in. The difference of two clocks is read to the microsecond and
+/// differs a little at each reading; cut to these steps it is the same for every program that computes it.
+using StartTimeStep = std::chrono::duration<std::int64_t, std::centi>;
+
 std::string_view without_line_end(std::string_view text) {
   if (text.ends_with('\n')) text.remove_suffix(1);
   return text;
@@ -70,7 +74,7 @@ std::string_view without_line_end(std::string_view text) {
 ProcessSource::ProcessSource(const Machine& machine)
     : machine_(machine),
       proc_(open(machine.proc.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC)),
-      boot_to_1970_(machine.wall_time() - machine.boot_time()),
+      boot_to_1970_(std::chrono::floor<StartTimeStep>(machine.wall_time() - machine.boot_time())),
       tick_100ns_(10'000'000 / static_cast<std::uint64_t>(sysconf(_SC_CLK_TCK))),
       page_size_(static_cast<std::uint64_t>(sysconf(_SC_PAGESIZE))) {}
 

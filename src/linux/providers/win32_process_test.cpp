@@ -186,6 +186,17 @@ TEST_F(RecordedProcesses, CreationDateDoesNotFollowTheClock) {
   EXPECT_EQ(text_of(*rows_of(*provider, {numbered(1)}).front(), "CreationDate"), before);
 }
 
+TEST_F(RecordedProcesses, CreationDateIsTheSameForEveryProgramThatAsks) {
+  // Two programs never read the two clocks at the same distance from each other.
+  machine.wall += std::chrono::milliseconds(4);
+  const auto date = [&] { return text_of(*rows_of(*provider, {numbered(1)}).front(), "CreationDate"); };
+  provider = providers::make_win32_process(machine);
+  const std::string one = date();
+  machine.wall += std::chrono::microseconds(37);
+  provider = providers::make_win32_process(machine);
+  EXPECT_EQ(date(), one);
+}
+
 TEST_F(RecordedProcesses, TerminateAnswersWmisCodes) {
   int result = 0;
   pid_t asked = 0;
