@@ -1,5 +1,6 @@
 #include "linux/providers/login_manager.h"
 
+#include <atomic>
 #include <string_view>
 
 #include "kvwmi/error.h"
@@ -153,7 +154,7 @@ TEST_F(LoginManagers, BrokenConnectionIsReplaced) {
     return sd_bus_reply_method_return(call, "a(susso)", 1, "1", 1000U, "me", "seat0", "/s/1");
   };
   EXPECT_EQ(manager.sessions(), 1U);
-  int hung_up = 0;
+  std::atomic<int> hung_up = 0;
   answer = [&hung_up](sd_bus_message* call) {
     if (hung_up++ == 0) {
       sd_bus_close(sd_bus_message_get_bus(call));
