@@ -121,9 +121,9 @@ void require_object(const Place& place, std::span<const Key> keys,
   std::vector<std::string> known;
   for (const Key& key : keys) known.emplace_back(key.name);
   for (const WatchOption& option : options) known.emplace_back(option.name);
-  for (const auto& [name, node] : place.node.members) {
-    if (std::find(known.begin(), known.end(), name) == known.end()) {
-      place.member(name)->refuse("unknown key" + nearest_hint(name, known));
+  for (const JsonNode& member : place.node.members) {
+    if (std::find(known.begin(), known.end(), member.name) == known.end()) {
+      place.member(member.name)->refuse("unknown key" + nearest_hint(member.name, known));
     }
   }
   for (const Key& key : keys) {

@@ -1,7 +1,9 @@
 #include "agent/scenario_document.h"
 
+#include <algorithm>
 #include <iterator>
 #include <nlohmann/json.hpp>
+#include <utility>
 
 #include "agent/table.h"
 #include "agent/usage_error.h"
@@ -75,8 +77,9 @@ class TreeBuilder final : public nlohmann::json_sax<Json> {
   bool end_array() override { return close(); }
   bool key(string_t& name) override {
     if (open_.back()->find(name) != nullptr) refuse(line_, "\"" + name + "\" stands there twice");
-    open_.back()->members.emplace_back(name, JsonNode{});
-    open_.back()->members.back().second.line = line_;
+    JsonNode& member = open_.back()->members.emplace_back();
+    member.name = name;
+    member.line = line_;
     return true;
   }
   bool parse_error(std::size_t, const std::string& token, const Json::exception&) override {
@@ -90,7 +93,7 @@ class TreeBuilder final : public nlohmann::json_sax<Json> {
   JsonNode& next() {
     if (open_.empty()) return root;
     JsonNode& parent = *open_.back();
-    if (parent.kind == JsonNode::Kind::object) return parent.members.back().second;
+    if (parent.kind == JsonNode::Kind::object) return parent.members.back();
     return parent.elements.emplace_back();
   }
   JsonNode& place(JsonNode::Kind kind) {
@@ -118,11 +121,10 @@ class TreeBuilder final : public nlohmann::json_sax<Json> {
 
 }  // namespace
 
-const JsonNode* JsonNode::find(std::string_view name) const {
-  for (const auto& [known, node] : members) {
-    if (known == name) return &node;
-  }
-  return nullptr;
+const JsonNode* JsonNode::find(std::string_view wanted) const {
+  const auto found = std::find_if(members.begin(), members.end(),
+                                  [&](const JsonNode& member) { return member.name == wanted; });
+  return found == members.end() ? nullptr : &*found;
 }
 
 JsonNode read_json(std::string_view text) {

@@ -1,9 +1,8 @@
 #pragma once
 
-#include <cstdint>
+#include <cstddef>
 #include <string>
 #include <string_view>
-#include <utility>
 #include <vector>
 
 namespace kvwmi::agent {
@@ -14,12 +13,13 @@ struct JsonNode {
 
   Kind kind = Kind::null;
   std::size_t line = 0;  ///< from 1; of a member the line of its key
+  std::string name;      ///< of a member of an object
   std::string text;      ///< of a text; of a number or flag as it is written
   std::vector<JsonNode> elements;
-  std::vector<std::pair<std::string, JsonNode>> members;  ///< in the file's order
+  std::vector<JsonNode> members;  ///< in the file's order
 
   /// The member of that name, or null.
-  [[nodiscard]] const JsonNode* find(std::string_view name) const;
+  [[nodiscard]] const JsonNode* find(std::string_view wanted) const;
 };
 
 /// Reads a document; raises UsageError "LINE: message" where it is no JSON or names a member twice.
