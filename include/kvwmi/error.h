@@ -10,11 +10,11 @@
 
 namespace kvwmi {
 
-/// Where in a WQL text a query was refused, for people; the error itself carries WMI's number and text.
+/// Why a query was refused or not answered, for people; the error itself carries WMI's number and text.
 struct QueryDiagnostic {
-  std::string query;    ///< the text as it was given
+  std::string query;    ///< the refused text as it was given; empty where the text was not at fault
   std::size_t offset;   ///< byte offset of the offending place, at most query.size()
-  std::string message;  ///< what was wrong there, one line without a final stop
+  std::string message;  ///< what was wrong, one line without a final stop
 };
 
 /// The one failure of this library: what an automation client sees as Err.Number, Err.Source,
@@ -32,7 +32,7 @@ class KVWMI_API Error : public std::exception {
   [[nodiscard]] const std::string& description() const noexcept { return description_; }
   [[nodiscard]] const char* what() const noexcept override { return description_.c_str(); }
 
-  /// The refused place of a query, or null when the error is about something else.
+  /// What the embedded service knows beyond WMI's text, or null.
   [[nodiscard]] const QueryDiagnostic* query_diagnostic() const noexcept { return diagnostic_.get(); }
 
   /// The same error under another number.

@@ -106,6 +106,18 @@ TEST_F(Agent, AFailedCheckShowsWhatAutomationClientsSee) {
             R"("Description":"Invalid query ","offset":43,"message":"unexpected text"}})");
 }
 
+TEST_F(Agent, AFailureSaysItsCauseWhereThatIsKnown) {
+  wmi.errors.emplace(kServiceQuery, wmi::wmi_error(wmi::Status::provider_failure, wmi::source::kObjectSet)
+                                        .with_diagnostic({"", 0, "nobody answers"}));
+  EXPECT_EQ(run({"check", "service-state", "Web Server"}).err,
+            "kvwmi: Provider failure (0x80040211): nobody answers\n"
+            "    raised by SWbemObjectSet\n"
+            "              KVWMI : CheckPoint.m_GetServiceState\n");
+  EXPECT_EQ(Json::parse(run({"query", kServiceQuery, "--json"}).out).dump(),
+            R"({"error":{"Number":-2147217404,"Source":"SWbemObjectSet","Description":"Provider failure ",)"
+            R"("message":"nobody answers"}})");
+}
+
 TEST_F(Agent, AllChecksWithoutANameInOneTable) {
   wmi.answer(kSystemQuery, {object({{"FreePhysicalMemory", Value("2048")},
                                     {"TotalVisibleMemorySize", Value("4096")},

@@ -106,7 +106,8 @@ void Console::complain(const Error& error, std::string_view hint) {
   complain(line);
   // Only on a terminal a longer line would break, and the caret with it.
   constexpr std::size_t kElsewhere = 1000;
-  if (place != nullptr) err_ << show_place(*place, style_.live ? style_.width : kElsewhere) << '\n';
+  if (place != nullptr && !place->query.empty())
+    err_ << show_place(*place, style_.live ? style_.width : kElsewhere) << '\n';
   if (!hint.empty()) err_ << "    " << hint << '\n';
   // Each line of the Source is one routine that the error has passed, the innermost first.
   const char* label = "    raised by ";

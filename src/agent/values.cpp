@@ -79,7 +79,7 @@ Json to_json(const Error& error) {
   Json result = {
       {"Number", error.number()}, {"Source", error.source()}, {"Description", error.description()}};
   if (const QueryDiagnostic* place = error.query_diagnostic()) {
-    result["offset"] = place->offset;
+    if (!place->query.empty()) result["offset"] = place->offset;
     result["message"] = place->message;
   }
   return result;

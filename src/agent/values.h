@@ -13,7 +13,8 @@ namespace kvwmi::agent {
 [[nodiscard]] nlohmann::ordered_json to_json(const wmi::Value& value);
 /// Property to value.
 [[nodiscard]] nlohmann::ordered_json to_json(const WmiObject& object);
-/// {"Number", "Source", "Description"}; of a refused query also the offset and what was wrong there.
+/// {"Number", "Source", "Description"}; of a refused query also the offset, and what was wrong where that is
+/// known.
 [[nodiscard]] nlohmann::ordered_json to_json(const Error& error);
 
 /// One line, control characters made visible; Null is "NULL", an array {a, b}.

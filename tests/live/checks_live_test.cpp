@@ -226,6 +226,10 @@ TEST(ChecksLive, ServicesWithoutASystemdAreAProviderFailureAndNotNone) {
     FAIL() << "nothing was raised";
   } catch (const Error& error) {
     EXPECT_EQ(error.description(), "Provider failure ");
+    ASSERT_NE(error.query_diagnostic(), nullptr);
+    EXPECT_TRUE(error.query_diagnostic()->message.starts_with(
+        "the service manager does not answer on the system bus ("))
+        << error.query_diagnostic()->message;
   }
 }
 

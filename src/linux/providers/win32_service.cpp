@@ -1,4 +1,5 @@
 #include <cerrno>
+#include <system_error>
 
 #include "frame/wmi_status.h"
 #include "linux/parsers/process_stat.h"
@@ -35,8 +36,15 @@ enum Code : std::uint32_t {
 
 /// The error that a query or a property read raises.
 [[noreturn]] void raise(const BusError& error) {
-  throw wmi::wmi_error(error.is_denied() ? wmi::Status::access_denied : wmi::Status::provider_failure,
-                       wmi::source::kObjectSet);
+  const bool denied = error.is_denied();
+  const std::string cause =
+      error.name().empty() ? std::generic_category().message(error.number()) : error.name();
+  throw wmi::wmi_error(denied ? wmi::Status::access_denied : wmi::Status::provider_failure,
+                       wmi::source::kObjectSet)
+      .with_diagnostic({"", 0,
+                        std::string("the service manager ") +
+                            (denied ? "refuses the question" : "does not answer on the system bus") + " (" +
+                            cause + ")"});
 }
 
 /// The code for a request that the manager refused; what is no answer of its own raises.
