@@ -2,9 +2,9 @@
 
 #include <utility>
 
-#include "frame/runtime_error.h"
 #include "linux/local_service.h"
 #include "linux/thread_loop.h"
+#include "wmi/events/event_sink.h"
 
 namespace kvwmi {
 
@@ -20,8 +20,8 @@ std::unique_ptr<wmi::Locator> LinuxGround::create_locator() {
   return local_service().create_locator();
 }
 
-std::shared_ptr<wmi::Sink> LinuxGround::create_sink(wmi::ObjectReady) {
-  throw runtime_error(RuntimeError::cannot_create_object);
+std::shared_ptr<wmi::Sink> LinuxGround::create_sink(wmi::ObjectReady handler) {
+  return std::make_shared<embedded::EventSink>(std::move(handler), ThreadLoop::current().mailbox());
 }
 
 std::unique_ptr<ThreadBound>& LinuxGround::thread_slot() {

@@ -1,8 +1,10 @@
 #include "linux/local_service.h"
 
+#include "frame/diagnostics.h"
 #include "linux/machine.h"
 #include "linux/providers/make_providers.h"
 #include "linux/providers/operating_system.h"
+#include "wmi/events/event_service.h"
 
 namespace kvwmi::ground {
 namespace {
@@ -10,6 +12,8 @@ namespace {
 embedded::Service& make_service() {
   static const Machine& machine = *new Machine;
   embedded::Service& service = *new embedded::Service({.server_name = providers::computer_name(machine)});
+  service.set_notifier(std::make_shared<embedded::EventService>(
+      embedded::EventService::Options{.settings = {.on_failure = &report, .wall_time = {}}}));
   for (std::unique_ptr<embedded::Provider>& provider : make_providers(machine))
     service.add(std::move(provider));
   return service;

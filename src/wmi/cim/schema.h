@@ -30,6 +30,9 @@ enum : std::uint8_t {
   kKey = 1,      ///< part of the object path
   kNarrows = 2,  ///< the provider can take `property = constant` and enumerate less for it
   kArray = 4,
+  /// Like a key without being part of the path: a row in which it changes has ended, and another one has begun
+  /// under the same keys.
+  kIdentifies = 8,
 };
 
 struct Property {
@@ -41,6 +44,7 @@ struct Property {
   Value (*read)(Instance& self);  ///< null for properties that the row is made with (see Instance::set)
 
   [[nodiscard]] constexpr bool is_key() const { return (flags & kKey) != 0; }
+  [[nodiscard]] constexpr bool identifies() const { return (flags & kIdentifies) != 0; }
   [[nodiscard]] constexpr bool narrows() const { return (flags & kNarrows) != 0; }
   [[nodiscard]] constexpr bool is_array() const { return (flags & kArray) != 0; }
 };

@@ -1,0 +1,56 @@
+#pragma once
+
+#include <functional>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <tuple>
+
+#include "wmi/events/poll_group.h"
+#include "wmi/service.h"
+
+namespace kvwmi::embedded {
+
+/// All subscriptions of a service and their polls, without a thread of its own: run() does what is due.
+class EventEngine : public std::enable_shared_from_this<EventEngine> {
+ public:
+  /// `wake` is called, from any thread, when run() is due earlier than it said.
+  EventEngine(std::shared_ptr<const EventSettings> settings, std::function<void()> wake);
+
+  /// Takes a subscription from `now` on. Raises wql::QueryError or Error for a refused one, of which nothing
+  /// remains.
+  void subscribe(const NotificationRequest& request, TimePoint now);
+
+  /// Does one thing that is due by `now`, where there is one; several threads may. Tells whether there was.
+  bool run_one(TimePoint now);
+  /// When the next thing is due; nullopt for never.
+  [[nodiscard]] std::optional<TimePoint> due();
+
+  /// How many polls there are, for tests.
+  [[nodiscard]] std::size_t polls();
+
+ private:
+  /// Provider, period, and the equalities that narrow the poll.
+  using Key = std::tuple<const Provider*, std::chrono::nanoseconds, std::string>;
+  struct Slot {
+    std::shared_ptr<PollGroup> group;
+    std::optional<TimePoint> scheduled;  ///< nullopt while it runs
+  };
+  using Slots = std::map<Key, Slot>;
+
+  std::shared_ptr<PollGroup> group_for(const Key& key, const PollScope& scope);
+  void schedule(const Key& key, const std::shared_ptr<PollGroup>& group);
+  void remove(const Key& key, const std::shared_ptr<PollGroup>& group);
+  void sink_closed();
+
+  const std::shared_ptr<const EventSettings> settings_;
+  const std::function<void()> wake_;
+  const std::shared_ptr<std::atomic<std::size_t>> subscriptions_;
+  std::mutex mutex_;
+  Slots slots_;
+  std::multimap<TimePoint, Key> schedule_;
+};
+
+}  // namespace kvwmi::embedded

@@ -1,0 +1,181 @@
+#include "wmi/events/event_service.h"
+
+#include <algorithm>
+#include <thread>
+#include <utility>
+
+#include "wmi/failures.h"
+
+namespace kvwmi::embedded {
+namespace {
+
+TimePoint steady_now() {
+  return std::chrono::steady_clock::now();
+}
+
+/// 100 ns since 1601, UTC.
+std::uint64_t wall_now() {
+  constexpr std::uint64_t kFrom1601To1970 = 116'444'736'000'000'000;
+  using Ticks = std::chrono::duration<std::int64_t, std::ratio<1, 10'000'000>>;
+  const auto since_1970 = std::chrono::system_clock::now().time_since_epoch();
+  return kFrom1601To1970 + static_cast<std::uint64_t>(std::chrono::duration_cast<Ticks>(since_1970).count());
+}
+
+EventService::Options completed(EventService::Options options) {
+  if (!options.settings.wall_time) options.settings.wall_time = &wall_now;
+  return options;
+}
+
+}  // namespace
+
+/// The threads. One has the turn and polls; another watches it and takes the turn when it is held up.
+class EventService::Crew {
+ public:
+  explicit Crew(const Options& options) : options_(options) {}
+
+  void start(std::shared_ptr<EventEngine> engine) {
+    const std::scoped_lock lock(mutex_);
+    if (engine_ || stopping_) return;
+    engine_ = std::move(engine);
+    hire();
+    hire();
+  }
+
+  void wake() {
+    const std::scoped_lock lock(mutex_);
+    woken_ = true;
+    changed_.notify_all();
+  }
+
+  void stop() {
+    std::vector<std::thread> threads;
+    {
+      const std::scoped_lock lock(mutex_);
+      stopping_ = true;
+      threads.swap(threads_);
+      changed_.notify_all();
+    }
+    for (std::thread& thread : threads) thread.join();
+  }
+
+  [[nodiscard]] std::size_t threads() {
+    const std::scoped_lock lock(mutex_);
+    return working_;
+  }
+
+ private:
+  using Lock = std::unique_lock<std::mutex>;
+
+  /// With the lock held.
+  void hire() {
+    if (stopping_ || working_ >= options_.most_threads) return;
+    // Those that were held up and have left since are still to be joined.
+    for (const std::thread::id& id : std::exchange(left_, {})) {
+      const auto done = std::find_if(threads_.begin(), threads_.end(),
+                                     [&](const std::thread& thread) { return thread.get_id() == id; });
+      done->join();
+      threads_.erase(done);
+    }
+    ++working_;
+    threads_.emplace_back([this] { work(); });
+  }
+
+  void work() {
+    Lock lock(mutex_);
+    while (!stopping_) {
+      if (!has_turn_) {
+        has_turn_ = true;
+        const std::uint64_t turn = ++turn_;
+        poll(lock, turn);
+        if (turn_ != turn) break;  // it was taken away meanwhile
+        has_turn_ = false;
+      } else {
+        watch(lock);
+      }
+    }
+    --working_;
+    if (!stopping_) left_.push_back(std::this_thread::get_id());
+  }
+
+  /// Polls what is due until the turn is over.
+  void poll(Lock& lock, std::uint64_t turn) {
+    while (!stopping_ && turn_ == turn) {
+      ++steps_;
+      busy_ = true;
+      woken_ = false;
+      lock.unlock();
+      bool worked = false;
+      try {
+        worked = engine_->run_one(steady_now());
+      } catch (const std::exception&) {
+        try {
+          raising_from(wmi::source::kServices, [] { throw; });
+        } catch (const Error& error) {
+          options_.settings.report(error);
+        }
+      }
+      const auto due = engine_->due();
+      lock.lock();
+      if (turn_ != turn) return;
+      busy_ = false;
+      if (worked || woken_ || stopping_) continue;
+      if (due) {
+        changed_.wait_until(lock, *due, [&] { return woken_ || stopping_; });
+      } else {
+        changed_.wait(lock, [&] { return woken_ || stopping_; });
+      }
+    }
+  }
+
+  /// Takes the turn away from a thread that has been at the same step for too long.
+  void watch(Lock& lock) {
+    const std::uint64_t seen = steps_;
+    const bool was_busy = busy_;
+    const auto over = [&] { return stopping_ || !has_turn_; };
+    if (changed_.wait_for(lock, options_.patience, over)) return;
+    if (!was_busy || !busy_ || steps_ != seen) return;
+    has_turn_ = false;
+    busy_ = false;
+    ++turn_;
+    hire();
+  }
+
+  const Options& options_;
+  std::mutex mutex_;
+  std::condition_variable changed_;
+  std::shared_ptr<EventEngine> engine_;
+  std::vector<std::thread> threads_;
+  std::vector<std::thread::id> left_;
+  std::size_t working_ = 0;
+  bool stopping_ = false;
+  bool woken_ = false;
+  bool has_turn_ = false;
+  bool busy_ = false;
+  std::uint64_t turn_ = 0;
+  std::uint64_t steps_ = 0;
+};
+
+EventService::EventService() : EventService(Options()) {}
+
+EventService::EventService(Options options) : options_(completed(std::move(options))) {
+  crew_ = std::make_shared<Crew>(options_);
+  engine_ = std::make_shared<EventEngine>(std::make_shared<const EventSettings>(options_.settings),
+                                          [crew = std::weak_ptr<Crew>(crew_)] {
+                                            if (const auto there = crew.lock()) there->wake();
+                                          });
+}
+
+EventService::~EventService() {
+  crew_->stop();
+}
+
+void EventService::subscribe(const NotificationRequest& request) {
+  engine_->subscribe(request, steady_now());
+  crew_->start(engine_);
+}
+
+std::size_t EventService::threads() {
+  return crew_->threads();
+}
+
+}  // namespace kvwmi::embedded

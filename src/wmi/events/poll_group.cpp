@@ -1,0 +1,411 @@
+#include "wmi/events/poll_group.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "frame/text.h"
+#include "frame/wmi_status.h"
+#include "wmi/events/event_classes.h"
+#include "wmi/events/event_scope.h"
+#include "wmi/failures.h"
+
+namespace kvwmi::embedded {
+namespace {
+
+/// Where only the coming and going of rows is vouched for by a change token, properties that belong to a
+/// row's identity may still change without a trace: soon after its beginning (a process is forked first and
+/// given its program then), seldom later. So a token counts only after polls without newcomers, and not
+/// always.
+constexpr unsigned kPollsToSettle = 2;
+constexpr unsigned kMostSkippedPolls = 9;
+
+constexpr std::uint8_t bit(Change change) {
+  return static_cast<std::uint8_t>(change);
+}
+
+std::string_view event_class_name(Change change) {
+  switch (change) {
+    case Change::creation:
+      return "__InstanceCreationEvent";
+    case Change::deletion:
+      return "__InstanceDeletionEvent";
+    case Change::modification:
+      break;
+  }
+  return "__InstanceModificationEvent";
+}
+
+/// Whether equal values of the property have equal texts: references and datetimes are compared by meaning.
+bool can_be_looked_up(const cim::Property& property) {
+  using cim::CimType;
+  return !property.is_array() && property.type != CimType::reference && property.type != CimType::datetime &&
+         property.type != CimType::object && property.type != CimType::real32 &&
+         property.type != CimType::real64;
+}
+
+}  // namespace
+
+PollGroup::PollGroup(PollScope scope, std::shared_ptr<const EventSettings> settings)
+    : scope_(std::move(scope)),
+      schema_(scope_.provider->schema()),
+      remembered_class_(std::make_shared<const RememberedClass>(schema_, scope_.provider)),
+      settings_(std::move(settings)) {
+  for (std::size_t column = 0; column < schema_.properties.size(); ++column) {
+    if (schema_.properties[column].is_key()) keys_.push_back(column);
+    if (schema_.properties[column].identifies()) identity_.push_back(column);
+  }
+  choose_first_columns();
+}
+
+bool PollGroup::add(SubscriptionPart subscription, TimePoint now) {
+  const std::scoped_lock lock(mutex_);
+  if (retired_) return false;
+  if (purge_requested_.exchange(false)) purge();
+  parts_.push_back(std::make_unique<Part>(std::move(subscription)));
+  Part& part = *parts_.back();
+  part.equalities = part.condition.equalities([&](std::size_t slot) {
+    return slot < schema_.properties.size() && can_be_looked_up(schema_.properties[slot]);
+  });
+  const bool more_columns = extend_columns(part);
+  const bool needs_its_rows =
+      (part.changes & bit(Change::modification)) != 0 ||
+      !std::all_of(part.used.begin(), part.used.end(), [&](std::size_t c) { return base_->contains(c); });
+  insert(part);
+  ++version_;
+  // For the newcomer this poll only tells what is there; the others receive what has changed up to now.
+  try {
+    if (!has_baseline_ || more_columns || needs_its_rows || !nothing_came_or_went()) enumerate();
+  } catch (...) {
+    parts_.pop_back();
+    rebuild();
+    deliver(now);
+    retired_ = parts_.empty();
+    throw;
+  }
+  deliver(now);
+  part.active = true;
+  if (parts_.size() == 1) next_poll_ = after(now);
+  return true;
+}
+
+bool PollGroup::run(TimePoint now) {
+  const std::scoped_lock lock(mutex_);
+  if (retired_) return false;
+  if (purge_requested_.exchange(false)) purge();
+  if (parts_.empty()) {
+    retired_ = true;
+    return false;
+  }
+  if (next_poll_ <= now) {
+    poll(now);
+    next_poll_ = after(now);
+  }
+  for (Part* part : grouped_) part->subscription->close_groups(now);
+  return true;
+}
+
+TimePoint PollGroup::due() {
+  const std::scoped_lock lock(mutex_);
+  if (purge_requested_.load(std::memory_order_acquire)) return TimePoint::min();
+  TimePoint due = next_poll_;
+  for (const Part* part : grouped_) {
+    if (const auto end = part->subscription->aggregation->due()) due = std::min(due, *end);
+  }
+  return due;
+}
+
+/// Polls of one period happen together, so that a machine at rest wakes once for all of them.
+TimePoint PollGroup::after(TimePoint now) const {
+  return TimePoint((now.time_since_epoch() / scope_.period + 1) * scope_.period);
+}
+
+void PollGroup::purge() {
+  const auto gone = [](const std::unique_ptr<Part>& part) { return !part->subscription->is_live(); };
+  if (std::erase_if(parts_, gone) > 0) rebuild();
+}
+
+void PollGroup::insert(Part& part) {
+  if (part.subscription->aggregation) grouped_.push_back(&part);
+  if (!part.equalities) {
+    unindexed_.push_back(&part);
+    return;
+  }
+  for (const wql::SlotEquality& equality : *part.equalities) {
+    auto index = std::find_if(indexes_.begin(), indexes_.end(),
+                              [&](const Index& other) { return other.column == equality.slot; });
+    if (index == indexes_.end()) index = indexes_.insert(index, {equality.slot, {}});
+    auto& parts = index->parts[key_text(equality.constant)];
+    if (parts.empty() || parts.back() != &part) parts.push_back(&part);
+  }
+}
+
+/// Makes everything anew that is made of the parts.
+void PollGroup::rebuild() {
+  indexes_.clear();
+  unindexed_.clear();
+  grouped_.clear();
+  choose_first_columns();
+  for (const auto& part : parts_) {
+    static_cast<void>(extend_columns(*part));
+    insert(*part);
+  }
+  ++version_;
+}
+
+void PollGroup::choose_first_columns() {
+  std::vector<std::size_t> base = keys_;
+  base.insert(base.end(), identity_.begin(), identity_.end());
+  std::vector<std::size_t> wide = base;
+  std::vector<std::size_t> all = base;
+  for (std::size_t column = 0; column < schema_.properties.size(); ++column) {
+    const cim::Property& property = schema_.properties[column];
+    if (property.cost == cim::Cost::free) wide.push_back(column);
+    // What costs a call to another process is not asked for on the mere chance that it changed.
+    if (property.cost != cim::Cost::slow && property.type != cim::CimType::object) all.push_back(column);
+  }
+  const std::size_t count = schema_.properties.size();
+  known_ = Columns(base, count);
+  base_ = std::make_shared<const Columns>(std::move(base), count);
+  wide_ = std::make_shared<const Columns>(std::move(wide), count);
+  all_ = std::make_shared<const Columns>(std::move(all), count);
+  has_wide_ = false;
+  has_modifications_ = false;
+  rows_suffice_ = true;
+  token_.reset();
+  row_token_.reset();
+}
+
+/// Whether more has to be kept of the rows for `part`'s sake.
+bool PollGroup::extend_columns(const Part& part) {
+  const std::size_t count = schema_.properties.size();
+  const auto extend = [&](std::shared_ptr<const Columns>& columns, const std::vector<std::size_t>& more) {
+    if (std::all_of(more.begin(), more.end(), [&](std::size_t c) { return columns->contains(c); }))
+      return false;
+    std::vector<std::size_t> list = columns->list();
+    list.insert(list.end(), more.begin(), more.end());
+    columns = std::make_shared<const Columns>(std::move(list), count);
+    token_.reset();
+    return true;
+  };
+  std::vector<std::size_t> looked_up;
+  if (part.equalities) {
+    for (const wql::SlotEquality& equality : *part.equalities) looked_up.push_back(equality.slot);
+  }
+  const bool more = extend(base_, looked_up);
+  for (auto* columns : {&wide_, &all_}) {
+    extend(*columns, looked_up);
+    extend(*columns, part.used);
+  }
+  has_wide_ = has_wide_ || (part.changes & ~bit(Change::creation)) != 0;
+  has_modifications_ = has_modifications_ || (part.changes & bit(Change::modification)) != 0;
+  rows_suffice_ =
+      rows_suffice_ && !has_modifications_ &&
+      std::all_of(part.used.begin(), part.used.end(), [&](std::size_t c) { return known_.contains(c); });
+  return more;
+}
+
+void PollGroup::poll(TimePoint now) {
+  try {
+    if (!unchanged()) enumerate();
+    failing_ = false;
+  } catch (const std::exception&) {
+    token_.reset();
+    row_token_.reset();
+    if (!std::exchange(failing_, true)) {
+      try {
+        raising_from(wmi::source::kServices, [] { throw; });
+      } catch (const Error& error) {
+        settings_->report(error);
+      }
+    }
+  }
+  deliver(now);
+}
+
+bool PollGroup::unchanged() {
+  const auto& watched = kept_all_ ? all_ : has_wide_ ? wide_ : base_;
+  if (std::exchange(token_columns_, watched) != watched) token_.reset();
+  const auto token = scope_.provider->change_token(watched->list());
+  const bool same = token.has_value() && token == token_;
+  token_ = token;
+  if (token) return same;
+
+  if (!rows_suffice_) return false;
+  if (!nothing_came_or_went()) return false;
+  if (restless_polls_ > 0) {
+    --restless_polls_;
+    return false;
+  }
+  if (skipped_polls_ >= kMostSkippedPolls) return false;
+  ++skipped_polls_;
+  return true;
+}
+
+/// Whether the provider vouches that the rows are those of the last poll.
+bool PollGroup::nothing_came_or_went() {
+  const auto rows = scope_.provider->change_token(keys_);
+  const bool same = rows.has_value() && rows == row_token_;
+  row_token_ = rows;
+  return same;
+}
+
+void PollGroup::enumerate() {
+  ++round_;
+  created_ = settings_->wall_time ? settings_->wall_time() : 0;
+  appeared_ = false;
+  unkeyed_ = 0;
+  kept_all_ = false;
+  skipped_polls_ = 0;
+  scope_.provider->enumerate({scope_.any_of, base_->list()}, [&](const std::shared_ptr<cim::Instance>& row) {
+    if (in_scope(*row)) visit(*row);
+    return true;
+  });
+  remove_unseen();
+  if (appeared_) restless_polls_ = kPollsToSettle;
+  has_baseline_ = true;
+}
+
+/// A provider may hand out more than it was asked for, now and not another time.
+bool PollGroup::in_scope(cim::Instance& row) const {
+  if (scope_.any_of.empty()) return true;
+  return std::any_of(scope_.any_of.begin(), scope_.any_of.end(), [&](const Equality& equality) {
+    if (!can_be_looked_up(schema_.properties[equality.column])) return true;
+    return key_text(row.get(equality.column)) == key_text(equality.constant);
+  });
+}
+
+std::string_view PollGroup::key_of(cim::Instance& row) {
+  if (keys_.size() == 1) {
+    if (const auto* text = row.get(keys_.front()).get_if<std::string>()) return *text;
+  }
+  key_.clear();
+  for (const std::size_t column : keys_) {
+    const std::string text = key_text(row.get(column));
+    key_ += std::to_string(text.size());
+    key_ += ':';
+    key_ += text;
+  }
+  // Rows of a class without keys are told apart by their order.
+  if (keys_.empty()) key_ = std::to_string(unkeyed_++);
+  return key_;
+}
+
+void PollGroup::visit(cim::Instance& row) {
+  const std::string_view key = key_of(row);
+  auto found = records_.find(key);
+  const bool added = found == records_.end();
+  if (added) found = records_.emplace(std::string(key), Record{}).first;
+  Record& record = found->second;
+  if (record.round == round_) return;  // a second row under the same key
+  record.round = round_;
+
+  const auto differs = [&](std::size_t column) {
+    const auto position = record.columns->position(column);
+    return position && record.values[*position] != row.get(column);
+  };
+  const auto any_differs = [&](const Columns& columns) {
+    return std::any_of(columns.list().begin(), columns.list().end(), differs);
+  };
+
+  if (!added && record.bare && record.version == version_ && record.columns == base_ && !any_differs(*base_))
+    return;
+
+  target_.reset();
+  Side target(row, scope_.location);
+  const bool replaced = !added && std::any_of(identity_.begin(), identity_.end(), differs);
+
+  // How much of the row the next poll will have to compare.
+  const std::shared_ptr<const Columns>* keep = &base_;
+  if (has_wide_) {
+    constexpr std::uint8_t kWide = bit(Change::deletion) | bit(Change::modification);
+    for (const Part* part : candidates(target, kWide)) {
+      keep = &wide_;
+      if ((part->changes & bit(Change::modification)) == 0) continue;
+      EventRow itself(event_class_name(Change::modification), target, &target, created_);
+      if (!part->condition.matches(itself)) continue;
+      keep = &all_;
+      kept_all_ = true;
+      break;
+    }
+  }
+
+  if (added || replaced) {
+    appeared_ = true;
+    if (replaced && has_baseline_) {
+      Side before(record, remembered_class_, scope_.location);
+      collect(Change::deletion, before, nullptr);
+      target_.reset();
+    }
+    if (has_baseline_) collect(Change::creation, target, nullptr);
+    record.order = ++order_;
+  } else if (has_modifications_ && any_differs(*record.columns)) {
+    Side before(record, remembered_class_, scope_.location);
+    collect(Change::modification, target, &before);
+  }
+
+  record.columns = *keep;
+  record.values.clear();
+  for (const std::size_t column : record.columns->list()) record.values.push_back(row.get(column));
+  record.version = version_;
+  record.bare = keep == &base_;
+}
+
+void PollGroup::remove_unseen() {
+  std::vector<Records::iterator> gone;
+  for (auto it = records_.begin(); it != records_.end(); ++it) {
+    if (it->second.round != round_) gone.push_back(it);
+  }
+  std::sort(gone.begin(), gone.end(),
+            [](const auto& a, const auto& b) { return a->second.order < b->second.order; });
+  for (const auto& it : gone) {
+    Side last(it->second, remembered_class_, scope_.location);
+    target_.reset();
+    collect(Change::deletion, last, nullptr);
+    records_.erase(it);
+  }
+}
+
+const std::vector<PollGroup::Part*>& PollGroup::candidates(Side& target, std::uint8_t changes) {
+  candidates_.clear();
+  ++mark_;
+  const auto add = [&](Part* part) {
+    if ((part->changes & changes) == 0 || std::exchange(part->mark, mark_) == mark_) return;
+    candidates_.push_back(part);
+  };
+  for (const Index& index : indexes_) {
+    const auto found = index.parts.find(key_text(target.value(index.column)));
+    if (found != index.parts.end()) std::for_each(found->second.begin(), found->second.end(), add);
+  }
+  std::for_each(unindexed_.begin(), unindexed_.end(), add);
+  return candidates_;
+}
+
+void PollGroup::collect(Change change, Side& target, Side* previous) {
+  EventRow row(event_class_name(change), target, previous, created_);
+  std::shared_ptr<cim::Instance> event;
+  for (const Part* part : candidates(target, bit(change))) {
+    if (!part->active || !part->subscription->is_live() || !part->condition.matches(row)) continue;
+    if (!event) {
+      if (!target_) target_ = target.freeze(remembered_class_);
+      event = make_event(change, target_, previous ? previous->freeze(remembered_class_) : nullptr, created_);
+    }
+    found_.push_back({part->subscription, event, group_key(*part, row)});
+  }
+}
+
+std::string PollGroup::group_key(const Part& part, EventRow& row) const {
+  std::string key;
+  for (const std::size_t slot : part.by) {
+    const std::string text = key_text(row.value(slot));
+    key += std::to_string(text.size()) + ':' + text;
+  }
+  return key;
+}
+
+void PollGroup::deliver(TimePoint now) {
+  for (Found& found : std::exchange(found_, {})) {
+    found.subscription->accept(std::move(found.event), found.group, now);
+  }
+}
+
+}  // namespace kvwmi::embedded

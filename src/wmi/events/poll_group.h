@@ -1,0 +1,144 @@
+#pragma once
+
+#include <atomic>
+#include <chrono>
+#include <cstdint>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <vector>
+
+#include "wmi/events/snapshot.h"
+#include "wmi/events/subscription.h"
+#include "wmi/provider.h"
+
+namespace kvwmi::embedded {
+
+/// What subscriptions must have in common to share a poll.
+struct PollScope {
+  std::shared_ptr<Provider> provider;
+  cim::Location location;
+  std::chrono::nanoseconds period;
+  std::vector<Equality> any_of;  ///< narrows the enumeration; empty for all rows
+};
+
+/// One poll for all subscriptions on a class with one period: it enumerates the class, compares with what it
+/// remembers, and hands the changes to those that they may concern. Equalities on the target instance are
+/// looked up in a hash table, so that a poll costs rows and changes, not subscriptions.
+///
+/// Calls are serialised by the group itself; a call waits while another one waits for the provider.
+class PollGroup {
+ public:
+  PollGroup(PollScope scope, std::shared_ptr<const EventSettings> settings);
+
+  /// Takes a subscription from now on: what is there already is no change for it. Raises what the provider
+  /// raises. False when the group has retired meanwhile.
+  [[nodiscard]] bool add(SubscriptionPart part, TimePoint now);
+
+  /// Forgets subscriptions whose sink is gone; polls and closes event groups where it is time. A provider
+  /// that fails is reported once and asked again the next time. False once the group has retired, since
+  /// nobody wants it any more.
+  bool run(TimePoint now);
+
+  /// When run() is next of use.
+  [[nodiscard]] TimePoint due();
+
+  /// Has the next run() look for sinks that are gone.
+  void request_purge() noexcept { purge_requested_.store(true, std::memory_order_release); }
+
+ private:
+  struct Part : SubscriptionPart {
+    explicit Part(SubscriptionPart part) : SubscriptionPart(std::move(part)) {}
+    /// Constants of which the target instance must have one; nullopt where no look-up finds it.
+    std::optional<std::vector<wql::SlotEquality>> equalities;
+    std::uint64_t mark = 0;  ///< of the last look-up that found it
+    bool active = false;     ///< false until its baseline stands
+  };
+  /// An event that a poll found.
+  struct Found {
+    std::shared_ptr<Subscription> subscription;
+    std::shared_ptr<cim::Instance> event;
+    std::string group;
+  };
+  struct Index {
+    std::size_t column;
+    std::unordered_map<std::string, std::vector<Part*>> parts;  // by key_text of the constant
+  };
+  struct Hash {
+    using is_transparent = void;
+    std::size_t operator()(std::string_view text) const { return std::hash<std::string_view>()(text); }
+  };
+  using Records = std::unordered_map<std::string, Record, Hash, std::equal_to<>>;
+
+  void purge();
+  void insert(Part& part);
+  void rebuild();
+  void choose_first_columns();
+  bool extend_columns(const Part& part);
+  [[nodiscard]] bool nothing_came_or_went();
+  void poll(TimePoint now);
+  [[nodiscard]] bool unchanged();
+  void enumerate();
+  void visit(cim::Instance& row);
+  void remove_unseen();
+  [[nodiscard]] std::string_view key_of(cim::Instance& row);
+  [[nodiscard]] bool in_scope(cim::Instance& row) const;
+  [[nodiscard]] const std::vector<Part*>& candidates(Side& target, std::uint8_t changes);
+  void collect(Change change, Side& target, Side* previous);
+  [[nodiscard]] std::string group_key(const Part& part, EventRow& row) const;
+  void deliver(TimePoint now);
+  [[nodiscard]] TimePoint after(TimePoint now) const;
+
+  const PollScope scope_;
+  const cim::Class& schema_;
+  const std::shared_ptr<const RememberedClass> remembered_class_;
+  const std::shared_ptr<const EventSettings> settings_;
+
+  std::atomic<bool> purge_requested_ = false;
+  std::mutex mutex_;
+  bool retired_ = false;
+  TimePoint next_poll_{};
+  bool failing_ = false;
+
+  std::vector<std::unique_ptr<Part>> parts_;
+  std::vector<Index> indexes_;
+  std::vector<Part*> unindexed_;
+  std::vector<Part*> grouped_;  ///< with GROUP
+  std::uint64_t version_ = 0;   ///< of the set of parts
+  std::uint64_t mark_ = 0;
+  bool has_wide_ = false;  ///< some part asks for more than the base columns
+  bool has_modifications_ = false;
+  bool rows_suffice_ = false;  ///< coming and going is all that anybody asks for
+
+  std::vector<std::size_t> keys_;
+  std::vector<std::size_t> identity_;
+  Columns known_{{}, 0};                 ///< keys and identity
+  std::shared_ptr<const Columns> base_;  ///< kept of every row
+  std::shared_ptr<const Columns> wide_;  ///< kept of rows that a wide part may concern
+  std::shared_ptr<const Columns> all_;   ///< kept of rows of which any modification is an event
+
+  bool has_baseline_ = false;
+  Records records_;
+  std::uint64_t round_ = 0;
+  std::uint64_t order_ = 0;
+  bool kept_all_ = false;
+  std::optional<std::uint64_t> token_;
+  std::shared_ptr<const Columns> token_columns_;  ///< that the token speaks of
+  std::optional<std::uint64_t> row_token_;
+  unsigned restless_polls_ = 0;
+  unsigned skipped_polls_ = 0;
+
+  // of the poll that runs
+  std::uint64_t created_ = 0;
+  bool appeared_ = false;
+  std::uint64_t unkeyed_ = 0;
+  std::string key_;
+  std::vector<Part*> candidates_;
+  std::shared_ptr<cim::Instance> target_;  ///< of the row at hand, made when first needed
+  std::vector<Found> found_;
+};
+
+}  // namespace kvwmi::embedded

@@ -1,0 +1,33 @@
+#include "wmi/events/subscription.h"
+
+#include <utility>
+
+#include "frame/wmi_status.h"
+
+namespace kvwmi::embedded {
+
+void Subscription::accept(std::shared_ptr<cim::Instance> event, const std::string& group, TimePoint now) {
+  if (aggregation) {
+    aggregation->add(group, std::move(event), now);
+  } else {
+    send(std::move(event));
+  }
+}
+
+void Subscription::close_groups(TimePoint now) {
+  for (auto& event : aggregation->close(now)) send(std::move(event));
+}
+
+void Subscription::send(std::shared_ptr<cim::Instance> event) {
+  const auto found = views.find(&event->schema());
+  auto make = [event = std::move(event), view = found == views.end() ? whole_view : found->second] {
+    return make_object(event, view);
+  };
+  const bool dropped = !channel->send(std::move(make), context, settings->most_pending);
+  if (dropped && !overflows_) {
+    settings->report(wmi::wmi_error(wmi::Status::queue_overflow, wmi::source::kServices));
+  }
+  overflows_ = dropped;
+}
+
+}  // namespace kvwmi::embedded
