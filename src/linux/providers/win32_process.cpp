@@ -163,7 +163,7 @@ constexpr Property kProperties[]{
      cim::reader<&Row::time_from_stat<&ProcessStat::system_ticks>>},
     not_kept("MaximumWorkingSetSize", uint32),
     not_kept("MinimumWorkingSetSize", uint32),
-    {"Name", string, cim::kNarrows, Cost::read,
+    {"Name", string, cim::kNarrows | cim::kIdentifies, Cost::read,
      "Name the process runs under, as ps shows it, in full where the kernel keeps 15 bytes of it.",
      cim::reader<&Row::name>},
     {"OSCreationClassName", string, cim::kPlain, Cost::free, "Class of the operating system.",

@@ -1,0 +1,207 @@
+#include "wmi/events/event_service.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <condition_variable>
+#include <deque>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "wmi/memory_provider.h"
+#include "wmi/service.h"
+
+namespace kvwmi::embedded {
+namespace {
+
+using std::chrono::milliseconds;
+using std::chrono::seconds;
+
+/// A thread's loop in its simplest form.
+class Loop final : public Delivery {
+ public:
+  void post(std::function<void()> work) override {
+    const std::scoped_lock lock(mutex_);
+    work_.push_back(std::move(work));
+    changed_.notify_one();
+  }
+  template <typename Condition>
+  bool run_until(Condition condition, std::chrono::steady_clock::duration patience = seconds(10)) {
+    const auto deadline = std::chrono::steady_clock::now() + patience;
+    while (!condition()) {
+      std::function<void()> work;
+      {
+        std::unique_lock lock(mutex_);
+        if (!changed_.wait_until(lock, deadline, [&] { return !work_.empty(); })) return condition();
+        work = std::move(work_.front());
+        work_.pop_front();
+      }
+      work();
+    }
+    return true;
+  }
+
+ private:
+  std::mutex mutex_;
+  std::condition_variable changed_;
+  std::deque<std::function<void()>> work_;
+};
+
+/// A class whose enumeration hangs while it is told to.
+class HangingProvider final : public Provider {
+ public:
+  const cim::Class& schema() const override { return memory_.schema(); }
+  void enumerate(const Request& request, const RowSink& sink) override {
+    {
+      std::unique_lock lock(mutex_);
+      ++waiting_;
+      changed_.wait(lock, [&] { return !hangs_; });
+      --waiting_;
+    }
+    memory_.enumerate(request, sink);
+  }
+  void hang(bool hangs) {
+    const std::scoped_lock lock(mutex_);
+    hangs_ = hangs;
+    changed_.notify_all();
+  }
+  [[nodiscard]] int waiting() {
+    const std::scoped_lock lock(mutex_);
+    return waiting_;
+  }
+  MemoryProvider& rows() { return memory_; }
+
+ private:
+  MemoryProvider memory_{
+      MemoryClass{.name = "Test_Dead", .properties = {{"Id", cim::CimType::string, cim::kKey}}}};
+  std::mutex mutex_;
+  std::condition_variable changed_;
+  bool hangs_ = false;
+  int waiting_ = 0;
+};
+
+struct EventServiceTest : ::testing::Test {
+  std::shared_ptr<Loop> loop = std::make_shared<Loop>();
+  std::shared_ptr<EventService> events = std::make_shared<EventService>(options());
+  Service service;
+  std::shared_ptr<MemoryProvider> things = std::make_shared<MemoryProvider>(
+      MemoryClass{.name = "Test_Thing", .properties = {{"Id", cim::CimType::string, cim::kKey}}});
+  std::shared_ptr<HangingProvider> dead = std::make_shared<HangingProvider>();
+  std::shared_ptr<wmi::Services> connection;
+  std::vector<std::string> seen;
+
+  EventServiceTest() {
+    service.set_notifier(events);
+    service.add(things);
+    service.add(dead);
+    wmi::ConnectArguments arguments;
+    arguments.name_space = wmi::kCimv2;
+    connection = service.create_locator()->connect_server(arguments);
+  }
+  ~EventServiceTest() override { dead->hang(false); }
+
+  static EventService::Options options() {
+    EventService::Options result;
+    result.patience = milliseconds(20);
+    return result;
+  }
+  std::shared_ptr<wmi::Sink> make_sink() {
+    return std::make_shared<EventSink>(
+        [this](wmi::Object& event, const wmi::NamedValues&) {
+          const wmi::Value target = event.get("TargetInstance");
+          const wmi::Value id = (*target.get_if<std::shared_ptr<wmi::Object>>())->get("Id");
+          seen.push_back(*id.get_if<std::string>());
+        },
+        loop);
+  }
+  void subscribe(const std::shared_ptr<wmi::Sink>& sink, const std::string& name) {
+    connection->exec_notification_query_async(
+        sink, "SELECT * FROM __InstanceCreationEvent WITHIN 0.02 WHERE TargetInstance ISA '" + name + "'",
+        "WQL", 0, nullptr, {});
+  }
+};
+
+TEST_F(EventServiceTest, DeliversThroughTheSubscribersLoop) {
+  const auto sink = make_sink();
+  EXPECT_EQ(events->threads(), 0U) << "no thread before the first subscription";
+  subscribe(sink, "Test_Thing");
+  things->add({{"Id", "1"}});
+  EXPECT_TRUE(loop->run_until([&] { return seen.size() == 1; }));
+  EXPECT_EQ(seen[0], "1");
+  EXPECT_EQ(events->threads(), 2U);
+}
+
+TEST_F(EventServiceTest, AProviderThatHangsHoldsUpItsOwnClassOnly) {
+  const auto sink = make_sink();
+  subscribe(sink, "Test_Dead");
+  subscribe(sink, "Test_Thing");
+  dead->hang(true);
+  while (dead->waiting() == 0) std::this_thread::yield();
+  dead->rows().add({{"Id", "late"}});
+  for (int i = 0; i < 20; ++i) {
+    things->add({{"Id", std::to_string(i)}});
+    ASSERT_TRUE(loop->run_until([&] { return seen.size() == static_cast<std::size_t>(i) + 1; })) << i;
+    EXPECT_EQ(seen.back(), std::to_string(i));
+  }
+  dead->hang(false);
+  EXPECT_TRUE(loop->run_until([&] { return seen.back() == "late"; }));
+  things->add({{"Id", "after"}});
+  EXPECT_TRUE(loop->run_until([&] { return seen.back() == "after"; }));
+}
+
+TEST_F(EventServiceTest, ManySubscribersComeAndGoOnManyThreads) {
+  std::atomic<int> delivered = 0;
+  std::vector<std::thread> threads;
+  for (int t = 0; t < 4; ++t) {
+    threads.emplace_back([&] {
+      wmi::ConnectArguments arguments;
+      arguments.name_space = wmi::kCimv2;
+      const auto own = service.create_locator()->connect_server(arguments);
+      const auto own_loop = std::make_shared<Loop>();
+      for (int round = 0; round < 20; ++round) {
+        int events_here = 0;
+        std::shared_ptr<wmi::Sink> sink = std::make_shared<EventSink>(
+            [&](wmi::Object& event, const wmi::NamedValues&) {
+              static_cast<void>(event.properties());
+              ++events_here;
+            },
+            own_loop);
+        own->exec_notification_query_async(
+            sink, "SELECT * FROM __InstanceCreationEvent WITHIN 0.01 WHERE TargetInstance ISA 'Test_Thing'",
+            "WQL", 0, nullptr, {});
+        const auto row = things->add({{"Id", std::to_string(t) + '.' + std::to_string(round)}});
+        EXPECT_TRUE(own_loop->run_until([&] { return events_here > 0; }));
+        sink.reset();
+        things->remove(row);
+        ++delivered;
+      }
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+  EXPECT_EQ(delivered, 80);
+}
+
+TEST_F(EventServiceTest, ASinkMayOutliveTheService) {
+  const auto sink = make_sink();
+  subscribe(sink, "Test_Thing");
+  service.set_notifier(nullptr);
+  events.reset();
+  things->add({{"Id", "1"}});
+  EXPECT_FALSE(loop->run_until([&] { return !seen.empty(); }, milliseconds(50)));
+}
+
+TEST_F(EventServiceTest, EndsWhileProvidersAreHeldUp) {
+  const auto sink = make_sink();
+  subscribe(sink, "Test_Dead");
+  dead->hang(true);
+  while (dead->waiting() == 0) std::this_thread::yield();
+  std::thread released([&] { dead->hang(false); });
+  service.set_notifier(nullptr);
+  events.reset();
+  released.join();
+}
+
+}  // namespace
+}  // namespace kvwmi::embedded
