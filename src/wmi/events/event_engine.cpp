@@ -114,7 +114,14 @@ bool EventEngine::run_one(TimePoint now) {
       group = found->second.group;
     }
   }
-  if (group->run(now)) {
+  bool wanted = true;
+  try {
+    wanted = group->run(now);
+  } catch (...) {
+    schedule(key, group);
+    throw;
+  }
+  if (wanted) {
     schedule(key, group);
   } else {
     remove(key, group);
