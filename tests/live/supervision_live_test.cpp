@@ -1,0 +1,224 @@
+// Watches of this machine: real things happen, and each arrives through the thread's message loop.
+#include <gtest/gtest.h>
+#include <kvwmi/checkpoint.h>
+#include <kvwmi/error.h>
+#include <kvwmi/message_loop.h>
+#include <kvwmi/named_event.h>
+#include <kvwmi/supervision.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <regex>
+#include <stdexcept>
+#include <string>
+#include <thread>
+#include <utility>
+#include <vector>
+
+#include "support/load_process.h"
+
+namespace kvwmi::tests {
+namespace {
+
+using namespace std::chrono_literals;
+
+constexpr std::int32_t kStep = 7;
+
+/// A name that no other process or event of this machine bears.
+std::string own_name(const std::string& purpose) {
+  return "kvwmi-live-" + purpose + "-" + std::to_string(getpid());
+}
+
+/// An initialised engine with its event, and the records that have arrived.
+class Watching {
+ public:
+  Watching() {
+    supervision.p_strSupervisionEventName(own_name("event"));
+    supervision.m_Initialize();
+  }
+  ~Watching() { supervision.m_Release(); }
+
+  /// Runs the loop until `count` records of the step have arrived in all; false when they do not come.
+  [[nodiscard]] bool wait_for_records(std::size_t count, std::chrono::seconds limit = 20s) {
+    return message_loop::run_until(
+        [&] {
+          if (event.wait(0ms)) drain();
+          return records.size() >= count;
+        },
+        limit);
+  }
+  void drain() {
+    for (;;) {
+      std::pair<std::int32_t, std::string> record;
+      supervision.m_PopEventInfos(kStep, record.first, record.second);
+      if (record.first == 0) return;
+      records.push_back(record);
+    }
+  }
+
+  NamedEvent event{own_name("event"), NamedEvent::Reset::automatic};
+  Supervision supervision;
+  std::vector<std::pair<std::int32_t, std::string>> records;
+};
+
+using Records = std::vector<std::pair<std::int32_t, std::string>>;
+
+TEST(SupervisionLive, AProcessThatStartsAndEndsArrivesOnceEach) {
+  Watching watching;
+  const std::string name = own_name("process");
+  watching.supervision.m_SuperviseProcess(kStep, 1, name, true, false, 1);
+  watching.supervision.m_SuperviseProcess(kStep, 2, name, false, true, 1);
+  LoadProcess process(name, 1, LoadProcess::Work::idle);
+  ASSERT_TRUE(watching.wait_for_records(1));
+  EXPECT_EQ(watching.records, (Records{{1, ""}}));
+  process.end();
+  ASSERT_TRUE(watching.wait_for_records(2));
+  message_loop::run_for(2500ms);  // two more looks must find nothing new
+  watching.drain();
+  EXPECT_EQ(watching.records, (Records{{1, ""}, {2, ""}}));
+}
+
+TEST(SupervisionLive, TheEventIsSignalledInAnotherProcess) {
+  const std::string name = own_name("shared");
+  int ready[2];
+  ASSERT_EQ(pipe(ready), 0);
+  const pid_t agent = fork();
+  if (agent == 0) {
+    NamedEvent event(name, NamedEvent::Reset::automatic);
+    const char byte = '!';
+    if (write(ready[1], &byte, 1) != 1) _exit(2);
+    _exit(event.wait(20s) ? 0 : 1);
+  }
+  char byte = 0;
+  ASSERT_EQ(read(ready[0], &byte, 1), 1);
+
+  Watching watching;
+  watching.supervision.p_strSupervisionEventName(name);
+  const std::string program = own_name("signal");
+  watching.supervision.m_SuperviseProcess(kStep, 1, program, true, false, 1);
+  const LoadProcess process(program, 1, LoadProcess::Work::idle);
+  int status = -1;
+  EXPECT_TRUE(message_loop::run_until([&] { return waitpid(agent, &status, WNOHANG) == agent; }, 25s));
+  EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << status;
+  close(ready[0]);
+  close(ready[1]);
+}
+
+TEST(SupervisionLive, FreeMemoryArrivesInKilobytes) {
+  Watching watching;
+  watching.supervision.m_SuperviseFreePhysicalMemorySize(kStep, 3, 1, Currency::from_integer(1), 1, 1);
+  // Something must change for WMI to look at the threshold, and an idle machine may do nothing.
+  const LoadProcess load(own_name("memory"), 50, LoadProcess::Work::idle);
+  ASSERT_TRUE(watching.wait_for_records(1));
+  EXPECT_EQ(watching.records.front().first, 3);
+  EXPECT_TRUE(std::regex_match(watching.records.front().second, std::regex("Value: [1-9][0-9]* Kilobytes")))
+      << watching.records.front().second;
+}
+
+TEST(SupervisionLive, ProcessorLoadArrivesInPercent) {
+  Watching watching;
+  watching.supervision.m_SuperviseProcessorLoadPercentage(kStep, 4, 3, 1, 1);
+  const LoadProcess load(own_name("load"), 1, LoadProcess::Work::busy);
+  if (!watching.wait_for_records(1, 10s)) {
+    std::int32_t load_now = 0;
+    CheckPoint().m_GetProcessorLoadPercentage(load_now);
+    ASSERT_EQ(load_now, 100) << "the load could change, but no change arrived";
+    GTEST_SKIP() << "this machine was fully loaded all the time, so its load did not change";
+  }
+  EXPECT_EQ(watching.records.front().first, 4);
+  EXPECT_TRUE(std::regex_match(watching.records.front().second, std::regex("Value: [1-9][0-9]{0,2} %")))
+      << watching.records.front().second;
+}
+
+/// A copy of tail under a name of its own that keeps what it is given.
+class GrowingProcess {
+ public:
+  explicit GrowingProcess(const std::string& name)
+      : folder_(std::filesystem::temp_directory_path() / own_name("growing")), program_(folder_ / name) {
+    std::filesystem::create_directories(folder_);
+    std::filesystem::copy_file("/usr/bin/tail", program_, std::filesystem::copy_options::overwrite_existing);
+    pipe_ = popen((program_.string() + " -n 1 >/dev/null").c_str(), "w");
+    if (pipe_ == nullptr) throw std::runtime_error("cannot start " + program_.string());
+  }
+  ~GrowingProcess() {
+    pclose(pipe_);
+    std::filesystem::remove_all(folder_);
+  }
+  GrowingProcess(const GrowingProcess&) = delete;
+  GrowingProcess& operator=(const GrowingProcess&) = delete;
+
+  void grow(std::size_t bytes) {
+    const std::string block(1 << 20, 'x');
+    for (std::size_t written = 0; written < bytes; written += block.size()) {
+      std::fwrite(block.data(), 1, block.size(), pipe_);
+    }
+    std::fflush(pipe_);
+  }
+
+ private:
+  std::filesystem::path folder_;
+  std::filesystem::path program_;
+  std::FILE* pipe_ = nullptr;
+};
+
+TEST(SupervisionLive, AProcessThatOutgrowsAThresholdArrivesWithItsSize) {
+  Watching watching;
+  const std::string name = own_name("tail");
+  GrowingProcess process(name);
+  watching.supervision.m_SuperviseProcessMemorySize(kStep, 5, name, 1, Currency::from_integer(50), 2, 1);
+  message_loop::run_for(1500ms);
+  EXPECT_EQ(watching.records, Records{}) << "it is small yet";
+  process.grow(80'000'000);
+  ASSERT_TRUE(watching.wait_for_records(1));
+  std::smatch match;
+  ASSERT_TRUE(std::regex_match(watching.records.front().second, match, std::regex("Value: ([0-9]+) Bytes")))
+      << watching.records.front().second;
+  EXPECT_GT(std::stoll(match[1]), 50 * 1024 * 1024);
+}
+
+TEST(SupervisionLive, RefusedQueriesFailTheRequest) {
+  Watching watching;
+  const auto expect_refused = [](auto request) {
+    try {
+      request();
+      ADD_FAILURE() << "nothing was raised";
+    } catch (const Error& error) {
+      EXPECT_EQ(error.number(), static_cast<std::int32_t>(0x8004020F));
+      EXPECT_NE(error.source().find("\r\n\tKVWMI : Supervision.m_SuperviseProcess"), std::string::npos);
+    }
+  };
+  // The single quote ends the name in the query.
+  expect_refused([&] { watching.supervision.m_SuperviseProcess(kStep, 1, "it's"); });
+  expect_refused([&] { watching.supervision.m_SuperviseProcess(kStep, 1, "a", true, true, -1); });
+  expect_refused([&] { watching.supervision.m_SuperviseProcess(kStep, 1, "a", true, true, 1, -10); });
+}
+
+TEST(SupervisionLive, AWatchThatDoesNotFireIsReportedWhenAskedFor) {
+  Watching watching;
+  watching.supervision.m_SuperviseProcess(kStep, 6, own_name("never"), true, false, 1, 0, 0, true);
+  message_loop::run_for(1500ms);
+  watching.supervision.m_PushUndetectedEventInfos();
+  watching.drain();
+  EXPECT_EQ(watching.records, (Records{{6, ""}}));
+}
+
+// The timer's list of a thread keeps an engine that was not released; it goes with the thread.
+TEST(SupervisionLive, AnEngineThatIsNotReleasedEndsWithItsThread) {
+  const std::filesystem::path file = std::filesystem::temp_directory_path() / own_name("interfaces");
+  std::ofstream(file) << "";
+  std::thread([&] {
+    Supervision supervision;
+    supervision.m_Initialize();
+    supervision.m_SuperviseNetworkInterfaces(kStep, 1, file.string());
+    supervision.m_SuperviseProcess(kStep, 2, own_name("left"), true, true, 1);
+  }).join();
+  EXPECT_FALSE(std::filesystem::exists(file)) << "the engine's end deletes it";
+  std::filesystem::remove(file);
+}
+
+}  // namespace
+}  // namespace kvwmi::tests
