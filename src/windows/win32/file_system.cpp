@@ -74,6 +74,7 @@ std::string Win32FileSystem::file_name(std::string_view path) {
 }
 
 std::vector<std::string> Win32FileSystem::subfolders(const std::string& path) {
+  if (path.empty()) throw runtime_error(RuntimeError::path_not_found);
   // The full path treats repeated separators as one.
   std::wstring folder = full_path(windows::to_utf16(path));
   if (!folder.ends_with(L'\\')) folder.push_back(L'\\');
