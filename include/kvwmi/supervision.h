@@ -34,7 +34,8 @@ class SupervisionEngine;
 /// - `f_blnNotifyIfUndetected`: report at `m_PushUndetectedEventInfos` that the watch did not fire, instead
 ///   of reporting that it did. A polled watch reports both.
 ///
-/// Names go into WMI's queries between single quotes as given: one with a single quote in it is refused.
+/// Names go into WMI's queries between single quotes as given, except where a request says otherwise: one
+/// with a single quote in it is refused.
 class KVWMI_API Supervision {
  public:
   /// Connects to nothing yet, so it cannot fail for lack of WMI.
@@ -149,6 +150,61 @@ class KVWMI_API Supervision {
                                   bool f_blnTerminate = true, std::int32_t f_lngPollingPeriod = 5,
                                   std::int32_t f_lngGroupPeriod = 0, std::int32_t f_lngGroupThreshold = 0,
                                   bool f_blnNotifyIfUndetected = false);
+
+  /// @}
+  /// @name Files, the event log and the registry
+  /// @{
+
+  /// The file of that full path coming, going or changing; without a detail. With none of the three the watch
+  /// never fires. A name that begins with two backslashes raises "Use of UNC format file names is not
+  /// authorized: " and the name.
+  std::int32_t m_SuperviseFile(std::int32_t f_lngCurrentStepId, std::int32_t f_lngSupervisionId,
+                               const std::string& f_strName, bool f_blnCreate = true, bool f_blnDelete = true,
+                               bool f_blnModify = true, std::int32_t f_lngPollingPeriod = 5,
+                               std::int32_t f_lngGroupPeriod = 0, std::int32_t f_lngGroupThreshold = 0,
+                               bool f_blnNotifyIfUndetected = false);
+  /// Files coming into or going from a directory whose names match `f_strName` (`*`, `?`, several patterns
+  /// separated by ";"). An empty `f_strName` takes the last component of `f_strRootDirectory` for the
+  /// pattern. The detail reads `File: "C:\logs\a.txt"`. A network name is refused as above; a single quote in
+  /// the directory's name is not. With `f_blnSearchInSubDirectories` the directories below are watched too,
+  /// those that exist now; each level that a failure comes through adds its line to Source.
+  std::int32_t m_SuperviseFileInDirectory(std::int32_t f_lngCurrentStepId, std::int32_t f_lngSupervisionId,
+                                          const std::string& f_strName, const std::string& f_strRootDirectory,
+                                          bool f_blnSearchInSubDirectories = false, bool f_blnCreate = true,
+                                          bool f_blnDelete = true, std::int32_t f_lngPollingPeriod = 5,
+                                          std::int32_t f_lngGroupPeriod = 0,
+                                          std::int32_t f_lngGroupThreshold = 0,
+                                          bool f_blnNotifyIfUndetected = false);
+  /// The directory of that path coming, going or changing; without a detail. On a FAT or FAT32 drive content
+  /// that comes or goes counts as a change, ungrouped. Backslashes at the end of the path do not count; a
+  /// path of nothing else raises "Invalid procedure call or argument".
+  std::int32_t m_SuperviseDirectory(std::int32_t f_lngCurrentStepId, std::int32_t f_lngSupervisionId,
+                                    const std::string& f_strName, bool f_blnCreate = true,
+                                    bool f_blnDelete = true, bool f_blnModify = true,
+                                    std::int32_t f_lngPollingPeriod = 5, std::int32_t f_lngGroupPeriod = 0,
+                                    std::int32_t f_lngGroupThreshold = 0,
+                                    bool f_blnNotifyIfUndetected = false);
+  /// Each new entry of the event log `f_strLogFile` ("" or "All", in any case, for every log), of the type
+  /// `f_lngType` (0 for any; also any where entries have no numeric type), of the source `f_strSourceName`
+  /// ("" for any) and with the code `f_lngCode` (negative for any). The detail has seven lines, "Log",
+  /// "Type", "Source", "Event ID", "Date", "Time" and "Description". Without event logs it raises "Cannot
+  /// find event log.".
+  std::int32_t m_SuperviseEventLog(std::int32_t f_lngCurrentStepId, std::int32_t f_lngSupervisionId,
+                                   const std::string& f_strLogFile = "", std::int32_t f_lngType = 0,
+                                   const std::string& f_strSourceName = "", std::int32_t f_lngCode = -1,
+                                   std::int32_t f_lngPollingPeriod = 5, std::int32_t f_lngGroupPeriod = 0,
+                                   std::int32_t f_lngGroupThreshold = 0,
+                                   bool f_blnNotifyIfUndetected = false);
+  /// A registry key changing, or everything below it (`f_blnCheckTreeChange`), or one value alone
+  /// (`f_strValue`); without a detail. `f_strKey` begins with the hive, for example HKEY_LOCAL_MACHINE; one
+  /// without hive and path raises "Incorrect registry key: ''". In a 32-bit process on a 64-bit system,
+  /// `f_blnUse32RegEnv` takes keys below HKEY_CURRENT_USER\SOFTWARE and HKEY_LOCAL_MACHINE\SOFTWARE, in
+  /// these letters, to the 32-bit view.
+  std::int32_t m_SuperviseRegistry(std::int32_t f_lngCurrentStepId, std::int32_t f_lngSupervisionId,
+                                   const std::string& f_strKey, bool f_blnCheckTreeChange = false,
+                                   const std::string& f_strValue = "", std::int32_t f_lngPollingPeriod = 5,
+                                   std::int32_t f_lngGroupPeriod = 0, std::int32_t f_lngGroupThreshold = 0,
+                                   bool f_blnNotifyIfUndetected = false, bool f_blnUse32RegEnv = false);
 
   /// @}
   /// @name Polled by the thread's timer, without a detail

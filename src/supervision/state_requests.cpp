@@ -2,24 +2,21 @@
 #include "supervision/clauses.h"
 #include "supervision/engine.h"
 #include "supervision/frames.h"
+#include "supervision/query_text.h"
 
 namespace kvwmi {
 namespace {
 
+using supervision::kCreation;
+using supervision::kDeletion;
+using supervision::kModification;
 using supervision::kRequest;
 using supervision::strGetGroupClause;
 using supervision::SupervisionType;
-
-constexpr const char* kModification = "SELECT * FROM __InstanceModificationEvent ";
-constexpr const char* kCreation = "SELECT * FROM __InstanceCreationEvent ";
-constexpr const char* kDeletion = "SELECT * FROM __InstanceDeletionEvent ";
+using supervision::within;
 
 /// A power source's state as the client names it; any other value is the battery.
 constexpr std::int32_t kOnMains = 25;
-
-std::string within(std::int32_t polling_period) {
-  return "WITHIN " + std::to_string(polling_period) + " ";
-}
 
 /// The two transitions of a service that a client may ask for.
 std::string service_transitions(bool start, bool stop) {

@@ -40,6 +40,20 @@ Error error_of(Action action) {
   throw std::logic_error("no error was raised");
 }
 
+/// The queries of the subscriptions made so far.
+inline std::vector<std::string> subscribed(const FakeGround& ground) {
+  std::vector<std::string> queries;
+  for (const auto& subscription : ground.wmi.subscriptions) queries.push_back(subscription.query);
+  return queries;
+}
+
+/// Names and values of a context or an options set, in order.
+inline std::vector<std::pair<std::string, wmi::Value>> entries(const wmi::NamedValues& values) {
+  std::vector<std::pair<std::string, wmi::Value>> result;
+  for (const wmi::NamedValue& entry : values) result.emplace_back(entry.name, entry.value);
+  return result;
+}
+
 inline constexpr std::int32_t kClassError = -2147220977;
 
 inline std::string tag(const std::string& routine) {

@@ -3,11 +3,11 @@
 
 #include "frame/conversion.h"
 #include "frame/runtime_error.h"
-#include "frame/text.h"
 #include "kvwmi/supervision.h"
 #include "supervision/clauses.h"
 #include "supervision/engine.h"
 #include "supervision/frames.h"
+#include "supervision/query_text.h"
 
 namespace kvwmi {
 namespace {
@@ -73,8 +73,8 @@ Threshold absolute(wmi::Services& services, const Capacity& capacity, const Thre
 
 std::int32_t watch_quantity(SupervisionEngine& engine, const Request& request, const Quantity& quantity,
                             const Threshold& threshold) {
-  const std::string query = "SELECT * FROM __InstanceModificationEvent WITHIN " +
-                            std::to_string(request.polling_period) + " " + quantity.where +
+  const std::string query = supervision::kModification + supervision::within(request.polling_period) +
+                            quantity.where +
                             strGetConditionFilter(quantity.property, threshold.condition, threshold.value,
                                                   threshold.unit, quantity.unit) +
                             strGetGroupClause(request.group_period, request.group_threshold);
@@ -89,15 +89,9 @@ std::int32_t watch_size(SupervisionEngine& engine, const Request& request, const
       threshold.unit == kPercent ? absolute(engine.cimv2(), capacity, threshold) : threshold);
 }
 
-/// The first character of a drive name, which may have more than one byte, and a colon.
+/// The first character of a drive name and a colon.
 std::string drive_of(std::string_view name) {
-  std::string drive;
-  if (!name.empty()) {
-    std::string_view rest = name;
-    (void)next_code_point(rest);
-    drive = name.substr(0, name.size() - rest.size());
-  }
-  return drive + ":";
+  return supervision::first_characters(name, 1) + ":";
 }
 
 constexpr const char* kWhereOperatingSystem = "WHERE TargetInstance ISA 'Win32_OperatingSystem'";
