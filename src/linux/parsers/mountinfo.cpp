@@ -1,7 +1,5 @@
 #include "linux/parsers/mountinfo.h"
 
-#include <algorithm>
-
 #include "linux/parsers/scan.h"
 
 namespace kvwmi::ground::parsers {
@@ -9,10 +7,12 @@ namespace {
 
 /// Blanks, tabs, line ends and backslashes in names are written as a backslash and three octal digits.
 std::string unescaped(std::string_view text) {
-  const auto is_octal = [](char c) { return c >= '0' && c <= '7'; };
+  const auto are_octal = [](std::string_view digits) {
+    return digits.find_first_not_of("01234567") == std::string_view::npos;
+  };
   std::string plain;
   for (std::size_t i = 0; i < text.size(); ++i) {
-    if (text[i] == '\\' && i + 3 < text.size() && std::all_of(&text[i + 1], &text[i + 4], is_octal)) {
+    if (text[i] == '\\' && i + 3 < text.size() && are_octal(text.substr(i + 1, 3))) {
       plain += static_cast<char>(((text[i + 1] - '0') * 64 + (text[i + 2] - '0') * 8 + (text[i + 3] - '0')) &
                                  0xFF);
       i += 3;

@@ -29,6 +29,8 @@ TEST(Mountinfo, LeavesOutLinesThatAreCut) {
   EXPECT_TRUE(parse_mountinfo("").empty());
   EXPECT_TRUE(parse_mountinfo("36 35 98:0 /mnt1 /mnt2 rw,noatime master:1").empty());
   EXPECT_TRUE(parse_mountinfo("36 35 98:0 / /mnt2 rw -").empty());
+  EXPECT_EQ(parse_mountinfo("36 35 98:0 / /end\\040 rw - ext4 s rw").at(0).mount_point, "/end ");
+  EXPECT_EQ(parse_mountinfo("36 35 98:0 / /no\\08x rw - ext4 s rw").at(0).mount_point, "/no\\08x");
   EXPECT_EQ(parse_mountinfo("36 35 98:0 / /end\\04 rw - ext4 s rw").at(0).mount_point, "/end\\04");
 }
 

@@ -1,7 +1,5 @@
 #include "linux/parsers/process_stat.h"
 
-#include <algorithm>
-
 #include "linux/parsers/scan.h"
 
 namespace kvwmi::ground::parsers {
@@ -113,9 +111,8 @@ std::string command_line(const std::vector<std::string_view>& arguments) {
 std::string full_process_name(std::string_view comm, std::string_view executable,
                               const std::vector<std::string_view>& arguments) {
   if (comm.size() != kCommLength) return std::string(comm);
-  const auto completes = [&](std::string_view name) {
-    return name.size() > comm.size() && name.starts_with(comm);
-  };
+  // A name of just that length is whole; what only begins like it further on is something else.
+  const auto completes = [&](std::string_view name) { return name.starts_with(comm); };
   if (const std::string_view name = file_name(executable); completes(name)) return std::string(name);
   for (const std::string_view argument : arguments) {
     if (const std::string_view name = file_name(argument); completes(name)) return std::string(name);
@@ -124,11 +121,14 @@ std::string full_process_name(std::string_view comm, std::string_view executable
 }
 
 bool may_be_named(std::string_view comm, std::string_view wanted) {
-  const bool cut = comm.size() == kCommLength;
-  if (cut ? wanted.size() < comm.size() : wanted.size() != comm.size()) return false;
-  // Letters outside ASCII have cases too; whether they match is the full comparison's to say.
-  return std::equal(comm.begin(), comm.end(), wanted.begin(),
-                    [](char a, char b) { return (!is_ascii(a) && !is_ascii(b)) || folded(a) == folded(b); });
+  for (std::size_t i = 0; i < comm.size(); ++i) {
+    if (i == wanted.size()) return false;
+    // Letters outside ASCII have cases too, even of other lengths, but none in ASCII; whether they match is
+    // the full comparison's to say.
+    if (!is_ascii(comm[i]) && !is_ascii(wanted[i])) return true;
+    if (folded(comm[i]) != folded(wanted[i])) return false;
+  }
+  return comm.size() == kCommLength || comm.size() == wanted.size();
 }
 
 }  // namespace kvwmi::ground::parsers

@@ -71,6 +71,12 @@ TEST(ProcessName, IsCompletedOnlyWhereTheKernelCutIt) {
             "collect-figures.py");
   // Exactly 15 bytes long, not cut; or renamed by the process itself.
   EXPECT_EQ(full_process_name("exactly-fifteen", "/bin/exactly-fifteen", {}), "exactly-fifteen");
+  EXPECT_EQ(full_process_name("exactly-fifteen", "/bin/exactly-fifteen",
+                              {"exactly-fifteen", "/etc/exactly-fifteen.conf"}),
+            "exactly-fifteen");
+  EXPECT_EQ(full_process_name("exactly-fifteen", "/usr/bin/python3.11",
+                              {"python3", "/opt/exactly-fifteen", "exactly-fifteen.log"}),
+            "exactly-fifteen");
   EXPECT_EQ(full_process_name("worker-thread-1", "/usr/bin/server", {"server"}), "worker-thread-1");
   // A kernel thread's name is longer than 15 and complete.
   EXPECT_EQ(full_process_name("kworker/u8:1-events", "", {}), "kworker/u8:1-events");
@@ -84,7 +90,13 @@ TEST(ProcessName, EarlyAnswerIsNoOnlyForCertain) {
   EXPECT_TRUE(may_be_named("exactly-fifteen", "exactly-fifteen"));
   EXPECT_FALSE(may_be_named("exactly-fifteen", "exactly-fiftee"));
   EXPECT_TRUE(may_be_named("kworker/u8:1-events", "kworker/u8:1-events"));
-  // Cases of letters outside ASCII are for the full comparison.
+  // Cases of letters outside ASCII are for the full comparison, even where they differ in length: capital and
+  // small sharp s take three bytes and two.
+  EXPECT_TRUE(
+      may_be_named("stra\xC3\x9F"
+                   "e",
+                   "STRA\xE1\xBA\x9E"
+                   "E"));
   EXPECT_TRUE(
       may_be_named("k\xC3\xBC"
                    "che",
