@@ -41,12 +41,12 @@ class BoundedCalls {
 
   std::shared_ptr<State> started(const std::string& key, std::function<Result()> work) {
     const std::lock_guard lock(mutex_);
-    std::shared_ptr<State>& state = running_[key];
-    if (state) {
-      const std::lock_guard state_lock(state->mutex);
-      if (!state->result) return state;
+    std::shared_ptr<State>& running = running_[key];
+    if (running) {
+      const std::lock_guard state_lock(running->mutex);
+      if (!running->result) return running;
     }
-    state = std::make_shared<State>();
+    auto state = std::make_shared<State>();
     state->deadline = std::chrono::steady_clock::now() + limit_;
     std::thread([kept = state, task = std::move(work)] {
       Result result = task();
@@ -54,7 +54,8 @@ class BoundedCalls {
       kept->result = std::move(result);
       kept->done.notify_all();
     }).detach();
-    return state;
+    // Not before there is a thread: a call that never began would keep its key for ever.
+    return running = std::move(state);
   }
 
   const std::chrono::milliseconds limit_;
