@@ -3,8 +3,10 @@
 #include <stdexcept>
 
 #include "frame/text.h"
-#include "frame/wmi_status.h"
+#include "stand_in/apartment_delivery.h"
 #include "stand_in/standard_classes.h"
+#include "wmi/events/event_service.h"
+#include "wmi/events/event_sink.h"
 
 namespace kvwmi::stand_in {
 namespace {
@@ -22,6 +24,7 @@ std::string text_of(const cim::Value& value) {
 
 Repository::Repository() {
   for (embedded::MemoryClass& definition : standard_classes()) define(std::move(definition));
+  service_.set_notifier(std::make_shared<embedded::EventService>());
 }
 
 Repository::~Repository() = default;
@@ -62,8 +65,8 @@ void Repository::answer(std::string_view class_name, std::string_view method, st
   answers_[{fold_case(class_name), fold_case(method)}] = code;
 }
 
-std::shared_ptr<wmi::Sink> Repository::create_sink(wmi::ObjectReady) {
-  throw wmi::wmi_error(wmi::Status::not_supported, wmi::source::kServices);
+std::shared_ptr<wmi::Sink> Repository::create_sink(wmi::ObjectReady handler) {
+  return std::make_shared<embedded::EventSink>(std::move(handler), std::make_shared<ApartmentDelivery>());
 }
 
 const cim::Class* Repository::find_class(std::string_view name) {
