@@ -56,6 +56,7 @@ void print_table(Console& console, const std::vector<WmiObject>& objects) {
   Table table(std::move(headings));
   for (const WmiObject& object : objects) {
     std::vector<std::string> row;
+    row.reserve(columns.size());
     for (const WmiProperty& column : columns) row.push_back(cell(object, column.name));
     table.add(std::move(row));
   }
