@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <condition_variable>
 #include <deque>
 #include <mutex>
@@ -148,6 +149,38 @@ TEST_F(EventServiceTest, AProviderThatHangsHoldsUpItsOwnClassOnly) {
   EXPECT_TRUE(loop->run_until([&] { return seen.back() == "late"; }));
   things->add({{"Id", "after"}});
   EXPECT_TRUE(loop->run_until([&] { return seen.back() == "after"; }));
+}
+
+TEST_F(EventServiceTest, ManySubscribersComeAndGoOnManyThreads) {
+  std::atomic<int> delivered = 0;
+  std::vector<std::thread> threads;
+  for (int t = 0; t < 4; ++t) {
+    threads.emplace_back([&, t] {
+      wmi::ConnectArguments arguments;
+      arguments.name_space = wmi::kCimv2;
+      const auto own = service.create_locator()->connect_server(arguments);
+      const auto own_loop = std::make_shared<Loop>();
+      for (int round = 0; round < 20; ++round) {
+        int events_here = 0;
+        std::shared_ptr<wmi::Sink> sink = std::make_shared<EventSink>(
+            [&](wmi::Object& event, const wmi::NamedValues&) {
+              static_cast<void>(event.properties());
+              ++events_here;
+            },
+            own_loop);
+        own->exec_notification_query_async(
+            sink, "SELECT * FROM __InstanceCreationEvent WITHIN 0.01 WHERE TargetInstance ISA 'Test_Thing'",
+            "WQL", 0, nullptr, {});
+        const auto row = things->add({{"Id", std::to_string(t) + '.' + std::to_string(round)}});
+        EXPECT_TRUE(own_loop->run_until([&] { return events_here > 0; }));
+        sink.reset();
+        things->remove(row);
+        ++delivered;
+      }
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+  EXPECT_EQ(delivered, 80);
 }
 
 TEST_F(EventServiceTest, ASinkMayOutliveTheService) {
