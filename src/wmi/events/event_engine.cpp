@@ -93,7 +93,8 @@ void EventEngine::schedule(const Key& key, const std::shared_ptr<PollGroup>& gro
     Slot& slot = found->second;
     if (slot.scheduled && *slot.scheduled <= due) return;
     slot.scheduled = due;
-    earliest = schedule_.emplace(due, key) == schedule_.begin();
+    const auto entry = schedule_.emplace(due, key);
+    earliest = entry == schedule_.begin();
   }
   if (earliest) wake_();
 }
