@@ -26,6 +26,13 @@ endif()
 
 find_program(KVWMI_CCACHE ccache)
 if(KVWMI_CCACHE)
+  # What ccache wants of precompiled headers.
+  if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
+    add_compile_options("SHELL:-Xclang -fno-pch-timestamp")
+  else()
+    add_compile_options(-fpch-preprocess)
+  endif()
   set(CMAKE_CXX_COMPILER_LAUNCHER ${CMAKE_COMMAND} -E env CCACHE_BASEDIR=${CMAKE_SOURCE_DIR} CCACHE_NOHASHDIR=1
+                                  CCACHE_SLOPPINESS=pch_defines,time_macros
                                   ${KVWMI_CCACHE})
 endif()
