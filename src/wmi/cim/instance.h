@@ -41,7 +41,8 @@ class Instance {
   }
 
  private:
-  /// Most rows are asked for one or two of their many properties, so they keep those and no room for the others.
+  /// Most rows are asked for one or two of their many properties, so they keep those and no room for the
+  /// others.
   struct Known {
     Known(std::size_t of, Value held) : column(of), value(std::move(held)) {}
     std::size_t column;

@@ -30,8 +30,8 @@ enum : std::uint8_t {
   kKey = 1,      ///< part of the object path
   kNarrows = 2,  ///< the provider can take `property = constant` and enumerate less for it
   kArray = 4,
-  /// Like a key without being part of the path: a row in which it changes has ended, and another one has begun
-  /// under the same keys.
+  /// Like a key without being part of the path: a row in which it changes has ended, and another one has
+  /// begun under the same keys.
   kIdentifies = 8,
 };
 
