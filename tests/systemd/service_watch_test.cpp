@@ -1,0 +1,110 @@
+// Watches of real units through the engine and the thread's loop. Runs inside a systemd of its own
+// (in_systemd).
+#include <gtest/gtest.h>
+#include <kvwmi/message_loop.h>
+#include <kvwmi/named_event.h>
+#include <kvwmi/supervision.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <fstream>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "support/command.h"
+#include "support/load_process.h"
+
+namespace kvwmi::tests {
+namespace {
+
+using namespace std::chrono_literals;
+
+constexpr std::int32_t kStep = 4;
+constexpr std::int32_t kService = 1;
+constexpr std::int32_t kProcess = 2;
+constexpr const char* kDisplayName = "KVWMI Watched Service";
+
+void run(const std::string& line) {
+  ASSERT_EQ(run_shell(line).status, 0) << line;
+}
+
+/// An initialised engine over a unit that does not run yet.
+class ServiceWatch : public ::testing::Test {
+ protected:
+  using Records = std::vector<std::pair<std::int32_t, std::string>>;
+
+  std::string event_name = "kvwmi-service-watch-" + std::to_string(::getpid());
+  NamedEvent event{event_name, NamedEvent::Reset::automatic};
+  Supervision supervision;
+  Records records;
+
+  void SetUp() override {
+    std::ofstream("/run/systemd/system/kvwmi-watched.service")
+        << "[Unit]\nDescription=" << kDisplayName << "\n[Service]\nExecStart=/bin/sleep infinity\n";
+    run("systemctl daemon-reload");
+    supervision.p_strSupervisionEventName(event_name);
+    supervision.m_Initialize();
+  }
+  void TearDown() override {
+    supervision.m_Release();
+    run_shell("systemctl stop kvwmi-watched.service");
+  }
+
+  void drain() {
+    for (;;) {
+      std::pair<std::int32_t, std::string> record;
+      supervision.m_PopEventInfos(kStep, record.first, record.second);
+      if (record.first == 0) return;
+      records.push_back(record);
+    }
+  }
+  /// Whether so many records in all have arrived, each with the event set.
+  [[nodiscard]] bool wait_for_records(std::size_t count, std::chrono::milliseconds limit = 10s) {
+    return message_loop::run_until(
+        [&] {
+          if (event.wait(0ms)) drain();
+          return records.size() >= count;
+        },
+        limit);
+  }
+  /// Two more looks must find nothing new.
+  void expect_no_more_than(const Records& expected) {
+    message_loop::run_for(2500ms);
+    drain();
+    EXPECT_EQ(records, expected);
+  }
+};
+
+TEST_F(ServiceWatch, AUnitThatStartsAndStopsArrivesOnceEach) {
+  EXPECT_EQ(supervision.m_SuperviseService(kStep, 1, kDisplayName, true, false, 1), 0);
+  EXPECT_EQ(supervision.m_SuperviseService(kStep, 2, kDisplayName, false, true, 1), 0);
+  run("systemctl start kvwmi-watched.service");
+  const auto started = std::chrono::steady_clock::now();
+  ASSERT_TRUE(wait_for_records(1));
+  // The period, 100 ms, and room for a machine that has other things to do.
+  EXPECT_LT(std::chrono::steady_clock::now() - started, 1s + 100ms + 400ms);
+  expect_no_more_than({{1, ""}});
+  run("systemctl stop kvwmi-watched.service");
+  ASSERT_TRUE(wait_for_records(2));
+  expect_no_more_than({{1, ""}, {2, ""}});
+}
+
+TEST_F(ServiceWatch, ARestartOfTheBusLeavesOtherWatchesWorkingAndItselfRecovers) {
+  const std::string program = "kvw-bus-" + std::to_string(::getpid() % 10000);
+  EXPECT_EQ(supervision.m_SuperviseService(kStep, kService, kDisplayName, true, false, 1), 0);
+  EXPECT_EQ(supervision.m_SuperviseProcess(kStep, kProcess, program, true, false, 1), 0);
+
+  run("systemctl stop dbus.socket dbus.service");
+  const LoadProcess process(program, 1, LoadProcess::Work::idle);
+  ASSERT_TRUE(wait_for_records(1)) << "without a bus, processes are still seen";
+  expect_no_more_than({{kProcess, ""}});
+
+  run("systemctl start dbus.socket");
+  run("systemctl start kvwmi-watched.service");
+  ASSERT_TRUE(wait_for_records(2, 20s)) << "with the bus back, services are seen again";
+  expect_no_more_than({{kProcess, ""}, {kService, ""}});
+}
+
+}  // namespace
+}  // namespace kvwmi::tests
