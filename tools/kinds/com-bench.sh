@@ -1,5 +1,6 @@
 summary="the automation server, 64 bit: what a probe costs against the same WMI query made directly"
 order=71
+on_request=yes
 packages="test mingw wine"
 alone=yes
 kind_build() { build mingw-x64; }

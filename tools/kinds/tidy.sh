@@ -1,5 +1,6 @@
 summary="clang-tidy on what changed lately; ./test tidy FILE... or ./test tidy all for more"
 order=80
+on_request=yes
 packages="run test clang tidy"
 kind_build() { build linux-release; }
 
