@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <functional>
+#include <set>
 #include <span>
 
 #include "agent/nearest.h"
@@ -227,8 +228,15 @@ ScenarioStep step_at(const Place& place, std::int32_t next_number) {
   if (const auto title = place.member("title")) step.title = text_at(*title);
   if (const auto watches = place.member("watches")) {
     std::size_t index = 0;
-    step.watches = list_at(*watches, "a list of watches",
-                           [&](const Place& element) { return watch_at(element, index++); });
+    std::set<std::int32_t> ids;
+    step.watches = list_at(*watches, "a list of watches", [&](const Place& element) {
+      ScenarioWatch watch = watch_at(element, index++);
+      // Records name their watch by its number.
+      if (!ids.insert(watch.id).second) {
+        element.refuse("the step has a watch " + std::to_string(watch.id) + " already");
+      }
+      return watch;
+    });
   }
   if (const auto checks = place.member("checks"))
     step.checks = list_at(*checks, "a list of checks", check_at);

@@ -26,7 +26,9 @@ class ScenarioCommand final : public Command {
   int run(Console& console) override {
     std::ifstream stream(file_, std::ios::binary);
     std::ostringstream text;
-    if (!stream || !(text << stream.rdbuf())) {
+    // An empty file can be read, and putting nothing into a stream is a failure.
+    if (stream && stream.peek() != std::ifstream::traits_type::eof()) text << stream.rdbuf();
+    if (!stream.is_open() || stream.bad() || text.fail()) {
       console.complain("cannot read " + file_);
       return kUsage;
     }

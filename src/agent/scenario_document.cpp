@@ -56,7 +56,8 @@ class CountingIterator {
 
 class TreeBuilder final : public nlohmann::json_sax<Json> {
  public:
-  explicit TreeBuilder(const std::size_t& line) : line_(line) {}
+  /// `line` is where the parser is in a text of `length` bytes.
+  TreeBuilder(const std::size_t& line, std::size_t length) : line_(line), length_(length) {}
 
   bool null() override { return add(JsonNode::Kind::null, "null"); }
   bool boolean(bool value) override { return add(JsonNode::Kind::flag, value ? "true" : "false"); }
@@ -82,8 +83,10 @@ class TreeBuilder final : public nlohmann::json_sax<Json> {
     member.line = line_;
     return true;
   }
-  bool parse_error(std::size_t, const std::string& token, const Json::exception&) override {
-    refuse(line_, token.empty() ? "the document ends too early" : "no JSON at \"" + printable(token) + "\"");
+  bool parse_error(std::size_t position, const std::string& token, const Json::exception&) override {
+    // What is missed at the end has the position after it.
+    refuse(line_,
+           position > length_ ? "the document ends too early" : "no JSON at \"" + printable(token) + "\"");
   }
 
   JsonNode root;
@@ -116,6 +119,7 @@ class TreeBuilder final : public nlohmann::json_sax<Json> {
   }
 
   const std::size_t& line_;
+  std::size_t length_;
   std::vector<JsonNode*> open_;  // a parent does not move while a child is open
 };
 
@@ -129,7 +133,7 @@ const JsonNode* JsonNode::find(std::string_view wanted) const {
 
 JsonNode read_json(std::string_view text) {
   std::size_t line = 1;
-  TreeBuilder builder(line);
+  TreeBuilder builder(line, text.size());
   Json::sax_parse(CountingIterator(text.data(), &line), CountingIterator(text.data() + text.size(), &line),
                   &builder, Json::input_format_t::json, true, true);
   return std::move(builder.root);

@@ -97,6 +97,8 @@ struct RefusalCase {
 TEST(ScenarioTest, RefusalsNameLineAndKey) {
   const RefusalCase cases[]{
       {"", "s.json:1: the document ends too early"},
+      {"{\"steps\": [\n{\"step\": 1", "s.json:2: the document ends too early"},
+      {"[\"a", "s.json:1: the document ends too early"},
       {"{\n\"steps\": [}", "s.json:2: no JSON at \"\"steps\": [}\""},
       {"{} x", "s.json:1: no JSON at \"{} x\""},
       {"[]", "s.json:1: must be an object in braces"},
@@ -137,6 +139,8 @@ TEST(ScenarioTest, RefusalsNameLineAndKey) {
        "s.json:1: steps[0].watches[0].start: unknown key; nearest: watch"},
       {"{\"steps\": [{\"watches\": [{\"watch\": \"power\", \"id\": 0}]}]}",
        "s.json:1: steps[0].watches[0].id: must not be 0"},
+      {"{\"steps\": [{\"watches\": [{\"watch\": \"power\", \"id\": 2},\n{\"watch\": \"power\"}]}]}",
+       "s.json:2: steps[0].watches[1]: the step has a watch 2 already"},
       {"{\"steps\": [{\"watches\": [{\"watch\": \"power\", \"mains\": \"true\"}]}]}",
        "s.json:1: steps[0].watches[0].mains: must be true or false"},
       {"{\"steps\": [{\"watches\": [{\"watch\": \"free-memory\"}]}]}",
