@@ -105,9 +105,7 @@ class Runner {
     } catch (const Error& error) {
       fail(report, error);
     } catch (const std::exception& error) {
-      report.ending = Ending::failed;
-      console_.clear_progress();
-      console_.complain(error.what());
+      fail(report, error);
     }
     report.took = std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - begin);
   }
@@ -199,6 +197,17 @@ class Runner {
     } else {
       console_.clear_progress();
       console_.complain(error);
+    }
+  }
+
+  void fail(StepReport& report, const std::exception& error) {
+    report.ending = Ending::failed;
+    if (console_.json()) {
+      console_.print_json_line(
+          Json{{"step", report.step->number}, {"error", {{"Description", error.what()}}}});
+    } else {
+      console_.clear_progress();
+      console_.complain(error.what());
     }
   }
 

@@ -166,6 +166,13 @@ TEST_F(ScenarioRunTest, ProgramThatIsNotThereFailsItsStep) {
   const Result result = run(R"({"steps": [{"start": ["no such program"]}]})");
   EXPECT_EQ(result.err.find("kvwmi: cannot start \"no such program\": "), 0U) << result.err;
   EXPECT_EQ(result.status, 1);
+
+  const Result as_json = run(R"({"steps": [{"start": ["no such program"]}]})", true);
+  const Json error = Json::parse(as_json.out.substr(0, as_json.out.find('\n')));
+  EXPECT_EQ(error["step"], 1);
+  EXPECT_EQ("kvwmi: " + error["error"]["Description"].get<std::string>() + "\n", result.err);
+  EXPECT_EQ(as_json.err, "");
+  EXPECT_EQ(as_json.status, 1);
 }
 
 TEST_F(ScenarioRunTest, InterruptEndsTheScenarioCleanly) {
@@ -186,6 +193,10 @@ TEST_F(ScenarioRunTest, UsageErrors) {
   std::ostringstream err;
   EXPECT_EQ(run_agent({"run", "no such file"}, out, err, {}), 2);
   EXPECT_EQ(err.str(), "kvwmi: cannot read no such file\n");
+  err.str("");
+  EXPECT_EQ(run_agent({"run", "."}, out, err, {}), 2) << "a directory";
+  EXPECT_EQ(err.str(), "kvwmi: cannot read .\n");
+  EXPECT_EQ(run("").err, "kvwmi: scenario_run_test.json:1: the document ends too early\n");
 }
 
 }  // namespace
