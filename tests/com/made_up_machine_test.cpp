@@ -157,20 +157,7 @@ TEST_P(MadeUpMachine, WhatWmiRefusesArrivesInItsOwnWords) {
 TEST(WithoutWmi, CheckPointCannotBeCreated) {
   server::Apartment apartment;
   server::RegistrationFree registration_free;
-  // The class of locators is there and makes none.
-  class NoLocators final : public kvwmi::com::Implements<IClassFactory> {
-   public:
-    HRESULT STDMETHODCALLTYPE CreateInstance(IUnknown*, REFIID, void** object) override {
-      *object = nullptr;
-      return REGDB_E_CLASSNOTREG;
-    }
-    HRESULT STDMETHODCALLTYPE LockServer(BOOL) override { return S_OK; }
-  };
-  constexpr CLSID kLocator{0x76A64158, 0xCB41, 0x11D1, {0x8B, 0x02, 0x00, 0x60, 0x08, 0x06, 0xD9, 0xB6}};
-  const auto factory = kvwmi::ground::ComPtr<IClassFactory>::own(new NoLocators);
-  DWORD cookie = 0;
-  ASSERT_EQ(CoRegisterClassObject(kLocator, factory.get(), CLSCTX_INPROC_SERVER, REGCLS_MULTIPLEUSE, &cookie),
-            S_OK);
+  const server::NoWmi no_wmi;
   kvwmi::ground::ComPtr<IUnknown> object;
   EXPECT_EQ(CoCreateInstance(__uuidof(CheckPoint), nullptr, CLSCTX_INPROC_SERVER, IID_PPV_ARGS(object.put())),
             static_cast<HRESULT>(0x80040211));
@@ -178,7 +165,6 @@ TEST(WithoutWmi, CheckPointCannotBeCreated) {
   const auto error = server::take_error_text();
   EXPECT_EQ(error.description, "WMI not installed");
   EXPECT_EQ(error.source, "KVWMI\r\n\tKVWMI : CheckPoint.Class_Initialize");
-  CoRevokeClassObject(cookie);
 }
 
 }  // namespace

@@ -4,6 +4,7 @@
 
 #include <stdexcept>
 
+#include "windows/com/implements.h"
 #include "windows/text/bstr.h"
 
 namespace server {
@@ -19,6 +20,15 @@ Function entry(HMODULE module, const char* name) {
   if (!address) throw failed(name);
   return reinterpret_cast<Function>(reinterpret_cast<void*>(address));
 }
+
+class NoLocators final : public kvwmi::com::Implements<IClassFactory> {
+ public:
+  HRESULT STDMETHODCALLTYPE CreateInstance(IUnknown*, REFIID, void** object) override {
+    *object = nullptr;
+    return REGDB_E_CLASSNOTREG;
+  }
+  HRESULT STDMETHODCALLTYPE LockServer(BOOL) override { return S_OK; }
+};
 
 }  // namespace
 
@@ -42,6 +52,19 @@ RegistrationFree::RegistrationFree() {
 RegistrationFree::~RegistrationFree() {
   DeactivateActCtx(0, cookie_);
   ReleaseActCtx(context_);
+}
+
+NoWmi::NoWmi() {
+  constexpr CLSID kLocator{0x76A64158, 0xCB41, 0x11D1, {0x8B, 0x02, 0x00, 0x60, 0x08, 0x06, 0xD9, 0xB6}};
+  const auto factory = ComPtr<IClassFactory>::own(new NoLocators);
+  if (FAILED(CoRegisterClassObject(kLocator, factory.get(), CLSCTX_INPROC_SERVER, REGCLS_MULTIPLEUSE,
+                                   &cookie_))) {
+    throw failed("CoRegisterClassObject");
+  }
+}
+
+NoWmi::~NoWmi() {
+  CoRevokeClassObject(cookie_);
 }
 
 LoadedLibrary::LoadedLibrary() : module_(LoadLibraryW(L"KVWMI.dll")) {

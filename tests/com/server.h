@@ -35,6 +35,18 @@ class RegistrationFree {
   ULONG_PTR cookie_ = 0;
 };
 
+/// While it lives, WMI's class of locators is there for the calling thread's apartment and makes none.
+class NoWmi {
+ public:
+  NoWmi();
+  ~NoWmi();
+  NoWmi(const NoWmi&) = delete;
+  NoWmi& operator=(const NoWmi&) = delete;
+
+ private:
+  DWORD cookie_ = 0;
+};
+
 /// The library itself, loaded and asked as the system's loader of classes does.
 class LoadedLibrary {
  public:

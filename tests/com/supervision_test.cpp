@@ -1,0 +1,399 @@
+// Supervision through both doors of the built server: a change of a machine that the test makes up, or of the
+// real one, comes through the thread's message loop to the record and to the agent's event.
+
+#include <gtest/gtest.h>
+#include <windows.h>
+
+#include <array>
+#include <chrono>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <memory>
+#include <string>
+#include <utility>
+
+#include "frame/ground.h"
+#include "kvwmi/message_loop.h"
+#include "kvwmi/named_event.h"
+#include "server.h"
+#include "stand_in/class_objects.h"
+#include "stand_in/repository.h"
+#include "supervision_client.h"
+#include "windows/text/unicode.h"
+
+namespace {
+
+namespace message_loop = kvwmi::message_loop;
+using kvwmi::Currency;
+using kvwmi::NamedEvent;
+using kvwmi::stand_in::InProcessStandIn;
+using kvwmi::stand_in::Repository;
+using Number = std::uint64_t;
+using Outcome = SupervisionClient::Outcome;
+using Record = SupervisionClient::Record;
+using MakeClient = std::function<std::unique_ptr<SupervisionClient>()>;
+using std::chrono::milliseconds;
+
+constexpr std::chrono::seconds kDeadline{30};
+constexpr HRESULT kClassError = -2147220977;
+const Record kNothing{0, ""};
+
+std::string unique_name(const std::string& what) {
+  return "kvwmi " + what + " " + std::to_string(GetCurrentProcessId());
+}
+
+std::pair<const char*, MakeClient> early_bound() {
+  return {"EarlyBound", make_early_bound_supervision};
+}
+std::pair<const char*, MakeClient> late_bound() {
+  return {"LateBound", make_late_bound_supervision};
+}
+
+/// An initialised object and its agent's event, on a machine that the test makes up.
+class SupervisionEvents : public testing::TestWithParam<std::pair<const char*, MakeClient>> {
+ protected:
+  SupervisionEvents() : client_(GetParam().second()) {
+    client_->name_event(event_name_);
+    EXPECT_EQ(client_->initialize().status, S_OK);
+  }
+  ~SupervisionEvents() override { EXPECT_EQ(client_->release().status, S_OK); }
+
+  void ask(const SupervisionRequest& request) {
+    const Outcome outcome = client_->request(request);
+    ASSERT_EQ(outcome.status, S_OK) << outcome.source << ": " << outcome.description;
+    EXPECT_EQ(outcome.result, 0);
+  }
+  /// The next record of step 7, once the event says that there is one.
+  Record next_record() {
+    if (!message_loop::run_until([&] { return event_.wait(milliseconds(0)); }, kDeadline)) {
+      return {0, "nothing was signalled"};
+    }
+    return client_->pop(7);
+  }
+  void expect_refusal(const SupervisionRequest& request, const std::string& source,
+                      const std::string& description) {
+    const Outcome outcome = client_->request(request);
+    EXPECT_EQ(outcome.status, kClassError);
+    EXPECT_EQ(outcome.result, -1);
+    EXPECT_EQ(outcome.source, source);
+    EXPECT_EQ(outcome.description, description);
+  }
+
+  server::Apartment apartment_;
+  server::RegistrationFree registration_free_;
+  std::string event_name_ = unique_name("agent");
+  NamedEvent event_{event_name_, NamedEvent::Reset::automatic};
+  std::shared_ptr<Repository> machine_ = std::make_shared<Repository>();
+  InProcessStandIn stand_in_{machine_};
+  std::unique_ptr<SupervisionClient> client_;
+};
+
+INSTANTIATE_TEST_SUITE_P(Clients, SupervisionEvents, testing::Values(early_bound(), late_bound()),
+                         [](const auto& client) { return std::string(client.param.first); });
+
+TEST_P(SupervisionEvents, EventNameIsKept) {
+  EXPECT_EQ(client_->event_name(), event_name_);
+  client_->name_event("\xC3\xA9");
+  EXPECT_EQ(client_->event_name(), "\xC3\xA9");
+  client_->name_event("");
+  EXPECT_EQ(client_->event_name(), "");
+}
+
+TEST_P(SupervisionEvents, Service) {
+  const auto row = machine_->add("Win32_Service",
+                                 {{"Name", "svc"}, {"DisplayName", "Some service"}, {"State", "Running"}});
+  ask(REQUEST(m_SuperviseService, 7, 3, "Some service", true, true, 1, 0, 0, false));
+  machine_->rows("Win32_Service").set(row, "State", "Stopped");
+  EXPECT_EQ(client_->pop(7), kNothing);  // nobody has run the message loop yet
+  EXPECT_EQ(next_record(), Record(3, ""));
+  machine_->rows("Win32_Service").set(row, "State", "Running");
+  EXPECT_EQ(next_record(), Record(3, ""));
+  EXPECT_EQ(client_->pop(7), kNothing);
+}
+
+TEST_P(SupervisionEvents, ProcessOfEachStepToItself) {
+  ask(REQUEST(m_SuperviseProcess, 7, 3, "a.exe", true, false, 1, 0, 0, false));
+  ask(REQUEST(m_SuperviseProcess, 8, 4, "a.exe", false, true, 1, 0, 0, false));
+  const auto row = machine_->add("Win32_Process", {{"Handle", "7"}, {"Name", "a.exe"}});
+  EXPECT_EQ(next_record(), Record(3, ""));
+  machine_->rows("Win32_Process").remove(row);
+  ASSERT_TRUE(message_loop::run_until([&] { return event_.wait(milliseconds(0)); }, kDeadline));
+  EXPECT_EQ(client_->pop(7), kNothing);
+  EXPECT_EQ(client_->pop(8), Record(4, ""));
+}
+
+TEST_P(SupervisionEvents, DiskThreshold) {
+  const auto row = machine_->add("Win32_LogicalDisk", {{"DeviceID", "C:"},
+                                                       {"DriveType", Number{3}},
+                                                       {"FreeSpace", Number{90'000'000'000}},
+                                                       {"Size", Number{100'000'000'000}}});
+  constexpr std::int32_t kLess = 2;
+  constexpr std::int32_t kPercent = 4;
+  ask(REQUEST(m_SuperviseDiskFreeSpace, 7, 3, "C:\\", kLess, Currency::from_integer(10), kPercent, 1, 0, 0,
+              false));
+  machine_->rows("Win32_LogicalDisk").set(row, "FreeSpace", Number{9'999'999'999});
+  EXPECT_EQ(next_record(), Record(3, "Value: 9999999999 Bytes"));
+}
+
+TEST_P(SupervisionEvents, FilesOfADirectoryThatMatchThePattern) {
+  ask(REQUEST(m_SuperviseFileInDirectory, 7, 3, "*.log", R"(C:\logs)", false, true, false, 1, 0, 0, false));
+  const auto add = [&](const char* file) {
+    machine_->add("CIM_DirectoryContainsFile",
+                  {{"GroupComponent", R"(Win32_Directory.Name="C:\\logs")"},
+                   {"PartComponent", std::string(R"(CIM_DataFile.Name="C:\\logs\\)") + file + "\""}});
+  };
+  add("report.txt");
+  add("a.log");
+  EXPECT_EQ(next_record(), Record(3, R"(File: "C:\logs\a.log")"));
+  EXPECT_EQ(client_->pop(7), kNothing);
+}
+
+TEST_P(SupervisionEvents, EntryOfTheEventLog) {
+  ask(REQUEST(m_SuperviseEventLog, 7, 3, "System", 1, "Disk", 11, 1, 0, 0, false));
+  machine_->add("Win32_NTLogEvent", {{"Logfile", "System"},
+                                     {"RecordNumber", Number{1}},
+                                     {"Type", "Error"},
+                                     {"EventType", Number{1}},
+                                     {"SourceName", "Disk"},
+                                     {"EventCode", Number{11}},
+                                     {"TimeGenerated", "20260131235958.123456+060"},
+                                     {"Message", "The disk is full."},
+                                     {"InsertionStrings", kvwmi::cim::Value::Array{"first"}}});
+  const Record record = next_record();
+  EXPECT_EQ(record.first, 3);
+  // Date and time stand in the machine's regional format.
+  auto& ground = kvwmi::local_ground().system_info();
+  using namespace std::chrono;
+  EXPECT_EQ(record.second, "Log: System\r\nType: Error\r\nSource: Disk\r\nEvent ID: 11\r\nDate: " +
+                               ground.date_text(local_days(year(2026) / 1 / 31)) +
+                               "\r\nTime: " + ground.time_text(hours(23) + minutes(59) + seconds(58)) +
+                               "\r\nDescription: The disk is full.");
+}
+
+/// A top-level window of this thread.
+class TopLevelWindow {
+ public:
+  explicit TopLevelWindow(const std::string& title)
+      : handle_(CreateWindowA("STATIC", title.c_str(), WS_OVERLAPPEDWINDOW, 0, 0, 9, 9, nullptr, nullptr,
+                              nullptr, nullptr)) {}
+  ~TopLevelWindow() { DestroyWindow(handle_); }
+  TopLevelWindow(const TopLevelWindow&) = delete;
+  TopLevelWindow& operator=(const TopLevelWindow&) = delete;
+  [[nodiscard]] bool exists() const { return handle_ != nullptr; }
+
+ private:
+  HWND handle_;
+};
+
+TEST_P(SupervisionEvents, RealWindowOpensAndCloses) {
+  const std::string title = unique_name("window");
+  ask(REQUEST(m_SuperviseWindow, 7, 3, title, true, true, 1, 0, 0, false));
+  {
+    const TopLevelWindow window(title);
+    if (!window.exists()) GTEST_SKIP() << "no top-level window can be made here";
+    EXPECT_EQ(next_record(), Record(3, ""));
+  }
+  EXPECT_EQ(next_record(), Record(3, ""));
+}
+
+TEST_P(SupervisionEvents, AddressThatTheRealMachineLacks) {
+  // The library tells of an absence once for each definition file and process.
+  const std::filesystem::path definition =
+      std::filesystem::temp_directory_path() / unique_name(std::string("addresses ") + GetParam().first);
+  // An address for documentation: no machine has it.
+  std::ofstream(definition) << "KVIPAddress definition 1\n\"no such interface\" 203.0.113.77\n";
+  ask(REQUEST(m_SuperviseIPAddress, 7, 3, definition.string(), "203.0.113.77", false, true, 1, 0, 0, false));
+  EXPECT_EQ(next_record(), Record(3, ""));
+  std::filesystem::remove(definition);
+}
+
+TEST_P(SupervisionEvents, RealNetworkInterfacesAreRecordedUntilTheObjectGoes) {
+  const std::filesystem::path state =
+      std::filesystem::temp_directory_path() / unique_name(std::string("interfaces ") + GetParam().first);
+  ask(REQUEST(m_SuperviseNetworkInterfaces, 7, 3, state.string(), true, true, 1, 0, 0, false));
+  ASSERT_TRUE(message_loop::run_until([&] { return std::filesystem::exists(state); }, kDeadline));
+  // An interface that the previous look is said to have seen and this machine lacks.
+  std::ofstream(state, std::ios::binary) << "KVIPAddress interfaces 1\nactive no such interface\nend 1\n";
+  EXPECT_EQ(next_record(), Record(3, ""));
+  EXPECT_EQ(client_->release().status, S_OK);
+  client_ = GetParam().second();
+  EXPECT_FALSE(std::filesystem::exists(state));
+}
+
+TEST_P(SupervisionEvents, WatchThatDidNotFireIsReportedAtTheEndOfAStep) {
+  ask(REQUEST(m_SuperviseProcess, 7, 3, "a.exe", true, false, 1, 0, 0, true));
+  ask(REQUEST(m_SuperviseProcess, 7, 4, "b.exe", true, false, 1, 0, 0, true));
+  ask(REQUEST(m_SuperviseProcess, 7, 5, "b.exe", true, false, 1, 0, 0, false));
+  machine_->add("Win32_Process", {{"Handle", "8"}, {"Name", "b.exe"}});
+  // Watch 5 tells that the event has come; 4, which came with it, is only marked.
+  EXPECT_EQ(next_record(), Record(5, ""));
+  EXPECT_EQ(client_->push_undetected().status, S_OK);
+  EXPECT_FALSE(event_.wait(milliseconds(0)));  // signals nothing
+  EXPECT_EQ(client_->pop(7), Record(3, ""));
+  EXPECT_EQ(client_->pop(7), kNothing);
+}
+
+TEST_P(SupervisionEvents, AfterTheReleaseTheQueueIsLeftAndNothingComes) {
+  ask(REQUEST(m_SuperviseProcess, 7, 3, "a.exe", true, true, 1, 0, 0, false));
+  const auto row = machine_->add("Win32_Process", {{"Handle", "7"}, {"Name", "a.exe"}});
+  ASSERT_TRUE(message_loop::run_until([&] { return event_.wait(milliseconds(0)); }, kDeadline));
+  EXPECT_EQ(client_->release().status, S_OK);
+  EXPECT_EQ(client_->pop(7), Record(3, ""));
+  machine_->rows("Win32_Process").remove(row);
+  message_loop::run_for(milliseconds(1500));
+  EXPECT_EQ(client_->pop(7), kNothing);
+  expect_refusal(REQUEST(m_SuperviseProcess, 7, 3, "a.exe", true, true, 1, 0, 0, false),
+                 "KVWMI\r\n\tKVWMI : Supervision.m_SuperviseProcess",
+                 "Object variable or With block variable not set");
+}
+
+TEST_P(SupervisionEvents, WhatWmiRefusesIsNotRegistered) {
+  expect_refusal(REQUEST(m_SuperviseProcess, 7, 3, "it's", true, true, 1, 0, 0, true),
+                 "SWbemServicesEx\r\n\tKVWMI : Supervision.m_SuperviseProcess", "Unparsable query. ");
+  client_->push_undetected();
+  EXPECT_EQ(client_->pop(7), kNothing);
+}
+
+TEST_P(SupervisionEvents, OwnRefusalsHaveTheirTexts) {
+  constexpr std::int32_t kLess = 2;
+  constexpr std::int32_t kPercent = 4;
+  expect_refusal(REQUEST(m_SuperviseProcessorLoadPercentage, 7, 3, 7, 90, 1, 0, 0, true),
+                 "KVWMI\r\n\tKVWMI : Supervision.strGetConditionFilter\r\n\tKVWMI : "
+                 "Supervision.m_SuperviseProcessorLoadPercentage",
+                 "Condition unknown: '7'");
+  expect_refusal(REQUEST(m_SuperviseDiskFreeSpace, 7, 3, "Q:\\", kLess, Currency::from_integer(10), kPercent,
+                         1, 0, 0, true),
+                 "KVWMI\r\n\tKVWMI : Supervision.m_SuperviseDiskFreeSpace",
+                 "Cannot retrieve disk capacity: 'Q:'");
+  expect_refusal(REQUEST(m_SuperviseFile, 7, 3, R"(\\server\share\a.txt)", true, true, true, 1, 0, 0, true),
+                 "CIM_DataFile\r\n\tKVWMI : Supervision.m_SuperviseFile",
+                 R"(Use of UNC format file names is not authorized: \\server\share\a.txt)");
+  expect_refusal(REQUEST(m_SuperviseRegistry, 7, 3, "", false, "", 1, 0, 0, true, false),
+                 "KVWMI\r\n\tKVWMI : Supervision.m_SuperviseRegistry", "Incorrect registry key: ''");
+  expect_refusal(REQUEST(m_SuperviseWindow, 7, 3, "title", true, true, 0, 0, 0, true),
+                 "KVWMI\r\n\tKVWMI : Supervision.m_SuperviseWindow", "Invalid procedure call or argument");
+  client_->push_undetected();
+  EXPECT_EQ(client_->pop(7), kNothing);
+}
+
+// --- Without WMI ---
+
+using SupervisionWithoutWmi = testing::TestWithParam<std::pair<const char*, MakeClient>>;
+
+INSTANTIATE_TEST_SUITE_P(Clients, SupervisionWithoutWmi, testing::Values(early_bound(), late_bound()),
+                         [](const auto& client) { return std::string(client.param.first); });
+
+TEST_P(SupervisionWithoutWmi, CanBeCreatedAndNotInitialised) {
+  const server::Apartment apartment;
+  const server::RegistrationFree registration_free;
+  const server::NoWmi no_wmi;
+  const auto client = GetParam().second();
+  const Outcome outcome = client->initialize();
+  EXPECT_EQ(outcome.status, kClassError);
+  EXPECT_EQ(outcome.source, "KVWMI\r\n\tKVWMI : Supervision.m_Initialize");
+  EXPECT_EQ(outcome.description, "WMI not installed");
+}
+
+// --- In a process of its own: these tests run only there ---
+
+constexpr const char* kEventVariable = "KVWMI_TEST_EVENT";
+
+/// Another process of this program.
+class OtherProcess {
+ public:
+  /// Runs the one test, which is disabled elsewhere.
+  explicit OtherProcess(const std::string& test) {
+    std::wstring program(MAX_PATH, L'\0');
+    program.resize(GetModuleFileNameW(nullptr, program.data(), MAX_PATH));
+    std::wstring command = L"\"" + program +
+                           L"\" --gtest_brief=1 --gtest_also_run_disabled_tests --gtest_output= "
+                           L"--gtest_filter=" +
+                           kvwmi::windows::to_utf16(test);
+    STARTUPINFOW startup{};
+    startup.cb = sizeof(startup);
+    started_ = CreateProcessW(program.c_str(), command.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr,
+                              &startup, &process_) != FALSE;
+  }
+  ~OtherProcess() {
+    if (!started_) return;
+    TerminateProcess(process_.hProcess, 2);  // nothing, where it has ended
+    CloseHandle(process_.hThread);
+    CloseHandle(process_.hProcess);
+  }
+  OtherProcess(const OtherProcess&) = delete;
+  OtherProcess& operator=(const OtherProcess&) = delete;
+
+  [[nodiscard]] bool started() const { return started_; }
+  [[nodiscard]] bool has_ended() const { return WaitForSingleObject(process_.hProcess, 0) == WAIT_OBJECT_0; }
+  [[nodiscard]] DWORD exit_code() const {
+    DWORD code = 99;
+    GetExitCodeProcess(process_.hProcess, &code);
+    return code;
+  }
+
+ private:
+  PROCESS_INFORMATION process_{};
+  bool started_ = false;
+};
+
+TEST(InOtherProcess, DISABLED_TheEventIsSet) {
+  std::array<char, 200> name{};
+  ASSERT_NE(GetEnvironmentVariableA(kEventVariable, name.data(), static_cast<DWORD>(name.size())), 0U);
+  const HANDLE event = OpenEventA(SYNCHRONIZE, FALSE, name.data());
+  ASSERT_NE(event, nullptr);
+  EXPECT_EQ(WaitForSingleObject(event, 30'000), WAIT_OBJECT_0);
+  CloseHandle(event);
+}
+
+TEST_P(SupervisionEvents, AnotherProcessSeesTheSignal) {
+  const std::string name = unique_name("shared");
+  const NamedEvent shared(name, NamedEvent::Reset::manual);
+  client_->name_event(name);
+  SetEnvironmentVariableA(kEventVariable, name.c_str());
+  const OtherProcess agent("InOtherProcess.DISABLED_TheEventIsSet");
+  ASSERT_TRUE(agent.started());
+  ask(REQUEST(m_SuperviseProcess, 7, 3, "a.exe", true, false, 1, 0, 0, false));
+  machine_->add("Win32_Process", {{"Handle", "7"}, {"Name", "a.exe"}});
+  ASSERT_TRUE(message_loop::run_until([&] { return agent.has_ended(); }, kDeadline));
+  EXPECT_EQ(agent.exit_code(), 0U);
+  EXPECT_EQ(client_->pop(7), Record(3, ""));
+}
+
+/// The engine that this leaves behind stays for the life of the process.
+TEST(InOtherProcess, DISABLED_AnEngineThatIsNotReleasedKeepsTheModule) {
+  const server::Apartment apartment;
+  const server::RegistrationFree registration_free;
+  const server::LoadedLibrary library;
+  const auto machine = std::make_shared<Repository>();
+  const InProcessStandIn stand_in(machine);
+  const std::string name = unique_name("kept");
+  NamedEvent event(name, NamedEvent::Reset::automatic);
+
+  auto client = make_early_bound_supervision();
+  ASSERT_EQ(client->initialize().status, S_OK);
+  EXPECT_EQ(library.can_unload_now(), S_FALSE);
+  ASSERT_EQ(client->release().status, S_OK);
+  client.reset();
+  EXPECT_EQ(library.can_unload_now(), S_OK);
+
+  client = make_early_bound_supervision();
+  client->name_event(name);
+  ASSERT_EQ(client->initialize().status, S_OK);
+  ASSERT_EQ(client->request(REQUEST(m_SuperviseProcess, 7, 3, "a.exe", true, false, 1, 0, 0, false)).status,
+            S_OK);
+  client.reset();
+  EXPECT_EQ(library.can_unload_now(), S_FALSE);
+  // It goes on watching.
+  machine->add("Win32_Process", {{"Handle", "7"}, {"Name", "a.exe"}});
+  EXPECT_TRUE(message_loop::run_until([&] { return event.wait(milliseconds(0)); }, kDeadline));
+}
+
+TEST(SupervisionModule, AnEngineThatIsNotReleasedKeepsIt) {
+  const OtherProcess process("InOtherProcess.DISABLED_AnEngineThatIsNotReleasedKeepsTheModule");
+  ASSERT_TRUE(process.started());
+  ASSERT_TRUE(message_loop::run_until([&] { return process.has_ended(); }, kDeadline));
+  EXPECT_EQ(process.exit_code(), 0U);
+}
+
+}  // namespace
