@@ -71,6 +71,8 @@ class NetworkWatches : public ::testing::Test {
           return records.size() >= expected.size();
         },
         1s + 100ms + 400ms));
+    // Two more looks. What the test does next happens well between two, so that both ends of the pair change
+    // before the same one.
     message_loop::run_for(2200ms);
     drain(supervision);
     EXPECT_EQ(records, expected);
