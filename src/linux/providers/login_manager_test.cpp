@@ -133,21 +133,6 @@ TEST_F(LoginManagers, OneThatDoesNotAnswerIsNotWaitedForLong) {
   EXPECT_LT(std::chrono::steady_clock::now() - started, std::chrono::seconds(20));
 }
 
-TEST(SystemBuses, OneThatDoesNotGreetIsNotWaitedForLong) {
-  RecordedMachine machine;
-  int ends[2];
-  ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends), 0);
-  machine.open_system_bus = [&] {
-    sd_bus* made = nullptr;
-    EXPECT_GE(sd_bus_new(&made), 0);
-    EXPECT_GE(sd_bus_set_fd(made, ends[0], ends[0]), 0);
-    EXPECT_GE(sd_bus_start(made), 0);
-    return Bus(made);
-  };
-  EXPECT_THROW(static_cast<void>(connect(machine, std::chrono::milliseconds(50))), BusError);
-  close(ends[1]);
-}
-
 TEST_F(LoginManagers, BrokenConnectionIsReplaced) {
   LoginManager manager(machine);
   answer = [](sd_bus_message* call) {

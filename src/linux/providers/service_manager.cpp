@@ -216,7 +216,7 @@ ServiceManager::JobEnd ServiceManager::run_job(const char* method, const Unit& u
   sd_bus_slot* made = nullptr;
   check(sd_bus_match_signal(bus.get(), &made, kManager.service, kManager.path, kManager.interface,
                             "JobRemoved", JobWatch::on_removed, &watch));
-  const std::unique_ptr<sd_bus_slot, sd_bus_slot* (*)(sd_bus_slot*)> slot(made, sd_bus_slot_unref);
+  const Slot slot(made);
   call(bus.get(), kManager, "Subscribe", kLimit);
   try {
     // A unit that has ended is forgotten with all that became of it, unless somebody holds it.
@@ -228,13 +228,7 @@ ServiceManager::JobEnd ServiceManager::run_job(const char* method, const Unit& u
   const char* job = nullptr;
   check(sd_bus_message_read_basic(answer.get(), 'o', &job));
 
-  while (watch.ended.count(job) == 0) {
-    if (check(sd_bus_process(bus.get(), nullptr)) > 0) continue;
-    const auto left =
-        std::chrono::duration_cast<std::chrono::microseconds>(deadline - std::chrono::steady_clock::now());
-    if (left.count() <= 0) break;
-    check(sd_bus_wait(bus.get(), static_cast<std::uint64_t>(left.count())));
-  }
+  static_cast<void>(work_until(bus.get(), deadline, [&] { return watch.ended.count(job) != 0; }));
 
   JobEnd end;
   if (const auto ended = watch.ended.find(job); ended != watch.ended.end()) end.result = ended->second;

@@ -27,30 +27,45 @@ bool BusError::is_absent() const noexcept {
   return contains(kAbsent, name_);
 }
 
+bool work_until(sd_bus* bus, Deadline deadline, const std::function<bool()>& done) {
+  // Only waiting is interrupted by signals, and only to look again: what was sent stays sent.
+  const auto go_on = [](int result) { return result == -EINTR ? 0 : check(result); };
+  while (!done()) {
+    if (go_on(sd_bus_process(bus, nullptr)) > 0) continue;
+    const auto left =
+        std::chrono::ceil<std::chrono::microseconds>(deadline - std::chrono::steady_clock::now());
+    if (left.count() <= 0) return false;
+    go_on(sd_bus_wait(bus, static_cast<std::uint64_t>(left.count())));
+  }
+  return true;
+}
+
 Message send(sd_bus* bus, Message request, std::chrono::microseconds limit) {
-  sd_bus_error error{};
-  sd_bus_message* reply = nullptr;
-  const int result =
-      sd_bus_call(bus, request.get(), static_cast<std::uint64_t>(limit.count()), &error, &reply);
-  Message answer(reply);
-  if (result >= 0) return answer;
-  BusError failure(error.name != nullptr ? error.name : "", -result);
-  sd_bus_error_free(&error);
-  throw failure;
+  Message reply;
+  const auto keep = [](sd_bus_message* message, void* into, sd_bus_error*) {
+    static_cast<Message*>(into)->reset(sd_bus_message_ref(message));
+    return 0;
+  };
+  sd_bus_slot* made = nullptr;
+  check(sd_bus_call_async(bus, &made, request.get(), keep, &reply, UINT64_MAX));
+  const Slot pending(made);
+  if (!work_until(bus, std::chrono::steady_clock::now() + limit, [&] { return reply != nullptr; })) {
+    throw BusError("", ETIMEDOUT);
+  }
+  const sd_bus_error* error = sd_bus_message_get_error(reply.get());
+  if (error == nullptr) return reply;
+  // The library answers in the place of a peer that is gone.
+  if (sd_bus_is_open(bus) <= 0) throw BusError("", ECONNRESET);
+  throw BusError(error->name, sd_bus_error_get_errno(error));
 }
 
 Bus connect(const Machine& machine, std::chrono::microseconds limit) {
   Bus bus = machine.open_system_bus();
   if (!bus) throw BusError("", ENOTCONN);
   // Left to the first call, the greetings could take a minute and a half.
-  const auto deadline = std::chrono::steady_clock::now() + limit;
-  while (check(sd_bus_is_ready(bus.get())) == 0) {
-    if (check(sd_bus_process(bus.get(), nullptr)) > 0) continue;
-    const auto left =
-        std::chrono::duration_cast<std::chrono::microseconds>(deadline - std::chrono::steady_clock::now());
-    if (left.count() <= 0) throw BusError("", ETIMEDOUT);
-    check(sd_bus_wait(bus.get(), static_cast<std::uint64_t>(left.count())));
-  }
+  const bool ready = work_until(bus.get(), std::chrono::steady_clock::now() + limit,
+                                [&] { return check(sd_bus_is_ready(bus.get())) > 0; });
+  if (!ready) throw BusError("", ETIMEDOUT);
   return bus;
 }
 

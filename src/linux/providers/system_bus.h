@@ -38,11 +38,22 @@ struct MessageUnref {
 };
 using Message = std::unique_ptr<sd_bus_message, MessageUnref>;
 
+struct SlotUnref {
+  void operator()(sd_bus_slot* slot) const noexcept { sd_bus_slot_unref(slot); }
+};
+using Slot = std::unique_ptr<sd_bus_slot, SlotUnref>;
+
 /// Raises BusError for a negative errno.
 inline int check(int result) {
   if (result < 0) throw BusError("", -result);
   return result;
 }
+
+using Deadline = std::chrono::steady_clock::time_point;
+
+/// Has the connection work until `done` says so; false when it does not by the deadline. A signal that the
+/// process handles meanwhile is no failure. Raises BusError when the connection breaks.
+[[nodiscard]] bool work_until(sd_bus* bus, Deadline deadline, const std::function<bool()>& done);
 
 /// Where a service is found.
 struct BusObject {
@@ -58,6 +69,7 @@ template <typename... Arguments>
 Message call(sd_bus* bus, const BusObject& object, const char* method, std::chrono::microseconds limit,
              const char* types = nullptr, Arguments... arguments);
 
+/// The same for a finished request, which is sent once.
 Message send(sd_bus* bus, Message request, std::chrono::microseconds limit);
 
 template <typename... Arguments>
