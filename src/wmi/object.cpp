@@ -99,7 +99,10 @@ class InstanceObject final : public wmi::Object {
       const auto index = static_cast<std::size_t>(parameter - method.in.begin());
       if (parameter == method.in.end() || given[index]) throw failure(Status::invalid_method_parameters);
       auto value = cim::from_automation(argument.value, parameter->type);
-      if (!value) throw failure(Status::invalid_method_parameters);
+      // No parameter here takes an array, and an array is not one of its elements.
+      if (!value || value->get_if<cim::Value::Array>() != nullptr) {
+        throw failure(Status::invalid_method_parameters);
+      }
       values[index] = *std::move(value);
       given[index] = true;
     }

@@ -458,6 +458,9 @@ TEST_F(MethodTest, Refuses_unknown_methods_and_arguments_that_do_not_fit) {
   EXPECT_EQ(failure([&] { object->call("Stop", {{"When", Value("now")}}); }), wrong);
   EXPECT_EQ(failure([&] { object->call("Stop", {{"Reason", Value("x")}}); }), wrong);
   EXPECT_EQ(failure([&] { object->call("Stop", {{"Reason", Value("1")}, {"reason", Value("2")}}); }), wrong);
+  const Value array(Value::Array{Value(std::int32_t{2})});
+  EXPECT_EQ(failure([&] { object->call("Stop", {{"Reason", array}}); }), wrong);
+  EXPECT_EQ(failure([&] { object->call("Stop", {{"Force", Value(Value::Array())}}); }), wrong);
   EXPECT_TRUE(called.empty());
 }
 

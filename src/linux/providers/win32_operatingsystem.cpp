@@ -80,10 +80,11 @@ class Row final : public cim::Instance {
 std::uint32_t Row::win32_shutdown(std::span<const Value> arguments) {
   constexpr std::int64_t kForced = 4;
   constexpr std::uint32_t kInvalidParameter = 87;
+  // What was left out is no wish to be logged off.
   const auto* flags = arguments.empty() ? nullptr : arguments.front().get_if<std::int64_t>();
-  const std::int64_t wanted = flags == nullptr ? 0 : *flags;
-  const bool forced = (wanted & kForced) != 0;
-  switch (wanted & ~kForced) {
+  if (flags == nullptr) return kInvalidParameter;
+  const bool forced = (*flags & kForced) != 0;
+  switch (*flags & ~kForced) {
     case 0:
       return source_->logins.log_off();
     case 1:
@@ -180,7 +181,7 @@ constexpr cim::Method kMethods[]{
     {"Win32Shutdown", kShutdownIn,
      "Flags 0 logs the interactive user off, 1 halts, 2 restarts, 8 powers off; 4 more forces it against "
      "those "
-     "who ask to wait. 0 accepted, 87 for other flags, 1312 when nobody is logged on.",
+     "who ask to wait. 0 accepted, 87 for other flags or none, 1312 when nobody is logged on.",
      cim::caller<&Row::win32_shutdown>},
 };
 constexpr std::string_view kSuperclasses[]{"CIM_OperatingSystem", "CIM_LogicalElement",

@@ -102,6 +102,7 @@ TEST_F(RecordedSystem, UnknownShutdownFlagsAreRefusedUnasked) {
   const auto system = row();
   EXPECT_EQ(call(*system, "Win32Shutdown", {cim::Value(std::int64_t{3})}), 87U);
   EXPECT_EQ(call(*system, "Win32Shutdown", {cim::Value(std::int64_t{-1})}), 87U);
+  EXPECT_EQ(call(*system, "Win32Shutdown", {cim::Value(), cim::Value()}), 87U) << "left out";
 }
 
 TEST(Win32OperatingSystem, AgreesWithThisMachine) {
