@@ -5,7 +5,6 @@
 #include <kvwmi/message_loop.h>
 #include <kvwmi/named_event.h>
 #include <kvwmi/supervision.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <chrono>
@@ -66,47 +65,6 @@ class Watching {
 };
 
 using Records = std::vector<std::pair<std::int32_t, std::string>>;
-
-TEST(SupervisionLive, AProcessThatStartsAndEndsArrivesOnceEach) {
-  Watching watching;
-  const std::string name = own_name("process");
-  watching.supervision.m_SuperviseProcess(kStep, 1, name, true, false, 1);
-  watching.supervision.m_SuperviseProcess(kStep, 2, name, false, true, 1);
-  LoadProcess process(name, 1, LoadProcess::Work::idle);
-  ASSERT_TRUE(watching.wait_for_records(1));
-  EXPECT_EQ(watching.records, (Records{{1, ""}}));
-  process.end();
-  ASSERT_TRUE(watching.wait_for_records(2));
-  message_loop::run_for(2500ms);  // two more looks must find nothing new
-  watching.drain();
-  EXPECT_EQ(watching.records, (Records{{1, ""}, {2, ""}}));
-}
-
-TEST(SupervisionLive, TheEventIsSignalledInAnotherProcess) {
-  const std::string name = own_name("shared");
-  int ready[2];
-  ASSERT_EQ(pipe(ready), 0);
-  const pid_t agent = fork();
-  if (agent == 0) {
-    NamedEvent event(name, NamedEvent::Reset::automatic);
-    const char byte = '!';
-    if (write(ready[1], &byte, 1) != 1) _exit(2);
-    _exit(event.wait(20s) ? 0 : 1);
-  }
-  char byte = 0;
-  ASSERT_EQ(read(ready[0], &byte, 1), 1);
-
-  Watching watching;
-  watching.supervision.p_strSupervisionEventName(name);
-  const std::string program = own_name("signal");
-  watching.supervision.m_SuperviseProcess(kStep, 1, program, true, false, 1);
-  const LoadProcess process(program, 1, LoadProcess::Work::idle);
-  int status = -1;
-  EXPECT_TRUE(message_loop::run_until([&] { return waitpid(agent, &status, WNOHANG) == agent; }, 25s));
-  EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << status;
-  close(ready[0]);
-  close(ready[1]);
-}
 
 TEST(SupervisionLive, FreeMemoryArrivesInKilobytes) {
   Watching watching;
