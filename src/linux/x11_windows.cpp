@@ -6,15 +6,18 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <chrono>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
 #include <optional>
 #include <span>
+#include <utility>
 #include <vector>
 
 #include "frame/text.h"
+#include "linux/system_error.h"
 
 namespace kvwmi::ground {
 namespace {
@@ -31,8 +34,8 @@ struct Free {
 template <typename Reply>
 using Owned = std::unique_ptr<Reply, Free>;
 
-/// One question to the display: requests go out together, replies are waited for no longer than kPatience
-/// altogether.
+/// What the display is asked within one call: requests go out together, replies are waited for no longer than
+/// kPatience altogether.
 class Session {
  public:
   explicit Session(xcb_connection_t* connection, int screen) : connection_(connection) {
@@ -44,59 +47,88 @@ class Session {
   [[nodiscard]] xcb_connection_t* connection() const noexcept { return connection_; }
   [[nodiscard]] xcb_window_t root() const noexcept { return root_; }
 
-  /// The reply, or null: an error, a broken connection, or no answer in time.
-  template <typename Reply>
-  Owned<Reply> reply(unsigned sequence) {
-    for (;;) {
-      void* answer = nullptr;
-      xcb_generic_error_t* failure = nullptr;
-      if (xcb_poll_for_reply(connection_, sequence, &answer, &failure) != 0) {
-        std::free(failure);
-        return Owned<Reply>(static_cast<Reply*>(answer));
-      }
-      if (!wait()) {
-        xcb_discard_reply(connection_, sequence);
-        return nullptr;
-      }
-    }
+  /// Sends what is waiting to be sent and waits until the display has sent something; raises when it has gone
+  /// or its time is up.
+  void wait() {
+    xcb_flush(connection_);
+    require_connected();
+    const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline_ - SteadyClock::now());
+    if (left.count() <= 0) throw system_error(ETIMEDOUT, "xcb_poll_for_reply");
+    pollfd display{xcb_get_file_descriptor(connection_), POLLIN, 0};
+    ::poll(&display, 1, static_cast<int>(left.count()));
   }
-
-  xcb_atom_t atom(std::string_view name) {
-    const auto cookie = xcb_intern_atom(connection_, 0, static_cast<std::uint16_t>(name.size()), name.data());
-    const auto answer = reply<xcb_intern_atom_reply_t>(cookie.sequence);
-    return answer ? answer->atom : static_cast<xcb_atom_t>(XCB_ATOM_NONE);
-  }
-
-  unsigned ask_property(xcb_window_t window, xcb_atom_t property, std::uint32_t most) {
-    return xcb_get_property(connection_, 0, window, property, XCB_GET_PROPERTY_TYPE_ANY, 0, most).sequence;
-  }
-
-  /// 32-bit items of a property; none where it has none.
-  std::vector<std::uint32_t> items(unsigned sequence) {
-    const auto answer = reply<xcb_get_property_reply_t>(sequence);
-    if (!answer || answer->format != 32) return {};
-    std::vector<std::uint32_t> result(answer->value_len);
-    if (!result.empty()) {
-      std::memcpy(result.data(), xcb_get_property_value(answer.get()), result.size() * sizeof(std::uint32_t));
-    }
-    return result;
+  void require_connected() const {
+    if (xcb_connection_has_error(connection_) != 0) throw system_error(ECONNRESET, "xcb_poll_for_reply");
   }
 
  private:
-  bool wait() {
-    xcb_flush(connection_);
-    if (xcb_connection_has_error(connection_) != 0) return false;
-    const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline_ - SteadyClock::now());
-    if (left.count() <= 0) return false;
-    pollfd display{xcb_get_file_descriptor(connection_), POLLIN, 0};
-    ::poll(&display, 1, static_cast<int>(left.count()));
-    return true;
-  }
-
   xcb_connection_t* connection_;
   xcb_window_t root_ = XCB_WINDOW_NONE;
   SteadyClock::time_point deadline_ = SteadyClock::now() + kPatience;
 };
+
+/// A request under way. A reply that nobody has taken is dropped when it comes.
+template <typename Reply>
+class Question {
+ public:
+  template <typename Cookie>
+  Question(Session& display, Cookie cookie) : display_(&display), sequence_(cookie.sequence) {}
+  ~Question() {
+    if (display_ != nullptr) xcb_discard_reply(display_->connection(), sequence_);
+  }
+  Question(Question&& other) noexcept
+      : display_(std::exchange(other.display_, nullptr)), sequence_(other.sequence_) {}
+  Question(const Question&) = delete;
+  Question& operator=(const Question&) = delete;
+  Question& operator=(Question&&) = delete;
+
+  /// The reply, or null where the display refused: what was asked about is gone. Raises when there was no
+  /// answer.
+  [[nodiscard]] Owned<Reply> reply() {
+    void* answer = nullptr;
+    xcb_generic_error_t* refusal = nullptr;
+    while (xcb_poll_for_reply(display_->connection(), sequence_, &answer, &refusal) == 0) display_->wait();
+    Owned<Reply> result(static_cast<Reply*>(answer));
+    const Owned<xcb_generic_error_t> refused(refusal);
+    // A lost connection has an empty answer to everything.
+    if (!result && !refused) display_->require_connected();
+    display_ = nullptr;
+    return result;
+  }
+
+ private:
+  Session* display_;  // null once it is answered
+  unsigned sequence_;
+};
+
+Question<xcb_get_property_reply_t> ask_property(Session& display, xcb_window_t window, xcb_atom_t property,
+                                                std::uint32_t most) {
+  return {display,
+          xcb_get_property(display.connection(), 0, window, property, XCB_GET_PROPERTY_TYPE_ANY, 0, most)};
+}
+
+Question<xcb_get_window_attributes_reply_t> ask_attributes(Session& display, xcb_window_t window) {
+  return {display, xcb_get_window_attributes(display.connection(), window)};
+}
+
+xcb_atom_t atom(Session& display, std::string_view name) {
+  Question<xcb_intern_atom_reply_t> question(
+      display,
+      xcb_intern_atom(display.connection(), 0, static_cast<std::uint16_t>(name.size()), name.data()));
+  const auto answer = question.reply();
+  return answer ? answer->atom : static_cast<xcb_atom_t>(XCB_ATOM_NONE);
+}
+
+/// 32-bit items of a property; none where it has none.
+std::vector<std::uint32_t> items(Question<xcb_get_property_reply_t> question) {
+  const auto answer = question.reply();
+  if (!answer || answer->format != 32) return {};
+  std::vector<std::uint32_t> result(answer->value_len);
+  if (!result.empty()) {
+    std::memcpy(result.data(), xcb_get_property_value(answer.get()), result.size() * sizeof(std::uint32_t));
+  }
+  return result;
+}
 
 std::string from_latin1(std::string_view text) {
   std::string result;
@@ -114,24 +146,22 @@ std::optional<std::string> text(const xcb_get_property_reply_t* answer) {
 /// The clients of the window manager; nothing where none is at work. A manager that has ended may have left a
 /// list with windows that are gone, which have no title any more.
 std::vector<xcb_window_t> managed_windows(Session& display) {
-  const xcb_atom_t list = display.atom("_NET_CLIENT_LIST");
-  return display.items(display.ask_property(display.root(), list, kMostWindows));
+  const xcb_atom_t list = atom(display, "_NET_CLIENT_LIST");
+  return items(ask_property(display, display.root(), list, kMostWindows));
 }
 
 /// What stands on the screen itself: all clients where there is no manager, and those that it missed.
 std::vector<xcb_window_t> mapped_windows(Session& display) {
   std::vector<xcb_window_t> result;
   const auto tree =
-      display.reply<xcb_query_tree_reply_t>(xcb_query_tree(display.connection(), display.root()).sequence);
+      Question<xcb_query_tree_reply_t>(display, xcb_query_tree(display.connection(), display.root())).reply();
   if (!tree) return result;
   const std::span<const xcb_window_t> children(xcb_query_tree_children(tree.get()),
                                                static_cast<std::size_t>(tree->children_len));
-  std::vector<unsigned> questions;
-  for (const xcb_window_t child : children) {
-    questions.push_back(xcb_get_window_attributes(display.connection(), child).sequence);
-  }
+  std::vector<Question<xcb_get_window_attributes_reply_t>> questions;
+  for (const xcb_window_t child : children) questions.push_back(ask_attributes(display, child));
   for (std::size_t i = 0; i < children.size(); ++i) {
-    const auto attributes = display.reply<xcb_get_window_attributes_reply_t>(questions[i]);
+    const auto attributes = questions[i].reply();
     if (attributes && attributes->map_state != XCB_MAP_STATE_UNMAPPED && attributes->override_redirect == 0) {
       result.push_back(children[i]);
     }
@@ -140,30 +170,24 @@ std::vector<xcb_window_t> mapped_windows(Session& display) {
 }
 
 xcb_window_t window_titled(Session& display, std::span<const xcb_window_t> windows, std::string_view title) {
-  const xcb_atom_t utf8_name = display.atom("_NET_WM_NAME");
+  const xcb_atom_t utf8_name = atom(display, "_NET_WM_NAME");
   struct Questions {
-    unsigned utf8_name;
-    unsigned name;
+    Question<xcb_get_property_reply_t> utf8_name;
+    Question<xcb_get_property_reply_t> name;
   };
   std::vector<Questions> questions;
   for (const xcb_window_t window : windows) {
-    questions.push_back({display.ask_property(window, utf8_name, kLongestTitle),
-                         display.ask_property(window, XCB_ATOM_WM_NAME, kLongestTitle)});
+    questions.push_back({ask_property(display, window, utf8_name, kLongestTitle),
+                         ask_property(display, window, XCB_ATOM_WM_NAME, kLongestTitle)});
   }
-  xcb_window_t found = XCB_WINDOW_NONE;
   for (std::size_t i = 0; i < windows.size(); ++i) {
-    if (found != XCB_WINDOW_NONE) {
-      xcb_discard_reply(display.connection(), questions[i].utf8_name);
-      xcb_discard_reply(display.connection(), questions[i].name);
-      continue;
-    }
-    const auto utf8 = display.reply<xcb_get_property_reply_t>(questions[i].utf8_name);
-    const auto plain = display.reply<xcb_get_property_reply_t>(questions[i].name);
+    const auto utf8 = questions[i].utf8_name.reply();
+    const auto plain = questions[i].name.reply();
     std::optional<std::string> name = text(utf8.get());
     if (!name) name = text(plain.get());
-    if (name == title) found = windows[i];
+    if (name == title) return windows[i];
   }
-  return found;
+  return XCB_WINDOW_NONE;
 }
 
 }  // namespace
@@ -175,6 +199,12 @@ X11Windows::~X11Windows() {
 bool X11Windows::connect() {
   const char* display = std::getenv("DISPLAY");
   if (display == nullptr || *display == '\0') return false;
+  // Events that nobody asked for (mapping changes) would pile up on a long-lived connection. Reading them
+  // also tells when the display has gone.
+  while (connection_ != nullptr) {
+    const Owned<xcb_generic_event_t> event(xcb_poll_for_event(connection_));
+    if (!event) break;
+  }
   if (connection_ != nullptr && (display_ != display || xcb_connection_has_error(connection_) != 0))
     disconnect();
   if (connection_ == nullptr) {
@@ -195,8 +225,6 @@ Windows::Handle X11Windows::find(std::string_view title) {
   const std::scoped_lock lock(mutex_);
   if (!connect()) return 0;
   Session display(connection_, screen_);
-  // Events that nobody asked for (mapping changes) would pile up on a long-lived connection.
-  while (const Owned<xcb_generic_event_t> event{xcb_poll_for_event(connection_)}) continue;
   const xcb_window_t managed = window_titled(display, managed_windows(display), title);
   return managed != XCB_WINDOW_NONE ? managed : window_titled(display, mapped_windows(display), title);
 }
@@ -208,14 +236,12 @@ Windows::CloseReply X11Windows::close(Handle handle) {
   if (!connect()) return kGone;
   Session display(connection_, screen_);
   const auto window = static_cast<xcb_window_t>(handle);
-  const auto attributes = display.reply<xcb_get_window_attributes_reply_t>(
-      xcb_get_window_attributes(connection_, window).sequence);
-  if (!attributes) return kGone;
+  if (!ask_attributes(display, window).reply()) return kGone;
 
-  const xcb_atom_t protocols = display.atom("WM_PROTOCOLS");
-  const xcb_atom_t delete_window = display.atom("WM_DELETE_WINDOW");
+  const xcb_atom_t protocols = atom(display, "WM_PROTOCOLS");
+  const xcb_atom_t delete_window = atom(display, "WM_DELETE_WINDOW");
   constexpr std::uint32_t kMostProtocols = 64;
-  const auto taken = display.items(display.ask_property(window, protocols, kMostProtocols));
+  const auto taken = items(ask_property(display, window, protocols, kMostProtocols));
   if (std::find(taken.begin(), taken.end(), delete_window) == taken.end()) return kRefused;
 
   xcb_client_message_event_t message{};

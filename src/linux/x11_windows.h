@@ -12,9 +12,9 @@ namespace kvwmi::ground {
 /// Top-level windows of the X11 display that DISPLAY names, whatever program they belong to.
 ///
 /// These are the clients that a window manager lists, minimised ones included, and the mapped children of the
-/// root window that are no pop-ups. Titles compare byte for byte. A window that only Wayland
-/// knows cannot be seen. Without a display, or with one that does not answer within two seconds, there is no
-/// window.
+/// root window that are no pop-ups. Titles compare byte for byte. A window that only Wayland knows cannot be
+/// seen. Without a display there is no window; one that does not answer within two seconds, or goes away
+/// while it is asked, raises Error 0x800705B4 or 0x80004005.
 class X11Windows final : public Windows {
  public:
   X11Windows() = default;

@@ -4,6 +4,7 @@
 
 #include <optional>
 
+#include "frame/testing/raises.h"
 #include "linux/testing/display.h"
 
 namespace kvwmi::ground {
@@ -12,6 +13,8 @@ namespace {
 using kvwmi::testing::Child;
 using kvwmi::testing::Display;
 using kvwmi::testing::eventually;
+using kvwmi::testing::Raised;
+using kvwmi::testing::raised_by;
 using kvwmi::testing::TestWindow;
 using Manager = Display::Manager;
 
@@ -112,15 +115,27 @@ TEST_P(X11WindowsTest, FindsAnotherProgramsWindow) {
   EXPECT_EQ(program.wait(), 1);
 }
 
-TEST_P(X11WindowsTest, AServerThatHangsHasNoWindowsAndTheNextAnswerIsRightAgain) {
+TEST_P(X11WindowsTest, AServerThatHangsIsAnErrorAndTheNextAnswerIsRightAgain) {
   const TestWindow window("behind");
   ASSERT_TRUE(appears("behind"));
+  const Windows::Handle handle = windows.find("behind");
   display->server().kill(SIGSTOP);
   const auto before = std::chrono::steady_clock::now();
-  EXPECT_EQ(windows.find("behind"), 0U);
-  EXPECT_LT(std::chrono::steady_clock::now() - before, std::chrono::seconds(5));
+  const Raised no_answer{static_cast<std::int32_t>(0x800705B4), "KVWMI",
+                         "xcb_poll_for_reply: Connection timed out"};
+  EXPECT_EQ(raised_by([&] { return windows.find("behind"); }), no_answer);
+  EXPECT_EQ(raised_by([&] { return windows.close(handle); }), no_answer);
+  EXPECT_LT(std::chrono::steady_clock::now() - before, std::chrono::seconds(10));
   display->server().kill(SIGCONT);
-  EXPECT_TRUE(appears("behind"));
+  EXPECT_EQ(windows.find("behind"), handle);
+}
+
+TEST_P(X11WindowsTest, TheWindowsOfAServerThatHasDiedAreGone) {
+  const TestWindow window("before the end");
+  ASSERT_TRUE(appears("before the end"));
+  display->server().kill(SIGKILL);
+  ASSERT_EQ(display->server().wait(), 128 + SIGKILL);
+  EXPECT_EQ(windows.find("before the end"), 0U);
 }
 
 TEST(X11WindowsManagerTest, WhatAnEndedManagerLeftBehindDoesNotCount) {
