@@ -1,76 +1,36 @@
 #include <gtest/gtest.h>
 
-#include <csignal>
-#include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <nlohmann/json.hpp>
 #include <sstream>
 
-#include "agent/command.h"
-#include "frame/testing/local_ground.h"
+#include "agent/testing/agent_fixture.h"
 
 namespace kvwmi::agent {
 namespace {
 
 using Json = nlohmann::ordered_json;
-using testing::fake_local_ground;
-using testing::fake_messages;
-using testing::FakeObject;
-using testing::FakeWmi;
 
-struct Result {
-  int status;
-  std::string out;
-  std::string err;
-};
-
-/// Times of day and durations of the summary as letters.
-std::string without_times(const std::string& text) {
-  std::string result;
-  for (std::size_t i = 0; i < text.size(); ++i) {
-    if (text.size() - i > 8 && text[i + 2] == ':' && text[i + 5] == ':') {
-      result += "TIME";
-      i += 7;
-    } else {
-      result += text[i];
-    }
-  }
-  return result;
-}
-
-/// `kvwmi run` on a made-up machine whose message loop does what a test has put into it.
-class ScenarioRunTest : public ::testing::Test {
+class ScenarioRunTest : public testing::AgentFixture {
  protected:
-  ScenarioRunTest() {
-    fake_local_ground().wmi = FakeWmi();
-    fake_local_ground().fake_named_events.signalled.clear();
-    fake_messages().clear();
-    // The directory is the build's own, and tests of one program run one after the other.
-    file_ = "scenario_run_test.json";
-  }
-  ~ScenarioRunTest() override { std::filesystem::remove(file_); }
+  ~ScenarioRunTest() override { std::filesystem::remove(kFile); }
 
-  Result run(const std::string& scenario, bool json = false) {
-    std::ofstream(file_) << scenario;
-    std::ostringstream out;
-    std::ostringstream err;
-    std::vector<std::string> arguments{"run", file_};
+  // The directory is the build's own, and tests of one program run one after the other.
+  static constexpr const char* kFile = "scenario_run_test.json";
+
+  static Result run(const std::string& scenario, bool json = false) {
+    std::ofstream(kFile) << scenario;
+    std::vector<std::string> arguments{"run", kFile};
     if (json) arguments.emplace_back("--json");
-    const int status = run_agent(std::move(arguments), out, err, {});
-    return {status, out.str(), err.str()};
+    return run_agent(std::move(arguments));
   }
-  static void post_event(std::size_t subscription, wmi::NamedValues target = {}) {
-    fake_messages().push_back([subscription, target = std::move(target)] {
-      FakeObject event({{"TargetInstance",
-                         wmi::Value(std::shared_ptr<wmi::Object>(std::make_shared<FakeObject>(target)))}},
-                       "__InstanceModificationEvent");
-      auto& wmi = fake_local_ground().wmi;
-      ASSERT_EQ(wmi.fire(wmi.subscriptions.at(subscription).query, event), 1);
-    });
+  static std::vector<Json> lines(const Result& result) {
+    std::vector<Json> lines;
+    std::istringstream stream(result.out);
+    for (std::string line; std::getline(stream, line);) lines.push_back(Json::parse(line));
+    return lines;
   }
-
-  std::string file_;
 };
 
 constexpr const char* kTwoSteps = R"({
@@ -84,9 +44,9 @@ constexpr const char* kTwoSteps = R"({
 })";
 
 TEST_F(ScenarioRunTest, EventsArriveAndTheSummaryCountsThem) {
-  post_event(0, {{"FreePhysicalMemory", wmi::Value("900")}});
-  post_event(0, {{"FreePhysicalMemory", wmi::Value("800")}});
-  post_event(1);
+  post_event({{"FreePhysicalMemory", wmi::Value("900")}}, 0);
+  post_event({{"FreePhysicalMemory", wmi::Value("800")}}, 0);
+  post_event({}, 1);
   const Result result = run(kTwoSteps);
   EXPECT_EQ(result.err, "");
   EXPECT_EQ(without_times(result.out),
@@ -106,12 +66,10 @@ TEST_F(ScenarioRunTest, EventsArriveAndTheSummaryCountsThem) {
 }
 
 TEST_F(ScenarioRunTest, AsJson) {
-  post_event(0, {{"FreePhysicalMemory", wmi::Value("900")}});
-  post_event(1);
+  post_event({{"FreePhysicalMemory", wmi::Value("900")}}, 0);
+  post_event({}, 1);
   const Result result = run(kTwoSteps, true);
-  std::vector<Json> lines;
-  std::istringstream stream(result.out);
-  for (std::string line; std::getline(stream, line);) lines.push_back(Json::parse(line));
+  const std::vector<Json> lines = ScenarioRunTest::lines(result);
   ASSERT_EQ(lines.size(), 3U);
   EXPECT_EQ(lines[0]["step"], 1);
   EXPECT_EQ(lines[0]["supervision"], 1);
@@ -176,7 +134,7 @@ TEST_F(ScenarioRunTest, ProgramThatIsNotThereFailsItsStep) {
 }
 
 TEST_F(ScenarioRunTest, InterruptEndsTheScenarioCleanly) {
-  fake_messages().push_back([] { std::raise(SIGINT); });
+  post_interrupt();
   const Result result = run(R"({"steps": [{"watches": [{"watch": "power"}], "for": "1h"}, {"for": "1h"}]})");
   EXPECT_EQ(without_times(result.out),
             "Step 1\n\n"
@@ -189,13 +147,11 @@ TEST_F(ScenarioRunTest, UsageErrors) {
   const Result refused = run("{}");
   EXPECT_EQ(refused.err, "kvwmi: scenario_run_test.json:1: the key \"steps\" is missing\n");
   EXPECT_EQ(refused.status, 2);
-  std::ostringstream out;
-  std::ostringstream err;
-  EXPECT_EQ(run_agent({"run", "no such file"}, out, err, {}), 2);
-  EXPECT_EQ(err.str(), "kvwmi: cannot read no such file\n");
-  err.str("");
-  EXPECT_EQ(run_agent({"run", "."}, out, err, {}), 2) << "a directory";
-  EXPECT_EQ(err.str(), "kvwmi: cannot read .\n");
+  for (const std::string file : {"no such file", "."}) {
+    const Result unread = run_agent({"run", file});
+    EXPECT_EQ(unread.err, "kvwmi: cannot read " + file + "\n");
+    EXPECT_EQ(unread.status, 2);
+  }
   EXPECT_EQ(run("").err, "kvwmi: scenario_run_test.json:1: the document ends too early\n");
 }
 

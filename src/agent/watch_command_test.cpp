@@ -1,12 +1,9 @@
 #include <gtest/gtest.h>
 
-#include <csignal>
 #include <nlohmann/json.hpp>
-#include <sstream>
 
-#include "agent/command.h"
+#include "agent/testing/agent_fixture.h"
 #include "agent/watch_kind.h"
-#include "frame/testing/local_ground.h"
 #include "frame/wmi_status.h"
 
 namespace kvwmi::agent {
@@ -16,52 +13,9 @@ using Json = nlohmann::ordered_json;
 using testing::fake_local_ground;
 using testing::fake_messages;
 using testing::FakeObject;
-using testing::FakeWmi;
 
-struct Result {
-  int status;
-  std::string out;
-  std::string err;
-};
-
-Result run(std::vector<std::string> arguments) {
-  std::ostringstream out;
-  std::ostringstream err;
-  const int status = run_agent(std::move(arguments), out, err, {});
-  return {status, out.str(), err.str()};
-}
-
-/// Each line without the time it begins with.
-std::string without_times(const std::string& text) {
-  std::string result;
-  std::istringstream lines(text);
-  for (std::string line; std::getline(lines, line);) {
-    const bool timed = line.size() > 8 && line[2] == ':' && line[5] == ':';
-    result += (timed ? "TIME" + line.substr(8) : line) + "\n";
-  }
-  return result;
-}
-
-/// `kvwmi watch` on a made-up machine. The message loop does what a test has put into it.
-class WatchCommandTest : public ::testing::Test {
+class WatchCommandTest : public testing::AgentFixture {
  protected:
-  WatchCommandTest() {
-    fake_local_ground().wmi = FakeWmi();
-    fake_local_ground().fake_named_events.signalled.clear();
-    fake_messages().clear();
-  }
-  /// An event of the last subscription that was made.
-  static void post_event(wmi::NamedValues target = {}) {
-    fake_messages().push_back([target = std::move(target)] {
-      FakeObject event({{"TargetInstance",
-                         wmi::Value(std::shared_ptr<wmi::Object>(std::make_shared<FakeObject>(target)))}},
-                       "__InstanceModificationEvent");
-      ASSERT_EQ(fake_local_ground().wmi.fire(fake_local_ground().wmi.subscriptions.back().query, event), 1);
-    });
-  }
-  static void post_interrupt() {
-    fake_messages().push_back([] { std::raise(SIGINT); });
-  }
   static std::vector<std::string> queries() {
     std::vector<std::string> result;
     for (const auto& subscription : fake_local_ground().wmi.subscriptions)
@@ -75,7 +29,7 @@ TEST_F(WatchCommandTest, EventsAreShownAsTheyArriveUntilAnInterrupt) {
   post_event({{"FreePhysicalMemory", wmi::Value("900")}});
   post_interrupt();
   post_event({{"FreePhysicalMemory", wmi::Value("800")}});
-  const Result result = run({"watch", "free-memory", "--below", "1MB"});
+  const Result result = run_agent({"watch", "free-memory", "--below", "1MB"});
   EXPECT_EQ(without_times(result.out),
             "Watching free-memory; Ctrl-C stops\n"
             "TIME  free-memory  Value: 1000 Kilobytes\n"
@@ -87,7 +41,7 @@ TEST_F(WatchCommandTest, EventsAreShownAsTheyArriveUntilAnInterrupt) {
 TEST_F(WatchCommandTest, EventsAsJsonAreOneObjectALine) {
   post_event({{"LoadPercentage", wmi::Value(std::int32_t{97})}});
   post_interrupt();
-  const Result result = run({"watch", "processor-load", "--above", "80%", "--json"});
+  const Result result = run_agent({"watch", "processor-load", "--above", "80%", "--json"});
   ASSERT_EQ(std::count(result.out.begin(), result.out.end(), '\n'), 1);
   const Json line = Json::parse(result.out);
   std::vector<std::string> keys;
@@ -100,17 +54,18 @@ TEST_F(WatchCommandTest, EventsAsJsonAreOneObjectALine) {
 }
 
 TEST_F(WatchCommandTest, StopsByItselfWhenItsTimeIsUp) {
-  const Result result = run({"watch", "process", "a.exe", "--for", "1ms"});
+  const Result result = run_agent({"watch", "process", "a.exe", "--for", "1ms"});
   EXPECT_EQ(result.out, "Watching process \"a.exe\"\n");
   EXPECT_EQ(result.status, 0);
 }
 
 TEST_F(WatchCommandTest, AbsenceIsReportedAtTheEnd) {
-  const Result absent = run({"watch", "process", "a.exe", "--start", "--if-undetected", "--for", "1ms"});
+  const Result absent =
+      run_agent({"watch", "process", "a.exe", "--start", "--if-undetected", "--for", "1ms"});
   EXPECT_EQ(without_times(absent.out),
             "Watching process \"a.exe\"\nTIME  process \"a.exe\"  has not fired\n");
   post_event();
-  const Result fired = run({"watch", "process", "a.exe", "--start", "--if-undetected", "--for", "1ms"});
+  const Result fired = run_agent({"watch", "process", "a.exe", "--start", "--if-undetected", "--for", "1ms"});
   EXPECT_EQ(fired.out, "Watching process \"a.exe\"\n");
 }
 
@@ -123,7 +78,7 @@ TEST_F(WatchCommandTest, FailuresWithoutACallerAreToldOnce) {
   }
   post_event();
   post_interrupt();
-  const Result result = run({"watch", "process", "a.exe", "--start"});
+  const Result result = run_agent({"watch", "process", "a.exe", "--start"});
   EXPECT_EQ(result.err, "kvwmi: Not found (0x80041002)\n    raised by SWbemObjectEx\n");
   EXPECT_EQ(result.status, 0);
 }
@@ -134,7 +89,7 @@ TEST_F(WatchCommandTest, RefusedWatchIsAnError) {
       "TargetInstance.Name='it's'";
   fake_local_ground().wmi.errors.insert_or_assign(
       query, wmi::wmi_error(wmi::Status::unparsable_query, wmi::source::kServices));
-  const Result result = run({"watch", "process", "it's", "--start"});
+  const Result result = run_agent({"watch", "process", "it's", "--start"});
   EXPECT_EQ(result.err,
             "kvwmi: Unparsable query. (0x8004020F)\n"
             "    raised by SWbemServicesEx\n"
@@ -186,7 +141,7 @@ TEST_F(WatchCommandTest, EveryKindOverWmi) {
     std::vector<std::string> arguments{"watch"};
     arguments.insert(arguments.end(), c.arguments.begin(), c.arguments.end());
     arguments.insert(arguments.end(), {"--for", "1ms"});
-    const Result result = run(arguments);
+    const Result result = run_agent(arguments);
     EXPECT_EQ(result.status, 0) << result.err;
     EXPECT_EQ(queries(), c.queries);
   }
@@ -205,13 +160,13 @@ TEST_F(WatchCommandTest, PolledKinds) {
   fake_messages().push_back([&] { ground.fake_windows.open["Editor"] = 1; });
   tick();
   post_interrupt();
-  EXPECT_EQ(without_times(run({"watch", "window", "Editor", "--open", "--poll", "1"}).out),
+  EXPECT_EQ(without_times(run_agent({"watch", "window", "Editor", "--open", "--poll", "1"}).out),
             "Watching window \"Editor\"; Ctrl-C stops\nTIME  window \"Editor\"\n");
 
   ground.fake_ip_address_library.address_calls.clear();
   tick();
   post_interrupt();
-  run({"watch", "ip-address", "addresses.def", "--filter", "eth*", "--poll", "1"});
+  run_agent({"watch", "ip-address", "addresses.def", "--filter", "eth*", "--poll", "1"});
   EXPECT_EQ(ground.fake_ip_address_library.address_calls,
             (std::vector<std::pair<std::string, std::string>>{{"addresses.def", "eth*"}}));
 
@@ -220,7 +175,7 @@ TEST_F(WatchCommandTest, PolledKinds) {
   tick();
   post_interrupt();
   EXPECT_EQ(
-      without_times(run({"watch", "network-interfaces", "state.def", "--poll", "1"}).out),
+      without_times(run_agent({"watch", "network-interfaces", "state.def", "--poll", "1"}).out),
       "Watching network-interfaces \"state.def\"; Ctrl-C stops\nTIME  network-interfaces \"state.def\"\n");
   ground.fake_ip_address_library.interface_result = 0;
 }
@@ -256,7 +211,7 @@ TEST_F(WatchCommandTest, UsageErrorsNameWhatIsWrong) {
   for (const UsageCase& c : cases) {
     std::vector<std::string> arguments{"watch"};
     arguments.insert(arguments.end(), c.arguments.begin(), c.arguments.end());
-    const Result result = run(arguments);
+    const Result result = run_agent(arguments);
     EXPECT_EQ(result.err, "kvwmi: " + c.complaint + "\n");
     EXPECT_EQ(result.out, "");
     EXPECT_EQ(result.status, 2);
@@ -265,21 +220,21 @@ TEST_F(WatchCommandTest, UsageErrorsNameWhatIsWrong) {
 }
 
 TEST_F(WatchCommandTest, CompletesKindsAndTheirOptions) {
-  const std::string kinds = run({"complete", "watch"}).out;
+  const std::string kinds = run_agent({"complete", "watch"}).out;
   EXPECT_EQ(kinds.substr(0, kinds.find("window")),
             "disk\nservice\npower\nprocess\nprocess-memory\nfree-memory\nfree-virtual-memory\nfree-paging\n"
             "processor-load\n");
   EXPECT_EQ(
-      run({"complete", "watch", "power"}).out,
+      run_agent({"complete", "watch", "power"}).out,
       "--at-least\n--battery\n--for\n--group\n--help\n--if-undetected\n--json\n--mains\n--poll\n--version\n");
 }
 
 TEST_F(WatchCommandTest, HelpNamesKindsAndTheirOptions) {
-  const Result all = run({"watch", "--help"});
+  const Result all = run_agent({"watch", "--help"});
   EXPECT_EQ(all.status, 0);
   for (const WatchKind& kind : watch_kinds())
     EXPECT_NE(all.out.find(kind.name), std::string::npos) << kind.name;
-  const Result disk = run({"watch", "disk", "--help"});
+  const Result disk = run_agent({"watch", "disk", "--help"});
   for (const char* word : {"NAME", "--below SIZE", "--poll SECONDS", "--if-undetected"}) {
     EXPECT_NE(disk.out.find(word), std::string::npos) << word;
   }

@@ -1,0 +1,71 @@
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <csignal>
+#include <limits>
+#include <sstream>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "agent/command.h"
+#include "frame/testing/local_ground.h"
+
+namespace kvwmi::testing {
+
+/// The kvwmi command on a made-up machine whose message loop does what a test has put into it.
+class AgentFixture : public ::testing::Test {
+ protected:
+  AgentFixture() {
+    fake_local_ground().wmi = FakeWmi();
+    fake_local_ground().fake_named_events.signalled.clear();
+    fake_messages().clear();
+  }
+
+  struct Result {
+    int status;
+    std::string out;
+    std::string err;
+  };
+  static Result run_agent(std::vector<std::string> arguments) {
+    std::ostringstream out;
+    std::ostringstream err;
+    const int status = agent::run_agent(std::move(arguments), out, err, {});
+    return {status, out.str(), err.str()};
+  }
+
+  static constexpr std::size_t kLatest = std::numeric_limits<std::size_t>::max();
+  /// An event of a subscription, counted in the order in which they are made.
+  static void post_event(wmi::NamedValues target = {}, std::size_t subscription = kLatest) {
+    fake_messages().push_back([subscription, target = std::move(target)] {
+      FakeObject event({{"TargetInstance",
+                         wmi::Value(std::shared_ptr<wmi::Object>(std::make_shared<FakeObject>(target)))}},
+                       "__InstanceModificationEvent");
+      auto& wmi = fake_local_ground().wmi;
+      const auto& asked =
+          subscription == kLatest ? wmi.subscriptions.back() : wmi.subscriptions.at(subscription);
+      ASSERT_EQ(wmi.fire(asked.query, event), 1);
+    });
+  }
+  static void post_interrupt() {
+    fake_messages().push_back([] { std::raise(SIGINT); });
+  }
+
+  /// The text with TIME for times of day.
+  static std::string without_times(const std::string& text) {
+    constexpr std::size_t kLength = 8;  // of 12:34:56
+    std::string result;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+      if (text.size() - i > kLength && text[i + 2] == ':' && text[i + 5] == ':') {
+        result += "TIME";
+        i += kLength - 1;
+      } else {
+        result += text[i];
+      }
+    }
+    return result;
+  }
+};
+
+}  // namespace kvwmi::testing
