@@ -27,6 +27,7 @@ constexpr const char* kFooter =
     "Examples:\n"
     "  kvwmi watch process sleep --poll 1\n"
     "  kvwmi watch disk C: --below 10GB\n"
+    "  kvwmi watch disk /home --below 10%\n"
     "  kvwmi watch processor-load --above 80% --group 60 --at-least 3\n"
     "  kvwmi watch service cron --stop --if-undetected --for 30s";
 
@@ -49,20 +50,25 @@ class WatchCommand final : public Command {
   }
 
   int run(Console& console) override {
-    const KindLine* line = chosen();
-    if (line == nullptr) {
-      console.complain("watch needs to be told what; see kvwmi watch --help");
-      return kUsage;
-    }
-    WatchRequest request;
-    std::optional<std::chrono::milliseconds> duration;
     try {
-      request = read(*line);
-      if (!duration_.empty()) duration = parse_duration(duration_);
+      return watch(console);
     } catch (const UsageError& error) {
       console.complain(error.what());
       return kUsage;
     }
+  }
+
+  std::vector<std::string> completions(const std::vector<std::string>& before) override {
+    return before.empty() ? watch_kind_names() : std::vector<std::string>();
+  }
+
+ private:
+  int watch(Console& console) {
+    const KindLine* line = chosen();
+    if (line == nullptr) throw UsageError("watch needs to be told what; see kvwmi watch --help");
+    const WatchRequest request = read(*line);
+    std::optional<std::chrono::milliseconds> duration;
+    if (!duration_.empty()) duration = parse_duration(duration_);
     const Interrupt interrupt;
     WatchSession session;
     line->kind->start(session.supervision(), kStep, kWatch, request);
@@ -83,11 +89,6 @@ class WatchCommand final : public Command {
     return kAnswered;
   }
 
-  std::vector<std::string> completions(const std::vector<std::string>& before) override {
-    return before.empty() ? watch_kind_names() : std::vector<std::string>();
-  }
-
- private:
   KindLine declare_kind(CLI::App& command, const WatchKind& kind) {
     KindLine line{&kind, command.add_subcommand(std::string(kind.name), std::string(kind.summary)), {}};
     line.app->fallthrough();

@@ -203,6 +203,7 @@ TEST_F(WatchCommandTest, UsageErrorsNameWhatIsWrong) {
        "--below: \"much\" is not a size such as 512, 100KB, 1.5MB, 10GB or 20%"},
       {{"disk", "C:", "--below", "1GB", "--above", "2GB"}, "--above: a watch makes one comparison, not two"},
       {{"disk", "C:", "--belw", "1GB"}, "unknown option \"--belw\"; nearest: --below, --help"},
+      {{"disk", "/nowhere", "--below", "1GB"}, "no local disk is mounted at \"/nowhere\""},
       {{"free-memory", "C:", "--below", "1GB"}, "watch free-memory has no use for \"C:\""},
       {{"process", "a", "--poll", "often"},
        "--poll: \"often\" is not a duration such as 500ms, 30s, 2min or 1h"},

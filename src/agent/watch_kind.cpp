@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 
+#include "agent/disk_name.h"
 #include "agent/usage_error.h"
 
 namespace kvwmi::agent {
@@ -111,6 +112,12 @@ void start_size(Supervision& supervision, std::int32_t step, std::int32_t id, co
                         r.group_period, r.group_threshold, r.notify_if_undetected);
 }
 
+void start_disk(Supervision& supervision, std::int32_t step, std::int32_t id, const WatchRequest& r) {
+  WatchRequest named = r;
+  named.name = disk_name(r.name);
+  start_named_size<&Supervision::m_SuperviseDiskFreeSpace>(supervision, step, id, named);
+}
+
 void start_load(Supervision& supervision, std::int32_t step, std::int32_t id, const WatchRequest& r) {
   supervision.m_SuperviseProcessorLoadPercentage(
       step, id, r.condition, static_cast<std::int32_t>(r.threshold.value.rounded()), r.polling_period,
@@ -153,8 +160,9 @@ constexpr std::string_view kNone;
 constexpr std::string_view kProcessName = "a process's image name, such as bash";
 
 constexpr std::array kKinds{
-    WatchKind{"disk", "m_SuperviseDiskFreeSpace", "a local disk's letter, such as C:", "free space of a disk",
-              kSizeOptions, true, start_named_size<&Supervision::m_SuperviseDiskFreeSpace>},
+    WatchKind{"disk", "m_SuperviseDiskFreeSpace",
+              "a local disk: its letter, such as C:, or where it is mounted, such as /home",
+              "free space of a disk", kSizeOptions, true, start_disk},
     WatchKind{"service", "m_SuperviseService", "a service's display name", "a service that starts or stops",
               kServiceOptions, false, start_named_change<&Supervision::m_SuperviseService>},
     WatchKind{"power", "m_SupervisePowerSource", kNone, "changes between mains and battery power",

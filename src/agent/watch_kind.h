@@ -44,6 +44,7 @@ struct WatchKind {
   std::string_view summary;
   std::span<const WatchOption> options;  ///< besides the common ones
   bool compares;                         ///< whether it needs a comparison
+  /// Makes the request; raises UsageError for a NAME that this machine does not have, else what it raises.
   void (*start)(Supervision& supervision, std::int32_t step, std::int32_t id, const WatchRequest& request);
 };
 
