@@ -1,12 +1,10 @@
 // kvwmi watch and kvwmi run on this machine.
 #include <gtest/gtest.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <chrono>
 #include <csignal>
-#include <cstdio>
 #include <nlohmann/json.hpp>
 #include <sstream>
 #include <string>
@@ -14,6 +12,7 @@
 
 #include "support/command.h"
 #include "support/load_process.h"
+#include "support/running_agent.h"
 
 namespace kvwmi::tests {
 namespace {
@@ -25,59 +24,10 @@ std::string own_name(const std::string& purpose) {
   return "kvwmi-cli-" + purpose + "-" + std::to_string(getpid());
 }
 
-/// A running agent whose standard output is read line by line.
-class RunningAgent {
- public:
-  explicit RunningAgent(const std::vector<std::string>& arguments) {
-    int output[2];
-    if (pipe(output) != 0) throw std::runtime_error("no pipe");
-    pid_ = fork();
-    if (pid_ == 0) {
-      dup2(output[1], STDOUT_FILENO);
-      close(output[0]);
-      std::vector<char*> words{const_cast<char*>(KVWMI_AGENT)};
-      for (const std::string& word : arguments) words.push_back(const_cast<char*>(word.c_str()));
-      words.push_back(nullptr);
-      execv(KVWMI_AGENT, words.data());
-      _exit(127);
-    }
-    close(output[1]);
-    out_ = fdopen(output[0], "r");
-  }
-  ~RunningAgent() {
-    if (pid_ > 0) {
-      kill(pid_, SIGKILL);
-      waitpid(pid_, nullptr, 0);
-    }
-    std::fclose(out_);
-  }
-  RunningAgent(const RunningAgent&) = delete;
-  RunningAgent& operator=(const RunningAgent&) = delete;
-
-  /// The next line without its end; empty at the end of the output.
-  std::string line() {
-    std::string result;
-    for (int c = 0; (c = std::fgetc(out_)) != EOF && c != '\n';) result += static_cast<char>(c);
-    return result;
-  }
-  /// Sends a signal, waits for the end and gives the exit status.
-  int stop(int signal) {
-    kill(pid_, signal);
-    int status = -1;
-    waitpid(pid_, &status, 0);
-    pid_ = -1;
-    return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
-  }
-
- private:
-  pid_t pid_ = -1;
-  std::FILE* out_ = nullptr;
-};
-
 TEST(WatchCli, EventsArriveAsTheyHappenAndCtrlCStopsCleanly) {
   const std::string name = own_name("process");
   // The limit ends the agent, and with it the reading of its lines, where nothing arrives.
-  RunningAgent agent({"watch", "process", name, "--poll", "1", "--for", "25s"});
+  RunningAgent agent({KVWMI_AGENT, "watch", "process", name, "--poll", "1", "--for", "25s"});
   EXPECT_EQ(agent.line(), "Watching process \"" + name + "\"");
   LoadProcess process(name, 1, LoadProcess::Work::idle);
   EXPECT_EQ(agent.line().substr(8), "  process \"" + name + "\"");

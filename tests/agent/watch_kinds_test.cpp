@@ -1,0 +1,138 @@
+// kvwmi watch of everything that can be made to happen here, as JSON: each change is one line with its exact
+// detail. Services have theirs in tests/systemd.
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <fstream>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "linux/testing/display.h"
+#include "support/command.h"
+#include "support/loop_disk.h"
+#include "support/network_namespace.h"
+#include "support/own_folder.h"
+#include "support/running_agent.h"
+
+namespace kvwmi::tests {
+namespace {
+
+namespace fs = std::filesystem;
+
+/// `kvwmi watch` with these words; the time ends the agent, and the reading of its lines, where nothing
+/// comes.
+std::vector<std::string> watch(const std::vector<std::string>& words) {
+  std::vector<std::string> command{KVWMI_AGENT, "watch"};
+  command.insert(command.end(), words.begin(), words.end());
+  command.insert(command.end(), {"--poll", "1", "--json", "--for", "60s"});
+  return command;
+}
+
+void expect_disk_watch(const LoopDisk& disk, const std::string& name) {
+  RunningAgent agent(watch({"disk", name, "--below", "16MB"}));
+  ASSERT_TRUE(agent.watches());
+  disk.fill(18);
+  agent.expect_event("Value: " + std::to_string(disk.free_space()) + " Bytes");
+  disk.empty();
+  disk.fill(20);
+  agent.expect_event("Value: " + std::to_string(disk.free_space()) + " Bytes");
+  agent.expect_end();
+  disk.empty();
+}
+
+TEST(WatchKinds, ADiskByItsMountPointAndByItsLetter) {
+  const LoopDisk disk;
+  if (!disk.mounted()) GTEST_SKIP() << "a loop device cannot be mounted here (needs root)";
+  expect_disk_watch(disk, disk.mount_point());
+  const auto answer = nlohmann::json::parse(
+      run_shell(quoted(KVWMI_AGENT) +
+                " query --json \"SELECT DeviceID FROM Win32_LogicalDisk WHERE Purpose='" +
+                disk.mount_point().string() + "'\"")
+          .out);
+  expect_disk_watch(disk, answer.at(0).at("DeviceID"));
+}
+
+TEST(WatchKinds, AWindow) {
+  if (!testing::installed("Xvfb")) GTEST_SKIP() << "Xvfb is not installed";
+  const testing::Display display;
+  RunningAgent agent(watch({"window", "A watched window"}));
+  ASSERT_TRUE(agent.watches());
+  std::optional<testing::TestWindow> window("A watched window");
+  agent.expect_event("");
+  window.reset();
+  agent.expect_event("");
+  agent.expect_end();
+}
+
+TEST(WatchKinds, Addresses) {
+  const NetworkNamespace network;
+  if (!network.entered()) GTEST_SKIP() << "no network namespace can be made here (needs root)";
+  const OwnFolder folder;
+  const std::string definition = folder.path() / "definition";
+  std::ofstream(definition) << "KVIPAddress definition 1\nnear 10.1.0.1\n";
+  network.ip("address add 10.1.0.1/24 dev near");
+  RunningAgent agent(watch({"ip-address", definition, "--filter", "near"}));
+  ASSERT_TRUE(agent.watches());
+  network.ip("address add 10.1.0.2/24 dev near");
+  agent.expect_event("");
+  network.ip("address del 10.1.0.1/24 dev near");
+  agent.expect_event("");
+  agent.expect_end();
+}
+
+TEST(WatchKinds, NetworkInterfaces) {
+  const NetworkNamespace network;
+  if (!network.entered()) GTEST_SKIP() << "no network namespace can be made here (needs root)";
+  const OwnFolder folder;
+  const fs::path state = folder.path() / "state";
+  RunningAgent agent(watch({"network-interfaces", state}));
+  ASSERT_TRUE(wait_for([&] { return fs::exists(state); })) << "the first look only records the state";
+  network.ip("link set near up");
+  agent.expect_event("");
+  network.ip("link set near down");
+  agent.expect_event("");
+  agent.expect_end();
+  EXPECT_FALSE(fs::exists(state));
+}
+
+// On a recorded laptop, whose power supplies the agent sees in place of the machine's.
+TEST(WatchKinds, Power) {
+  const fs::path recorded = fs::path(KVWMI_ROOT) / "src/linux/testdata/laptop/sys/class/power_supply";
+  const std::string supplies = "/sys/class/power_supply";
+  if (run_shell("unshare --mount mount --bind " + quoted(recorded) + " " + supplies + " 2>&1").status != 0) {
+    GTEST_SKIP() << "nothing can be mounted on " << supplies
+                 << " (needs root and a kernel with power supplies)";
+  }
+  const OwnFolder folder;
+  const fs::path machine = folder.path() / "power_supply";
+  fs::copy(recorded, machine, fs::copy_options::recursive);
+  const auto plug = [&](const char* online) {
+    std::ofstream(folder.path() / "online") << online << "\n";
+    fs::rename(folder.path() / "online", machine / "AC/online");
+  };
+  plug("1");
+  const auto on_the_laptop = [&](const std::vector<std::string>& command) {
+    std::vector<std::string> result{
+        "unshare", "--mount", "sh", "-c", "mount --bind \"$0\" " + supplies + " && exec \"$@\"", machine};
+    result.insert(result.end(), command.begin(), command.end());
+    return result;
+  };
+  RunningAgent both(on_the_laptop(watch({"power"})));
+  ASSERT_TRUE(both.watches());
+  plug("0");
+  both.expect_event("");
+  plug("1");
+  both.expect_event("");
+  both.expect_end();
+
+  RunningAgent battery(on_the_laptop(watch({"power", "--battery"})));
+  ASSERT_TRUE(battery.watches());
+  plug("0");
+  battery.expect_event("");
+  battery.expect_end();
+}
+
+}  // namespace
+}  // namespace kvwmi::tests
