@@ -32,6 +32,7 @@ class CommandLine {
     add_json(app_);
     app_.require_subcommand(0, 1);
     app_.allow_extras();
+    app_.allow_windows_style_options(false);  // a word that begins with a slash is a name on every system
     app_.footer(kFooter);
     for (auto& command : make_commands()) {
       CLI::App& part = command->declare(app_);
