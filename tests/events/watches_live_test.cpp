@@ -10,6 +10,7 @@
 #include "kvwmi/message_loop.h"
 #include "kvwmi/named_event.h"
 #include "kvwmi/supervision.h"
+#include "support/further_polls.h"
 #include "support/load_process.h"
 
 namespace kvwmi {
@@ -25,6 +26,7 @@ struct WatchesTest : ::testing::Test {
   std::string event_name = "kvwmi-watches-" + std::to_string(::getpid());
   NamedEvent event{event_name, NamedEvent::Reset::automatic};
   Supervision engine;
+  tests::FurtherPolls further_polls;
 
   WatchesTest() {
     engine.p_strSupervisionEventName(event_name);
@@ -42,21 +44,21 @@ struct WatchesTest : ::testing::Test {
     return record;
   }
   /// The next record of the step, which must have set the event.
-  std::optional<Record> next(std::int32_t step, milliseconds patience = kPatience) {
+  std::optional<Record> next(std::int32_t step) {
     std::optional<Record> record;
     static_cast<void>(message_loop::run_until(
         [&] {
           if (Record popped = pop(step); popped.supervision != 0) record = popped;
           return record.has_value();
         },
-        patience));
+        kPatience));
     if (record) {
       EXPECT_TRUE(event.wait(milliseconds(0))) << "the named event is set with the record";
     }
     return record;
   }
-  bool quiet(std::int32_t step) {
-    message_loop::run_for(milliseconds(1200));
+  bool quiet(std::int32_t step, int polls = 2) {
+    further_polls.pass(polls);
     return pop(step).supervision == 0;
   }
 };
@@ -73,7 +75,7 @@ TEST_F(WatchesTest, AGroupCountsTheStarts) {
   EXPECT_EQ(engine.m_SuperviseProcess(1, 10, name, true, false, 1, 2, 3), 0);
   {
     const LoadProcess one(name, 0, LoadProcess::Work::idle);
-    EXPECT_FALSE(next(1, milliseconds(4000))) << "one is too few";
+    EXPECT_TRUE(quiet(1, 4)) << "one is too few";
   }
   const LoadProcess one(name, 0, LoadProcess::Work::idle);
   const LoadProcess two(name, 0, LoadProcess::Work::idle);
@@ -115,7 +117,7 @@ TEST_F(WatchesTest, AfterTheReleaseNothingArrivesAndTheQueueStays) {
               message_loop::run_until([&] { return event.wait(milliseconds(0)); }, kPatience));
   const LoadProcess second(name, 0, LoadProcess::Work::idle);
   engine.m_Release();
-  message_loop::run_for(milliseconds(1200));
+  further_polls.pass();
   EXPECT_EQ(pop(1).supervision, 10);
   EXPECT_EQ(pop(1).supervision, 0);
   engine.m_Initialize();

@@ -18,6 +18,7 @@
 #include <utility>
 #include <vector>
 
+#include "support/further_polls.h"
 #include "support/load_process.h"
 
 namespace kvwmi::tests {
@@ -49,6 +50,11 @@ class Watching {
           return records.size() >= count;
         },
         limit);
+  }
+  /// Takes what the next polls bring.
+  void pass_polls() {
+    FurtherPolls().pass();
+    drain();
   }
   void drain() {
     for (;;) {
@@ -128,7 +134,7 @@ TEST(SupervisionLive, AProcessThatOutgrowsAThresholdArrivesWithItsSize) {
   const std::string name = own_name("tail");
   GrowingProcess process(name);
   watching.supervision.m_SuperviseProcessMemorySize(kStep, 5, name, 1, Currency::from_integer(50), 2, 1);
-  message_loop::run_for(1500ms);
+  watching.pass_polls();
   EXPECT_EQ(watching.records, Records{}) << "it is small yet";
   process.grow(80'000'000);
   ASSERT_TRUE(watching.wait_for_records(1));
@@ -158,7 +164,7 @@ TEST(SupervisionLive, RefusedQueriesFailTheRequest) {
 TEST(SupervisionLive, AWatchThatDoesNotFireIsReportedWhenAskedFor) {
   Watching watching;
   watching.supervision.m_SuperviseProcess(kStep, 6, own_name("never"), true, false, 1, 0, 0, true);
-  message_loop::run_for(1500ms);
+  watching.pass_polls();
   watching.supervision.m_PushUndetectedEventInfos();
   watching.drain();
   EXPECT_EQ(watching.records, (Records{{6, ""}}));

@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "support/command.h"
+#include "support/further_polls.h"
 #include "support/load_process.h"
 #include "support/watched_machine.h"
 
@@ -71,7 +72,7 @@ class ServiceWatch : public ::testing::Test {
   }
   /// Two more looks must find nothing new.
   void expect_no_more_than(const Records& expected) {
-    message_loop::run_for(2500ms);
+    FurtherPolls().pass();
     drain();
     EXPECT_EQ(records, expected);
   }
