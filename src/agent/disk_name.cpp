@@ -36,6 +36,12 @@ std::vector<Disk> mounted_disks() {
   return disks;
 }
 
+/// A letter, alone or with a colon and perhaps a folder behind it.
+bool is_drive(const std::string& written) {
+  const auto is_letter = [](char c) { return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z'); };
+  return !written.empty() && is_letter(written[0]) && (written.size() == 1 || written[1] == ':');
+}
+
 /// Without what names no other place: doubled slashes, one at the end, "." and "..".
 std::string plain(const std::string& path) {
   const std::string result = std::filesystem::path(path).lexically_normal().generic_string();
@@ -45,7 +51,10 @@ std::string plain(const std::string& path) {
 }  // namespace
 
 std::string disk_name(const std::string& written) {
-  if (!written.starts_with('/')) return written;
+  if (is_drive(written)) return written;
+  if (!written.starts_with('/')) {
+    throw UsageError("\"" + written + "\" is neither a drive such as C: nor a path such as /home");
+  }
   const std::vector<Disk> disks = mounted_disks();
   const auto mounted_at = [&](const std::string& path) {
     return std::find_if(disks.begin(), disks.end(),

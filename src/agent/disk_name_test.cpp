@@ -38,9 +38,15 @@ class DiskName : public ::testing::Test {
   }
 };
 
-TEST_F(DiskName, WhatIsNoNativePathStaysAsItIs) {
-  for (const char* name : {"C:", "q:", "C:\\Windows", "", "home"}) EXPECT_EQ(disk_name(name), name);
+TEST_F(DiskName, ADriveStaysAsItIs) {
+  for (const char* name : {"C:", "q:", "D", "C:\\Windows"}) EXPECT_EQ(disk_name(name), name);
   EXPECT_TRUE(fake_local_ground().wmi.queries.empty());
+}
+
+TEST_F(DiskName, WhatIsNeitherDriveNorPathIsRefused) {
+  for (const std::string name : {"home", "home/", "./home", "", "1:", "\\\\server\\share", "é:"}) {
+    EXPECT_EQ(complaint(name), "\"" + name + "\" is neither a drive such as C: nor a path such as /home");
+  }
 }
 
 TEST_F(DiskName, AMountPointIsItsLetter) {

@@ -52,6 +52,13 @@ TEST(WatchKinds, ADiskByItsMountPointAndByItsLetter) {
                 disk.mount_point().string() + "'\"")
           .out);
   expect_disk_watch(disk, answer.at(0).at("DeviceID"));
+
+  const std::string folder = disk.mount_point() / "lost+found";
+  const CommandResult refused =
+      run_shell(quoted(KVWMI_AGENT) + " watch disk " + quoted(folder) + " --below 16MB 2>&1");
+  EXPECT_EQ(refused.status, 2);
+  EXPECT_EQ(refused.out, "kvwmi: no local disk is mounted at \"" + folder +
+                             "\"; nearest: " + disk.mount_point().string() + "\n");
 }
 
 TEST(WatchKinds, AWindow) {
