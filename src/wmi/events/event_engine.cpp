@@ -4,7 +4,6 @@
 #include <vector>
 
 #include "frame/wmi_status.h"
-#include "wmi/events/event_query.h"
 
 namespace kvwmi::embedded {
 namespace {
@@ -22,6 +21,13 @@ EventEngine::EventEngine(std::shared_ptr<const EventSettings> settings, std::fun
       subscriptions_(std::make_shared<std::atomic<std::size_t>>(0)) {}
 
 void EventEngine::subscribe(const NotificationRequest& request, TimePoint now) {
+  subscribe(request, [&](Admission& admission) {
+    while (!admission.is_over() && run_one(now)) continue;
+  });
+}
+
+void EventEngine::subscribe(const NotificationRequest& request,
+                            const std::function<void(Admission&)>& await) {
   const auto sink = std::dynamic_pointer_cast<EventSink>(request.sink);
   if (!sink || (request.flags & ~kTakenFlags) != 0) {
     throw wmi::wmi_error(Status::invalid_parameter, wmi::source::kServices);
@@ -34,69 +40,49 @@ void EventEngine::subscribe(const NotificationRequest& request, TimePoint now) {
   query.subscription->channel = sink->channel();
   query.subscription->counted = Counted(subscriptions_);
 
-  std::vector<std::pair<Key, std::shared_ptr<PollGroup>>> joined;
+  const auto admission = std::make_shared<Admission>(query.targets.size());
+  std::vector<std::shared_ptr<PollGroup>> joined;
   try {
-    for (EventQuery::Target& target : query.targets) {
-      std::string narrowing;
-      for (const Equality& equality : target.scope.any_of) {
-        narrowing += std::to_string(equality.column) + '=' + key_text(equality.constant) + '\n';
-      }
-      const Key key(target.scope.provider.get(), target.scope.period, std::move(narrowing));
-      for (;;) {
-        const auto group = group_for(key, target.scope);
-        bool added = false;
-        try {
-          added = group->add(target.part, now);
-        } catch (...) {
-          schedule(key, group);
-          throw;
-        }
-        if (added) {
-          joined.emplace_back(key, group);
-          break;
-        }
-        remove(key, group);
-      }
-    }
+    for (const EventQuery::Target& target : query.targets) joined.push_back(join(target, admission));
+    await(*admission);
+    admission->check();
   } catch (...) {
     query.subscription->cancelled.store(true);
-    for (const auto& [key, group] : joined) group->request_purge();
+    for (const auto& group : joined) group->request_purge();
     throw;
   }
-  for (const auto& [key, group] : joined) schedule(key, group);
   sink->channel()->on_close(this, [self = weak_from_this()] {
     if (const auto engine = self.lock()) engine->sink_closed();
   });
 }
 
-std::shared_ptr<PollGroup> EventEngine::group_for(const Key& key, const PollScope& scope) {
+/// Adds to the poll that serves the target, or begins one.
+std::shared_ptr<PollGroup> EventEngine::join(const EventQuery::Target& target,
+                                             const std::shared_ptr<Admission>& admission) {
+  std::string narrowing;
+  for (const Equality& equality : target.scope.any_of) {
+    narrowing += std::to_string(equality.column) + '=' + key_text(equality.constant) + '\n';
+  }
+  const Key key(target.scope.provider.get(), target.scope.period, std::move(narrowing));
   const std::scoped_lock lock(mutex_);
   Slot& slot = slots_[key];
-  if (!slot.group) slot.group = std::make_shared<PollGroup>(scope, settings_);
+  if (!slot.group || !slot.group->add(target.part, admission)) {
+    // What is scheduled of the one before means nothing any more.
+    slot = {std::make_shared<PollGroup>(target.scope, settings_), {}, false};
+    static_cast<void>(slot.group->add(target.part, admission));
+  }
+  schedule(key, slot);
   return slot.group;
 }
 
-void EventEngine::remove(const Key& key, const std::shared_ptr<PollGroup>& group) {
-  const std::scoped_lock lock(mutex_);
-  const auto found = slots_.find(key);
-  if (found == slots_.end() || found->second.group != group) return;
-  slots_.erase(found);  // what is scheduled finds nothing
-}
-
-void EventEngine::schedule(const Key& key, const std::shared_ptr<PollGroup>& group) {
-  const TimePoint due = group->due();
-  bool earliest = false;
-  {
-    const std::scoped_lock lock(mutex_);
-    const auto found = slots_.find(key);
-    if (found == slots_.end() || found->second.group != group) return;
-    Slot& slot = found->second;
-    if (slot.scheduled && *slot.scheduled <= due) return;
-    slot.scheduled = due;
-    const auto entry = schedule_.emplace(due, key);
-    earliest = entry == schedule_.begin();
-  }
-  if (earliest) wake_();
+/// With the lock held.
+void EventEngine::schedule(const Key& key, Slot& slot) {
+  if (slot.running) return;
+  const TimePoint due = slot.group->due();
+  if (slot.scheduled && *slot.scheduled <= due) return;
+  slot.scheduled = due;
+  const auto entry = schedule_.emplace(due, key);
+  if (entry == schedule_.begin()) wake_();
 }
 
 bool EventEngine::run_one(TimePoint now) {
@@ -111,6 +97,7 @@ bool EventEngine::run_one(TimePoint now) {
       // Entries that were overtaken by an earlier one, or whose group is gone, mean nothing any more.
       if (found == slots_.end() || found->second.scheduled != next.key()) continue;
       found->second.scheduled.reset();
+      found->second.running = true;
       key = next.mapped();
       group = found->second.group;
     }
@@ -119,15 +106,23 @@ bool EventEngine::run_one(TimePoint now) {
   try {
     wanted = group->run(now);
   } catch (...) {
-    schedule(key, group);
+    finish(key, group, true);
     throw;
   }
-  if (wanted) {
-    schedule(key, group);
-  } else {
-    remove(key, group);
-  }
+  finish(key, group, wanted);
   return true;
+}
+
+void EventEngine::finish(const Key& key, const std::shared_ptr<PollGroup>& group, bool wanted) {
+  const std::scoped_lock lock(mutex_);
+  const auto found = slots_.find(key);
+  if (found == slots_.end() || found->second.group != group) return;
+  found->second.running = false;
+  if (wanted) {
+    schedule(key, found->second);
+  } else {
+    slots_.erase(found);
+  }
 }
 
 std::optional<TimePoint> EventEngine::due() {
@@ -141,16 +136,11 @@ std::size_t EventEngine::polls() {
 }
 
 void EventEngine::sink_closed() {
-  {
-    const std::scoped_lock lock(mutex_);
-    for (auto& [key, slot] : slots_) {
-      slot.group->request_purge();
-      if (!slot.scheduled) continue;  // it runs, and is scheduled anew after that
-      slot.scheduled = TimePoint::min();
-      schedule_.emplace(TimePoint::min(), key);
-    }
+  const std::scoped_lock lock(mutex_);
+  for (auto& [key, slot] : slots_) {
+    slot.group->request_purge();
+    schedule(key, slot);
   }
-  wake_();
 }
 
 }  // namespace kvwmi::embedded

@@ -8,6 +8,7 @@
 #include <string>
 #include <tuple>
 
+#include "wmi/events/event_query.h"
 #include "wmi/events/poll_group.h"
 #include "wmi/service.h"
 
@@ -19,8 +20,11 @@ class EventEngine : public std::enable_shared_from_this<EventEngine> {
   /// `wake` is called, from any thread, when run() is due earlier than it said.
   EventEngine(std::shared_ptr<const EventSettings> settings, std::function<void()> wake);
 
-  /// Takes a subscription from `now` on. Raises wql::QueryError or Error for a refused one, of which nothing
-  /// remains.
+  /// Takes a subscription, which counts from the moment at which its polls know what is there: `await` has
+  /// that done, or waits for those who do it, or gives up. Raises wql::QueryError or Error for a refused one,
+  /// of which nothing remains.
+  void subscribe(const NotificationRequest& request, const std::function<void(Admission&)>& await);
+  /// The same where nobody else runs the engine.
   void subscribe(const NotificationRequest& request, TimePoint now);
 
   /// Does one thing that is due by `now`, where there is one; several threads may. Tells whether there was.
@@ -36,13 +40,15 @@ class EventEngine : public std::enable_shared_from_this<EventEngine> {
   using Key = std::tuple<const Provider*, std::chrono::nanoseconds, std::string>;
   struct Slot {
     std::shared_ptr<PollGroup> group;
-    std::optional<TimePoint> scheduled;  ///< nullopt while it runs
+    std::optional<TimePoint> scheduled;
+    bool running = false;  ///< by a thread that schedules it anew after that
   };
   using Slots = std::map<Key, Slot>;
 
-  std::shared_ptr<PollGroup> group_for(const Key& key, const PollScope& scope);
-  void schedule(const Key& key, const std::shared_ptr<PollGroup>& group);
-  void remove(const Key& key, const std::shared_ptr<PollGroup>& group);
+  std::shared_ptr<PollGroup> join(const EventQuery::Target& target,
+                                  const std::shared_ptr<Admission>& admission);
+  void schedule(const Key& key, Slot& slot);
+  void finish(const Key& key, const std::shared_ptr<PollGroup>& group, bool wanted);
   void sink_closed();
 
   const std::shared_ptr<const EventSettings> settings_;

@@ -170,8 +170,10 @@ EventService::~EventService() {
 }
 
 void EventService::subscribe(const NotificationRequest& request) {
-  engine_->subscribe(request, steady_now());
-  crew_->start(engine_);
+  engine_->subscribe(request, [this](Admission& admission) {
+    crew_->start(engine_);
+    admission.wait_until(steady_now() + options_.admission);
+  });
 }
 
 std::size_t EventService::threads() {

@@ -25,6 +25,8 @@ class EventService final : public Notifier {
     EventSettings settings = {};
     /// How long the polling thread may be held up before another takes over, roughly.
     std::chrono::milliseconds patience = std::chrono::milliseconds(250);
+    /// How long a new subscription may wait for its class to be enumerated; then it is refused.
+    std::chrono::milliseconds admission = std::chrono::seconds(10);
     /// Threads at most; when all of them are held up, the rest waits.
     std::size_t most_threads = 16;
   };

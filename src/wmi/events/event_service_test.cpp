@@ -10,6 +10,7 @@
 #include <thread>
 #include <vector>
 
+#include "frame/wmi_status.h"
 #include "wmi/memory_provider.h"
 #include "wmi/service.h"
 
@@ -105,8 +106,10 @@ struct EventServiceTest : ::testing::Test {
   static EventService::Options options() {
     EventService::Options result;
     result.patience = milliseconds(20);
+    result.admission = kAdmission;
     return result;
   }
+  static constexpr auto kAdmission = seconds(1);
   std::shared_ptr<wmi::Sink> make_sink() {
     return std::make_shared<EventSink>(
         [this](wmi::Object& event, const wmi::NamedValues&) {
@@ -149,6 +152,65 @@ TEST_F(EventServiceTest, AProviderThatHangsHoldsUpItsOwnClassOnly) {
   EXPECT_TRUE(loop->run_until([&] { return seen.back() == "late"; }));
   things->add({{"Id", "after"}});
   EXPECT_TRUE(loop->run_until([&] { return seen.back() == "after"; }));
+}
+
+TEST_F(EventServiceTest, AClassThatHangsRefusesNewSubscriptionsAndHoldsNobody) {
+  const auto sink = make_sink();
+  subscribe(sink, "Test_Dead");
+  dead->hang(true);
+  while (dead->waiting() == 0) std::this_thread::yield();
+
+  // More of them than the service may have threads.
+  std::atomic<int> refused = 0;
+  std::vector<std::thread> subscribers;
+  for (int i = 0; i < 20; ++i) {
+    subscribers.emplace_back([&] {
+      const auto begun = std::chrono::steady_clock::now();
+      const auto own_sink = make_sink();
+      try {
+        subscribe(own_sink, "Test_Dead");
+      } catch (const Error& error) {
+        EXPECT_TRUE(wmi::is_status(error, wmi::Status::provider_failure));
+        EXPECT_GE(std::chrono::steady_clock::now() - begun, kAdmission);
+        ++refused;
+      }
+    });
+  }
+  const auto other = make_sink();
+  subscribe(other, "Test_Thing");
+  things->add({{"Id", "1"}});
+  EXPECT_TRUE(loop->run_until([&] { return seen.size() == 1; })) << "the others go on meanwhile";
+  for (std::thread& subscriber : subscribers) subscriber.join();
+  EXPECT_EQ(refused, 20);
+  EXPECT_EQ(dead->waiting(), 1) << "nobody asks a second time while it hangs";
+  EXPECT_LE(events->threads(), 3U);
+
+  seen.clear();
+  dead->rows().add({{"Id", "late"}});
+  dead->hang(false);
+  EXPECT_TRUE(loop->run_until([&] { return !seen.empty(); }));
+  const auto again = make_sink();
+  subscribe(again, "Test_Dead");
+  dead->rows().add({{"Id", "later"}});
+  EXPECT_TRUE(loop->run_until([&] { return seen.size() == 3; }));
+  EXPECT_EQ(seen, (std::vector<std::string>{"late", "later", "later"})) << "nothing is left of the refused";
+}
+
+TEST_F(EventServiceTest, TheFirstSubscriptionToAClassThatHangsIsRefusedToo) {
+  dead->hang(true);
+  const auto sink = make_sink();
+  try {
+    subscribe(sink, "Test_Dead");
+    ADD_FAILURE() << "taken";
+  } catch (const Error& error) {
+    EXPECT_TRUE(wmi::is_status(error, wmi::Status::provider_failure));
+    ASSERT_NE(error.query_diagnostic(), nullptr);
+    EXPECT_EQ(error.query_diagnostic()->message, "the source of the class does not answer");
+  }
+  subscribe(sink, "Test_Thing");
+  things->add({{"Id", "1"}});
+  EXPECT_TRUE(loop->run_until([&] { return seen.size() == 1; }));
+  dead->hang(false);
 }
 
 TEST_F(EventServiceTest, ManySubscribersComeAndGoOnManyThreads) {

@@ -57,61 +57,79 @@ PollGroup::PollGroup(PollScope scope, std::shared_ptr<const EventSettings> setti
   choose_first_columns();
 }
 
-bool PollGroup::add(SubscriptionPart subscription, TimePoint now) {
-  const std::scoped_lock lock(mutex_);
-  if (retired_) return false;
+bool PollGroup::add(SubscriptionPart part, std::shared_ptr<Admission> admission) {
+  const std::scoped_lock lock(door_);
+  if (!retired_) newcomers_.push_back({std::move(part), std::move(admission)});
+  return !retired_;
+}
+
+TimePoint PollGroup::due() {
+  const std::scoped_lock lock(door_);
+  const bool at_once = !newcomers_.empty() || purge_requested_.load(std::memory_order_acquire);
+  return at_once ? TimePoint::min() : due_;
+}
+
+bool PollGroup::run(TimePoint now) {
+  std::vector<Newcomer> newcomers;
+  {
+    const std::scoped_lock lock(door_);
+    newcomers.swap(newcomers_);
+  }
   if (purge_requested_.exchange(false)) purge();
+  if (!newcomers.empty()) admit(std::move(newcomers), now);
+  if (!parts_.empty() && next_poll_ <= now) {
+    poll(now);
+    next_poll_ = after(now);
+  }
+  for (Part* part : grouped_) part->subscription->close_groups(now);
+  return !retire_or_plan();
+}
+
+/// Whether nobody wants the group any more; otherwise it is known from here on when it is due.
+bool PollGroup::retire_or_plan() {
+  TimePoint due = next_poll_;
+  for (const Part* part : grouped_) {
+    if (const auto end = part->subscription->aggregation->due()) due = std::min(due, *end);
+  }
+  const std::scoped_lock lock(door_);
+  due_ = due;
+  retired_ = parts_.empty() && newcomers_.empty();
+  return retired_;
+}
+
+/// For the newcomers this poll only tells what is there; the others receive what has changed up to now.
+void PollGroup::admit(std::vector<Newcomer> newcomers, TimePoint now) {
+  const std::size_t before = parts_.size();
+  std::exception_ptr failure;
+  try {
+    bool rows_needed = !has_baseline_;
+    for (Newcomer& newcomer : newcomers) {
+      if (newcomer.part.subscription->is_live() && take(std::move(newcomer.part))) rows_needed = true;
+    }
+    if (rows_needed || !nothing_came_or_went()) enumerate();
+    for (std::size_t i = before; i < parts_.size(); ++i) parts_[i]->active = true;
+    if (before == 0) next_poll_ = after(now);
+  } catch (...) {
+    failure = std::current_exception();
+    parts_.erase(parts_.begin() + static_cast<std::ptrdiff_t>(before), parts_.end());
+    rebuild();
+  }
+  deliver(now);
+  for (const Newcomer& newcomer : newcomers) newcomer.admission->arrive(failure);
+}
+
+/// Whether rows have to be read for the new part's sake.
+bool PollGroup::take(SubscriptionPart subscription) {
   parts_.push_back(std::make_unique<Part>(std::move(subscription)));
   Part& part = *parts_.back();
   part.equalities = part.condition.equalities([&](std::size_t slot) {
     return slot < schema_.properties.size() && can_be_looked_up(schema_.properties[slot]);
   });
   const bool more_columns = extend_columns(part);
-  const bool needs_its_rows =
-      (part.changes & bit(Change::modification)) != 0 ||
-      !std::all_of(part.used.begin(), part.used.end(), [&](std::size_t c) { return base_->contains(c); });
   insert(part);
   ++version_;
-  // For the newcomer this poll only tells what is there; the others receive what has changed up to now.
-  try {
-    if (!has_baseline_ || more_columns || needs_its_rows || !nothing_came_or_went()) enumerate();
-  } catch (...) {
-    parts_.pop_back();
-    rebuild();
-    deliver(now);
-    retired_ = parts_.empty();
-    throw;
-  }
-  deliver(now);
-  part.active = true;
-  if (parts_.size() == 1) next_poll_ = after(now);
-  return true;
-}
-
-bool PollGroup::run(TimePoint now) {
-  const std::scoped_lock lock(mutex_);
-  if (retired_) return false;
-  if (purge_requested_.exchange(false)) purge();
-  if (parts_.empty()) {
-    retired_ = true;
-    return false;
-  }
-  if (next_poll_ <= now) {
-    poll(now);
-    next_poll_ = after(now);
-  }
-  for (Part* part : grouped_) part->subscription->close_groups(now);
-  return true;
-}
-
-TimePoint PollGroup::due() {
-  const std::scoped_lock lock(mutex_);
-  if (purge_requested_.load(std::memory_order_acquire)) return TimePoint::min();
-  TimePoint due = next_poll_;
-  for (const Part* part : grouped_) {
-    if (const auto end = part->subscription->aggregation->due()) due = std::min(due, *end);
-  }
-  return due;
+  return more_columns || (part.changes & bit(Change::modification)) != 0 ||
+         !std::all_of(part.used.begin(), part.used.end(), [&](std::size_t c) { return base_->contains(c); });
 }
 
 /// Polls of one period happen together, so that a machine at rest wakes once for all of them.

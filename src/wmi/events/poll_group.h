@@ -11,6 +11,7 @@
 #include <unordered_map>
 #include <vector>
 
+#include "wmi/events/admission.h"
 #include "wmi/events/snapshot.h"
 #include "wmi/events/subscription.h"
 #include "wmi/provider.h"
@@ -29,18 +30,18 @@ struct PollScope {
 /// remembers, and hands the changes to those that they may concern. Equalities on the target instance are
 /// looked up in a hash table, so that a poll costs rows and changes, not subscriptions.
 ///
-/// Calls are serialised by the group itself; a call waits while another one waits for the provider.
+/// One thread at a time runs it; the other calls are any thread's and wait for no provider.
 class PollGroup {
  public:
   PollGroup(PollScope scope, std::shared_ptr<const EventSettings> settings);
 
-  /// Takes a subscription from now on: what is there already is no change for it. Raises what the provider
-  /// raises. False when the group has retired meanwhile.
-  [[nodiscard]] bool add(SubscriptionPart part, TimePoint now);
+  /// Has the next run() take a subscription: what is there then is no change for it. `admission` hears when
+  /// it has, and what the provider raised. False when the group has retired meanwhile.
+  [[nodiscard]] bool add(SubscriptionPart part, std::shared_ptr<Admission> admission);
 
-  /// Forgets subscriptions whose sink is gone; polls and closes event groups where it is time. A provider
-  /// that fails is reported once and asked again the next time. False once the group has retired, since
-  /// nobody wants it any more.
+  /// Takes newcomers and forgets subscriptions whose sink is gone; polls and closes event groups where it is
+  /// time. A provider that fails is reported once and asked again the next time. False once the group has
+  /// retired, since nobody wants it any more.
   bool run(TimePoint now);
 
   /// When run() is next of use.
@@ -50,6 +51,10 @@ class PollGroup {
   void request_purge() noexcept { purge_requested_.store(true, std::memory_order_release); }
 
  private:
+  struct Newcomer {
+    SubscriptionPart part;
+    std::shared_ptr<Admission> admission;
+  };
   struct Part : SubscriptionPart {
     explicit Part(SubscriptionPart part) : SubscriptionPart(std::move(part)) {}
     /// Constants of which the target instance must have one; nullopt where no look-up finds it.
@@ -73,6 +78,9 @@ class PollGroup {
   };
   using Records = std::unordered_map<std::string, Record, Hash, std::equal_to<>>;
 
+  void admit(std::vector<Newcomer> newcomers, TimePoint now);
+  bool take(SubscriptionPart subscription);
+  [[nodiscard]] bool retire_or_plan();
   void purge();
   void insert(Part& part);
   void rebuild();
@@ -98,8 +106,11 @@ class PollGroup {
   const std::shared_ptr<const EventSettings> settings_;
 
   std::atomic<bool> purge_requested_ = false;
-  std::mutex mutex_;
+  std::mutex door_;  ///< for the next three
+  std::vector<Newcomer> newcomers_;
+  TimePoint due_ = TimePoint::min();
   bool retired_ = false;
+
   TimePoint next_poll_{};
   bool failing_ = false;
 
