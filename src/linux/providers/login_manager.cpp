@@ -13,8 +13,6 @@ constexpr BusObject kManager{"org.freedesktop.login1", "/org/freedesktop/login1"
                              "org.freedesktop.login1.Manager"};
 constexpr BusObject kSeat{"org.freedesktop.login1", "/org/freedesktop/login1/seat/seat0",
                           kPropertiesInterface};
-constexpr BusObject kServiceManager{"org.freedesktop.systemd1", "/org/freedesktop/systemd1",
-                                    "org.freedesktop.systemd1.Manager"};
 
 /// A question must not hold up a query for long; the end of the run may take its time to be accepted.
 constexpr auto kQuestionLimit = 2s;

@@ -8,9 +8,7 @@ namespace {
 
 using namespace std::chrono_literals;
 
-constexpr const char* kService = "org.freedesktop.systemd1";
-constexpr BusObject kManager{kService, "/org/freedesktop/systemd1", "org.freedesktop.systemd1.Manager"};
-constexpr BusObject kManagerProperties{kService, "/org/freedesktop/systemd1", kPropertiesInterface};
+constexpr BusObject kManagerProperties{kServiceManager.service, kServiceManager.path, kPropertiesInterface};
 
 /// Of one call. A manager that answers at all answers in milliseconds, but may be reloading.
 constexpr auto kLimit = 5s;
@@ -102,7 +100,7 @@ bool read_property(sd_bus_message* message, std::string_view name, UnitDetails& 
 
 /// The unit's object; loads a unit that is not loaded.
 std::string object_of(sd_bus* bus, const std::string& unit) {
-  const Message answer = call(bus, kManager, "LoadUnit", kLimit, "s", unit.c_str());
+  const Message answer = call(bus, kServiceManager, "LoadUnit", kLimit, "s", unit.c_str());
   const char* path = nullptr;
   check(sd_bus_message_read_basic(answer.get(), 'o', &path));
   return path;
@@ -110,7 +108,7 @@ std::string object_of(sd_bus* bus, const std::string& unit) {
 
 UnitDetails read_details(sd_bus* bus, const std::string& path) {
   UnitDetails details;
-  const BusObject object{kService, path.c_str(), kPropertiesInterface};
+  const BusObject object{kServiceManager.service, path.c_str(), kPropertiesInterface};
   for (const char* interface : {"org.freedesktop.systemd1.Unit", "org.freedesktop.systemd1.Service"}) {
     const Message answer = call(bus, object, "GetAll", kLimit, "s", interface);
     check(sd_bus_message_enter_container(answer.get(), 'a', "{sv}"));
@@ -126,7 +124,7 @@ UnitDetails read_details(sd_bus* bus, const std::string& path) {
 
 std::vector<std::string> unit_folders(sd_bus* bus) {
   const Message answer =
-      call(bus, kManagerProperties, "Get", kLimit, "ss", "org.freedesktop.systemd1.Manager", "UnitPath");
+      call(bus, kManagerProperties, "Get", kLimit, "ss", kServiceManager.interface, "UnitPath");
   check(sd_bus_message_enter_container(answer.get(), 'v', "as"));
   return read_texts(answer.get());
 }
@@ -150,7 +148,7 @@ struct JobWatch {
 
 std::vector<Unit> ServiceManager::services() {
   return bus_.with([this](sd_bus* bus) {
-    std::vector<Unit> units = read_units(call(bus, kManager, "ListUnits", kLimit));
+    std::vector<Unit> units = read_units(call(bus, kServiceManager, "ListUnits", kLimit));
     // Units that others name and nobody has are no services.
     std::erase_if(units, [](const Unit& unit) {
       return !unit.unit.ends_with(".service") || unit.load_state == "not-found";
@@ -172,6 +170,16 @@ std::vector<Unit> ServiceManager::services() {
   });
 }
 
+std::optional<std::uint64_t> ServiceManager::changes() {
+  const auto heard = signals_.count();
+  const auto files = files_.changes();
+  if (!heard || !files) return std::nullopt;
+  // Each only grows, so the sum differs where one of them does. What changes without a word, such as a unit
+  // file that is rewritten in its place, is found within a minute.
+  const auto minutes = std::chrono::floor<std::chrono::minutes>(machine_.running_time()).count();
+  return *heard + *files + static_cast<std::uint64_t>(minutes);
+}
+
 UnitDetails ServiceManager::details(const Unit& unit) {
   return bus_.with([&](sd_bus* bus) {
     return read_details(bus, unit.path.empty() ? object_of(bus, unit.unit) : unit.path);
@@ -182,8 +190,8 @@ std::vector<std::string> ServiceManager::running_of(const std::vector<std::strin
   if (units.empty()) return {};
   return bus_.with([&](sd_bus* bus) {
     sd_bus_message* made = nullptr;
-    check(sd_bus_message_new_method_call(bus, &made, kManager.service, kManager.path, kManager.interface,
-                                         "ListUnitsByNames"));
+    check(sd_bus_message_new_method_call(bus, &made, kServiceManager.service, kServiceManager.path,
+                                         kServiceManager.interface, "ListUnitsByNames"));
     Message request(made);
     check(sd_bus_message_open_container(request.get(), 'a', "s"));
     for (const std::string& unit : units) check(sd_bus_message_append(request.get(), "s", unit.c_str()));
@@ -214,17 +222,17 @@ ServiceManager::JobEnd ServiceManager::run_job(const char* method, const Unit& u
   // The signal may come before the answer that names the job, so all of them are kept from here on.
   JobWatch watch;
   sd_bus_slot* made = nullptr;
-  check(sd_bus_match_signal(bus.get(), &made, kManager.service, kManager.path, kManager.interface,
-                            "JobRemoved", JobWatch::on_removed, &watch));
+  check(sd_bus_match_signal(bus.get(), &made, kServiceManager.service, kServiceManager.path,
+                            kServiceManager.interface, "JobRemoved", JobWatch::on_removed, &watch));
   const Slot slot(made);
-  call(bus.get(), kManager, "Subscribe", kLimit);
+  call(bus.get(), kServiceManager, "Subscribe", kLimit);
   try {
     // A unit that has ended is forgotten with all that became of it, unless somebody holds it.
-    call(bus.get(), kManager, "RefUnit", kLimit, "s", unit.unit.c_str());
+    call(bus.get(), kServiceManager, "RefUnit", kLimit, "s", unit.unit.c_str());
   } catch (const BusError&) {
     // The request itself will say what is wrong.
   }
-  const Message answer = call(bus.get(), kManager, method, limit, "ss", unit.unit.c_str(), "replace");
+  const Message answer = call(bus.get(), kServiceManager, method, limit, "ss", unit.unit.c_str(), "replace");
   const char* job = nullptr;
   check(sd_bus_message_read_basic(answer.get(), 'o', &job));
 

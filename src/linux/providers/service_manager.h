@@ -7,6 +7,7 @@
 #include <string_view>
 #include <vector>
 
+#include "linux/providers/service_signals.h"
 #include "linux/providers/system_bus.h"
 #include "linux/providers/unit_files.h"
 
@@ -43,10 +44,14 @@ struct UnitDetails {
 /// raises BusError.
 class ServiceManager {
  public:
-  explicit ServiceManager(const Machine& machine) : machine_(machine), bus_(machine), files_(machine) {}
+  explicit ServiceManager(const Machine& machine)
+      : machine_(machine), bus_(machine), files_(machine), signals_(machine) {}
 
   /// All services that are loaded or have a unit file, by name.
   [[nodiscard]] std::vector<Unit> services();
+  /// A number that grows when services() or details() may tell something else; nullopt where that is not
+  /// known, as without a bus. Never waits for the bus.
+  [[nodiscard]] std::optional<std::uint64_t> changes();
   [[nodiscard]] UnitDetails details(const Unit& unit);
 
   /// What became of a request to start or stop.
@@ -66,6 +71,7 @@ class ServiceManager {
   const Machine& machine_;
   SystemBus bus_;
   UnitFiles files_;
+  ServiceSignals signals_;
 };
 
 }  // namespace kvwmi::ground::providers

@@ -62,6 +62,8 @@ struct BusObject {
   const char* interface;
 };
 
+inline constexpr BusObject kServiceManager{"org.freedesktop.systemd1", "/org/freedesktop/systemd1",
+                                           "org.freedesktop.systemd1.Manager"};
 inline constexpr const char* kPropertiesInterface = "org.freedesktop.DBus.Properties";
 
 /// Calls a method and gives its answer; raises BusError after `limit` or for an error answer.

@@ -3,15 +3,39 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 
+#include <chrono>
+#include <utility>
+
 #include "linux/parsers/unit_file.h"
 #include "linux/providers/system_file.h"
 
 namespace kvwmi::ground::providers {
+namespace {
 
-UnitFiles::Stamp UnitFiles::stamp_of(const std::string& path) {
+/// The kernel's times of files are as coarse as its tick, which lasts at most so long.
+constexpr std::chrono::milliseconds kTick{20};
+
+}  // namespace
+
+UnitFiles::Stamp UnitFiles::stamp_of(const std::string& path) const {
   struct stat answer {};
   if (stat(path.c_str(), &answer) != 0) return {};
-  return {answer.st_mtim.tv_sec, answer.st_mtim.tv_nsec, answer.st_size};
+  const auto changed =
+      std::chrono::seconds(answer.st_mtim.tv_sec) +
+      std::chrono::floor<std::chrono::microseconds>(std::chrono::nanoseconds(answer.st_mtim.tv_nsec));
+  const auto age = machine_.wall_time() - changed;
+  return {answer.st_mtim.tv_sec, answer.st_mtim.tv_nsec, answer.st_size,
+          age >= std::chrono::microseconds(0) && age < kTick};
+}
+
+std::optional<std::uint64_t> UnitFiles::changes() {
+  const std::lock_guard lock(mutex_);
+  if (folders_.empty()) return std::nullopt;
+  for (auto& [path, folder] : folders_) {
+    const Stamp now = stamp_of(path);
+    if (now != std::exchange(folder.seen, now)) ++changes_;
+  }
+  return changes_;
 }
 
 const UnitFiles::Folder& UnitFiles::folder(const std::string& path) {
@@ -19,7 +43,8 @@ const UnitFiles::Folder& UnitFiles::folder(const std::string& path) {
   // The size of a folder says nothing; a unit that comes, goes or is renamed changes its time.
   const Stamp now = stamp_of(path);
   if (kept.stamp == now) return kept;
-  kept = {now, {}};
+  kept.stamp = now;
+  kept.units.clear();
   for (const std::string& name : list_folder(path).value_or(std::vector<std::string>())) {
     if (!name.ends_with(".service") || name.ends_with("@.service")) continue;
     kept.units[name] = read_link_at(AT_FDCWD, (path + "/" + name).c_str()).value_or("");

@@ -1,8 +1,9 @@
 #pragma once
 
-#include <ctime>
+#include <cstdint>
 #include <map>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -29,15 +30,24 @@ class UnitFiles {
   /// second names of units are left out.
   [[nodiscard]] std::vector<UnitFile> list(const std::vector<std::string>& folders);
 
+  /// A number that grows when a unit file has come, gone or been replaced in the folders that were listed;
+  /// nullopt before that.
+  [[nodiscard]] std::optional<std::uint64_t> changes();
+
  private:
   struct Stamp {
     std::int64_t seconds = 0;
     std::int64_t nanoseconds = 0;
     std::int64_t size = -1;
-    friend bool operator==(const Stamp&, const Stamp&) = default;
+    bool is_young = false;  ///< so that one more change may leave the same time
+    friend bool operator==(const Stamp& a, const Stamp& b) {
+      return !a.is_young && !b.is_young && a.seconds == b.seconds && a.nanoseconds == b.nanoseconds &&
+             a.size == b.size;
+    }
   };
   struct Folder {
     Stamp stamp;
+    Stamp seen;                                ///< by changes()
     std::map<std::string, std::string> units;  ///< to the target of the link, empty for a file
   };
   struct Description {
@@ -45,7 +55,7 @@ class UnitFiles {
     std::string text;
   };
 
-  static Stamp stamp_of(const std::string& path);
+  [[nodiscard]] Stamp stamp_of(const std::string& path) const;
   const Folder& folder(const std::string& path);
   const Description& description(const std::string& path, const std::string& unit);
 
@@ -53,6 +63,7 @@ class UnitFiles {
   std::mutex mutex_;
   std::map<std::string, Folder> folders_;
   std::map<std::string, Description> descriptions_;
+  std::uint64_t changes_ = 0;
 };
 
 }  // namespace kvwmi::ground::providers

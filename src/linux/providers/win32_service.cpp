@@ -270,6 +270,10 @@ class Win32Service final : public embedded::Provider {
     }
   }
 
+  std::optional<std::uint64_t> change_token(std::span<const std::size_t>) override {
+    return manager_->changes();
+  }
+
  private:
   static bool admits_service(const embedded::Request& request, std::string_view name,
                              std::string_view display_name) {

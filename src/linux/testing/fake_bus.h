@@ -29,12 +29,15 @@ class FakeBus {
     for (std::thread& thread : threads_) thread.join();
   }
 
-  /// A client's connection; it must be closed before this object ends.
+  /// A client's connection, for any thread; it must be closed before this object ends.
   Bus connect() {
     int ends[2];
     if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends) != 0)
       throw std::runtime_error("no socket pair");
-    threads_.emplace_back([this, end = ends[1]] { serve(end); });
+    {
+      const std::lock_guard lock(mutex_);
+      threads_.emplace_back([this, end = ends[1]] { serve(end); });
+    }
     sd_bus* made = nullptr;
     if (sd_bus_new(&made) < 0 || sd_bus_set_fd(made, ends[0], ends[0]) < 0 || sd_bus_start(made) < 0) {
       throw std::runtime_error("no connection");
