@@ -122,18 +122,12 @@ constexpr Message kMessages[]{
     Message{
         130,
         "Attempt to use a file handle to an open disk partition for an operation other than raw disk I/O."},
-    Message{
-        130,
-        "Attempt to use a file handle to an open disk partition for an operation other than raw disk I/O."},
     Message{131, "An attempt was made to move the file pointer before the beginning of the file."},
     Message{132, "The file pointer cannot be set on the specified device or file."},
     Message{133,
             "A JOIN or SUBST command cannot be used for a drive that contains previously joined drives."},
     Message{134,
             "An attempt was made to use a JOIN or SUBST command on a drive that has already been joined."},
-    Message{
-        135,
-        "An attempt was made to use a JOIN or SUBST command on a drive that has already been substituted."},
     Message{
         135,
         "An attempt was made to use a JOIN or SUBST command on a drive that has already been substituted."},
@@ -295,9 +289,6 @@ constexpr Message kMessages[]{
             "This service runs in the same process as the service control manager. Therefore, the service "
             "control manager cannot take action if this service's process terminates unexpectedly."},
     Message{1082, "No recovery program has been configured for this service."},
-    Message{
-        1083,
-        "The executable program that this service is configured to run in does not implement the service."},
     Message{
         1083,
         "The executable program that this service is configured to run in does not implement the service."},
@@ -598,7 +589,12 @@ constexpr Message kMessages[]{
 constexpr bool comes_before(const Message& a, const Message& b) {
   return a.code < b.code;
 }
-static_assert(std::is_sorted(std::begin(kMessages), std::end(kMessages), comes_before));
+constexpr bool stands_wrong(const Message& a, const Message& b) {
+  return !comes_before(a, b);
+}
+static_assert(std::adjacent_find(std::begin(kMessages), std::end(kMessages), stands_wrong) ==
+                  std::end(kMessages),
+              "codes ascend and stand once");
 
 }  // namespace
 
