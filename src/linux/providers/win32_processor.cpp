@@ -5,6 +5,7 @@
 #include "kvwmi/error.h"
 #include "linux/parsers/cpuinfo.h"
 #include "linux/parsers/scan.h"
+#include "linux/parsers/smbios.h"
 #include "linux/parsers/system_stat.h"
 #include "linux/providers/factories.h"
 #include "linux/providers/operating_system.h"
@@ -72,7 +73,8 @@ struct Source {
 /// What the rows of one query share; each may come to a thread of its own.
 class Shared {
  public:
-  explicit Shared(std::shared_ptr<Source> source) : source_(std::move(source)) {}
+  Shared(std::shared_ptr<Source> source, std::size_t sockets)
+      : source_(std::move(source)), sockets_(sockets) {}
 
   [[nodiscard]] const Machine& machine() const noexcept { return source_->machine; }
 
@@ -89,6 +91,16 @@ class Shared {
         std::find_if(infos_.begin(), infos_.end(), [&](const auto& i) { return i.cpu == cpu; });
     return found == infos_.end() ? nullptr : &*found;
   }
+  /// What the firmware says of a socket; empty where it does not tell. Its table and the kernel number the
+  /// sockets in the same order, but only where both know of as many is it certain which is which.
+  const parsers::ProcessorSocket& firmware(std::size_t socket) {
+    std::call_once(firmware_once_, [&] {
+      firmware_ = parsers::parse_processor_sockets(
+          read_file(machine().sys + "/firmware/dmi/tables/DMI").value_or(""));
+      if (firmware_.size() != sockets_) firmware_.assign(sockets_, {});
+    });
+    return firmware_[socket];
+  }
 
  private:
   std::shared_ptr<Source> source_;
@@ -96,6 +108,9 @@ class Shared {
   LoadSampler::Window window_;
   std::once_flag infos_once_;
   std::vector<parsers::CpuInfo> infos_;
+  std::size_t sockets_;
+  std::once_flag firmware_once_;
+  std::vector<parsers::ProcessorSocket> firmware_;
 };
 
 class Row final : public cim::Instance {
@@ -126,8 +141,15 @@ class Row final : public cim::Instance {
     return kilohertz ? number(*kilohertz / 1000) : megahertz();
   }
   Value max_clock() {
-    const auto kilohertz = number_line("cpufreq/cpuinfo_max_freq");
-    return kilohertz ? number(*kilohertz / 1000) : megahertz();
+    if (const auto kilohertz = number_line("cpufreq/cpuinfo_max_freq")) return number(*kilohertz / 1000);
+    const auto highest = firmware().max_megahertz;
+    return highest ? number(*highest) : megahertz();
+  }
+  Value external_clock() { return or_null(firmware().external_megahertz); }
+  template <auto member>
+  Value from_firmware() {
+    const std::string& text = firmware().*member;
+    return text.empty() ? Value() : Value(text);
   }
   template <std::uint64_t level>
   Value cache() {
@@ -200,6 +222,9 @@ class Row final : public cim::Instance {
     const auto found = line(cpus_.front(), file);
     return found ? parsers::to_number(*found) : std::nullopt;
   }
+  [[nodiscard]] const parsers::ProcessorSocket& firmware() const {
+    return shared_->firmware(index_);
+  }
   [[nodiscard]] const parsers::CpuInfo* info() const {
     return shared_->info(cpus_.front());
   }
@@ -217,13 +242,16 @@ class Row final : public cim::Instance {
 };
 
 using enum CimType;
+using parsers::ProcessorSocket;
 
 constexpr Property kProperties[]{
     {"AddressWidth", uint16, cim::kPlain, Cost::free, "Bits of an address: 32 or 64.",
      cim::reader<&Row::width>},
     {"Architecture", uint16, cim::kPlain, Cost::free, "0 x86, 5 ARM, 9 x64, 12 ARM64; NULL for others.",
      cim::reader<&Row::architecture>},
-    not_kept("AssetTag", string),
+    {"AssetTag", string, cim::kPlain, Cost::read,
+     "Asset tag of the processor, from the firmware; NULL without the right to read it.",
+     cim::reader<&Row::from_firmware<&ProcessorSocket::asset_tag>>},
     {"Availability", uint16, cim::kPlain, Cost::free, "3: running at full power.", always_number<3>},
     {"Caption", string, cim::kPlain, Cost::read, "Family, model and stepping in words.",
      cim::reader<&Row::caption>},
@@ -242,7 +270,9 @@ constexpr Property kProperties[]{
      cim::reader<&Row::device>},
     not_kept("ErrorCleared", boolean),
     not_kept("ErrorDescription", string),
-    not_kept("ExtClock", uint32),
+    {"ExtClock", uint32, cim::kPlain, Cost::read,
+     "External clock in MHz, from the firmware; NULL without the right to read it.",
+     cim::reader<&Row::external_clock>},
     not_kept("Family", uint16),
     not_kept("InstallDate", datetime),
     {"L2CacheSize", uint32, cim::kPlain, Cost::read, "All second-level caches of the socket in kilobytes.",
@@ -262,7 +292,10 @@ constexpr Property kProperties[]{
     {"Manufacturer", string, cim::kPlain, Cost::read, "Maker as the processor names it.",
      cim::reader<&Row::manufacturer>},
     {"MaxClockSpeed", uint32, cim::kPlain, Cost::read,
-     "Highest clock in MHz; the present one where none is known.", cim::reader<&Row::max_clock>},
+     "Highest clock in MHz as the kernel sets it, else as the firmware tells it; the present one where none "
+     "is "
+     "known.",
+     cim::reader<&Row::max_clock>},
     {"Name", string, cim::kPlain, Cost::read, "Model as the processor names it.", cim::reader<&Row::name>},
     {"NumberOfCores", uint32, cim::kPlain, Cost::read, "Cores of the socket that are online.",
      cim::reader<&Row::cores>},
@@ -271,7 +304,9 @@ constexpr Property kProperties[]{
     {"NumberOfLogicalProcessors", uint32, cim::kPlain, Cost::free,
      "Logical processors of the socket that are online.", cim::reader<&Row::logical_processors>},
     not_kept("OtherFamilyDescription", string),
-    not_kept("PartNumber", string),
+    {"PartNumber", string, cim::kPlain, Cost::read,
+     "Part number of the processor, from the firmware; NULL without the right to read it.",
+     cim::reader<&Row::from_firmware<&ProcessorSocket::part_number>>},
     not_kept("PNPDeviceID", string),
     not_kept("PowerManagementCapabilities", uint16, cim::kArray),
     {"PowerManagementSupported", boolean, cim::kPlain, Cost::free, "Always false.", always_false},
@@ -284,8 +319,12 @@ constexpr Property kProperties[]{
     {"Role", string, cim::kPlain, Cost::free, "\"CPU\".", always<"CPU">},
     {"SecondLevelAddressTranslationExtensions", boolean, cim::kPlain, Cost::read,
      "Whether guests of virtual machines get nested page tables.", cim::reader<&Row::has_flag<"ept", "npt">>},
-    not_kept("SerialNumber", string),
-    not_kept("SocketDesignation", string),
+    {"SerialNumber", string, cim::kPlain, Cost::read,
+     "Serial number of the processor, from the firmware; NULL without the right to read it.",
+     cim::reader<&Row::from_firmware<&ProcessorSocket::serial_number>>},
+    {"SocketDesignation", string, cim::kPlain, Cost::read,
+     "Name of the socket on the board, from the firmware; NULL without the right to read it.",
+     cim::reader<&Row::from_firmware<&ProcessorSocket::designation>>},
     {"Status", string, cim::kPlain, Cost::free, "\"OK\".", always<"OK">},
     {"StatusInfo", uint16, cim::kPlain, Cost::free, "3: enabled.", always_number<3>},
     {"Stepping", string, cim::kPlain, Cost::read, "Stepping of the model.", cim::reader<&Row::stepping>},
@@ -332,7 +371,7 @@ class Win32Processor final : public embedded::Provider {
       const auto socket = package ? parsers::to_number(*package) : std::nullopt;
       sockets[socket.value_or(0)].push_back(cpu.cpu);
     }
-    const auto shared = std::make_shared<Shared>(source_);
+    const auto shared = std::make_shared<Shared>(source_, sockets.size());
     std::size_t index = 0;
     for (auto& [package, cpus] : sockets) {
       const std::size_t here = index++;

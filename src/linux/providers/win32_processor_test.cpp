@@ -3,6 +3,7 @@
 #include "kvwmi/error.h"
 #include "linux/providers/factories.h"
 #include "linux/testing/recorded_machine.h"
+#include "linux/testing/smbios_table.h"
 
 namespace kvwmi::ground {
 namespace {
@@ -66,6 +67,32 @@ TEST_F(RecordedProcessors, WithoutFrequenciesAndCachesOfThemWhatCpuinfoTells) {
   EXPECT_EQ(number_of(*rows[0], "MaxClockSpeed"), 1800U);
   EXPECT_EQ(number_of(*rows[0], "NumberOfCores"), 3U);
   EXPECT_TRUE(get(*rows[0], "L2CacheSize").is_null());
+}
+
+TEST_F(RecordedProcessors, FirmwareTellsOfTheSockets) {
+  machine.remove("/sys/devices/system/cpu/cpu0/cpufreq");
+  const std::string sockets = smbios_processor(100, 4200, {"U3E1", "S-1", "A-1", "P-1"}) +
+                              smbios_processor(100, 4200, {"spare"}, false) +
+                              smbios_processor(0, 3900, {"U3E2"});
+  machine.write("/sys/firmware/dmi/tables/DMI", sockets);
+  const Rows rows = rows_of(*provider);
+  EXPECT_EQ(texts_of(rows, "SocketDesignation"), (std::vector<std::string>{"U3E1", "U3E2"}));
+  EXPECT_EQ(texts_of(rows, "SerialNumber"), (std::vector<std::string>{"S-1", "(null)"}));
+  EXPECT_EQ(text_of(*rows[0], "AssetTag"), "A-1");
+  EXPECT_EQ(text_of(*rows[0], "PartNumber"), "P-1");
+  EXPECT_EQ(number_of(*rows[0], "ExtClock"), 100U);
+  EXPECT_TRUE(get(*rows[1], "ExtClock").is_null()) << "0 is unknown";
+  EXPECT_EQ(number_of(*rows[0], "MaxClockSpeed"), 4200U);
+  const Rows second = rows_of(*provider, {equals(*provider, "DeviceID", "CPU1")});
+  EXPECT_EQ(texts_of(second, "SocketDesignation"), std::vector<std::string>{"U3E2"});
+}
+
+TEST_F(RecordedProcessors, FirmwareThatKnowsOfOtherSocketsIsNotBelieved) {
+  machine.write("/sys/firmware/dmi/tables/DMI", smbios_processor(100, 4200, {"U3E1"}));
+  EXPECT_EQ(texts_of(rows_of(*provider), "SocketDesignation"),
+            (std::vector<std::string>{"(null)", "(null)"}));
+  machine.remove("/sys/firmware");
+  EXPECT_TRUE(get(*rows_of(*provider).front(), "ExtClock").is_null());
 }
 
 TEST_F(RecordedProcessors, FirstLoadWaitsForTheEndOfAWindow) {
