@@ -51,11 +51,16 @@ class Shared {
   [[nodiscard]] const Source& source() const noexcept { return *source_; }
   [[nodiscard]] std::chrono::nanoseconds seen() const noexcept { return seen_; }
 
+  /// Every process: the one pass over /proc of the query, made where a row needs it.
+  const std::vector<pid_t>& pids() {
+    std::call_once(pids_once_, [&] { pids_ = source_->processes->all(); });
+    return pids_;
+  }
   /// Needs a look at all processes, made at most once in a query and only for rows found by number.
   const std::map<pid_t, std::string>& names() {
     std::call_once(names_once_, [&] {
       InstanceNames names;
-      for (const pid_t pid : source_->processes->all()) {
+      for (const pid_t pid : pids()) {
         if (const auto name = source_->processes->name(pid)) names_[pid] = names.next(*name);
       }
     });
@@ -65,6 +70,8 @@ class Shared {
  private:
   std::shared_ptr<Source> source_;
   std::chrono::nanoseconds seen_;
+  std::once_flag pids_once_;
+  std::vector<pid_t> pids_;
   std::once_flag names_once_;
   std::map<pid_t, std::string> names_;
 };
@@ -107,10 +114,7 @@ class Row final : public cim::Instance {
     if (kind_ == Kind::process) return or_null((this->*own)());
     std::uint64_t sum = 0;
     if (kind_ == Kind::total) {
-      for (const pid_t pid : shared_->source().processes->all()) {
-        Row process(schema(), shared_, Kind::process, pid);
-        sum += (process.*own)().value_or(0);
-      }
+      for (const auto& process : processes()) sum += ((*process).*own)().value_or(0);
     }
     return number(sum);
   }
@@ -173,6 +177,15 @@ class Row final : public cim::Instance {
   }
 
  private:
+  /// What a total is the sum of. Kept, so that all its sums together read each file once.
+  const std::vector<std::unique_ptr<Row>>& processes() {
+    if (processes_.empty()) {
+      for (const pid_t pid : shared_->pids())
+        processes_.push_back(std::make_unique<Row>(schema(), shared_, Kind::process, pid));
+    }
+    return processes_;
+  }
+
   /// Units of 100 ns since 1601.
   static std::uint64_t file_time(std::chrono::microseconds since_1970) {
     constexpr std::uint64_t kSeconds1601To1970 = 11'644'473'600;
@@ -182,6 +195,7 @@ class Row final : public cim::Instance {
   std::shared_ptr<Shared> shared_;
   Kind kind_;
   ProcessFiles files_;
+  std::vector<std::unique_ptr<Row>> processes_;
 };
 
 using parsers::ProcessStat;
@@ -338,7 +352,7 @@ class Win32PerfRawDataPerfProcProcess final : public embedded::Provider {
     const bool walk = wanted.all || !wanted.names.empty();
     const bool name_them = !wanted.names.empty() || (wanted.all && needs_names);
     InstanceNames names;
-    for (const pid_t pid : walk ? source_->processes->all() : wanted.pids) {
+    for (const pid_t pid : walk ? shared->pids() : wanted.pids) {
       std::optional<std::string> name;
       if (name_them) name = source_->processes->name_among(pid, wanted.names);
       if (!wanted.all && !name && !(wanted.has(pid) && source_->processes->exists(pid))) continue;
