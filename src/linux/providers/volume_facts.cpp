@@ -9,7 +9,6 @@
 #include <cstdio>
 #include <utility>
 
-#include "linux/parsers/scan.h"
 #include "linux/providers/system_file.h"
 
 namespace kvwmi::ground::providers {
@@ -45,59 +44,41 @@ std::string serial_of(std::string_view identifier) {
   return digits.substr(0, 8);
 }
 
-/// "8:1" of the block device that a mount's source names; that of the mount itself where it is none.
-std::string device_number(const Machine& machine, const parsers::Mount& mount) {
+}  // namespace
+
+std::string block_device(const std::string& root, const parsers::Mount& mount) {
   struct stat answer {};
-  const std::string path = machine.root + mount.source;
+  const std::string path = root + mount.source;
   if (!mount.source.starts_with("/dev/") || stat(path.c_str(), &answer) != 0 || !S_ISBLK(answer.st_mode)) {
     return mount.device;
   }
   return std::to_string(major(answer.st_rdev)) + ":" + std::to_string(minor(answer.st_rdev));
 }
 
-/// The database writes characters that it does not trust as \xHH.
-std::string unescaped(std::string_view text) {
-  std::string plain;
-  for (std::size_t i = 0; i < text.size(); ++i) {
-    const auto code =
-        text.substr(i, 2) == "\\x" ? parsers::to_number<unsigned>(text.substr(i + 2, 2), 16) : std::nullopt;
-    if (code && i + 3 < text.size()) {
-      plain += static_cast<char>(*code);
-      i += 3;
-    } else {
-      plain += text[i];
-    }
-  }
-  return plain;
+std::optional<parsers::VolumeRecord> volume_record(const std::string& root, const std::string& device) {
+  const auto text = read_file(root + "/run/udev/data/b" + device);
+  if (!text) return std::nullopt;
+  return parsers::parse_volume_record(*text);
 }
 
-}  // namespace
-
-VolumeFacts volume_facts(const Machine& machine, const parsers::Mount& mount) {
+VolumeFacts volume_facts(const std::string& root, const parsers::Mount& mount) {
   VolumeFacts facts{windows_name(mount.type), "", ""};
-  std::string database_type;
-  std::string version;
-  const auto database = read_file(machine.root + "/run/udev/data/b" + device_number(machine, mount));
-  if (database) {
-    parsers::for_each_line(*database, [&](std::string_view line) {
-      const std::string_view name = parsers::take_until(line, '=');
-      if (name == "E:ID_FS_TYPE") database_type = line;
-      if (name == "E:ID_FS_VERSION") version = line;
-      if (name == "E:ID_FS_LABEL_ENC") facts.label = unescaped(line);
-      if (name == "E:ID_FS_UUID") facts.serial = serial_of(line);
-      return true;
-    });
-  }
+  const auto record = volume_record(root, block_device(root, mount));
   const bool type_is_hidden = mount.type == "fuseblk" || mount.type == "fuse";
-  if (type_is_hidden && !database_type.empty()) facts.file_system = windows_name(database_type);
-  if (facts.file_system == "FAT32" && (version == "FAT16" || version == "FAT12")) facts.file_system = "FAT";
+  if (record) {
+    facts.label = record->label;
+    facts.serial = serial_of(record->uuid);
+    if (type_is_hidden && !record->type.empty()) facts.file_system = windows_name(record->type);
+    if (facts.file_system == "FAT32" && (record->version == "FAT16" || record->version == "FAT12"))
+      facts.file_system = "FAT";
+  }
 
   const bool may_have_boot_sector = type_is_hidden || facts.file_system == "FAT32" ||
                                     facts.file_system == "NTFS" || facts.file_system == "exFAT" ||
                                     facts.file_system == "FAT";
-  if (!database && may_have_boot_sector && mount.source.starts_with("/dev/")) {
+  if (!record && may_have_boot_sector && mount.source.starts_with("/dev/")) {
     std::array<char, 512> buffer;
-    const auto sector = read_short(AT_FDCWD, (machine.root + mount.source).c_str(), buffer);
+    const auto sector = read_short(AT_FDCWD, (root + mount.source).c_str(), buffer);
     const parsers::BootSector boot = sector ? parsers::parse_boot_sector(*sector) : parsers::BootSector{};
     if (!boot.type.empty()) {
       std::array<char, 9> digits{};

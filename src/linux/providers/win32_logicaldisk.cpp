@@ -85,7 +85,7 @@ class Row final : public cim::Instance {
  private:
   static Value text(const std::string& known) { return known.empty() ? Value() : Value(known); }
   const VolumeFacts& facts() {
-    if (!facts_) facts_ = volume_facts(source_->machine, drive_.mount);
+    if (!facts_) facts_ = volume_facts(source_->machine.root, drive_.mount);
     return *facts_;
   }
 
