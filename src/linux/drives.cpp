@@ -8,11 +8,15 @@
 
 #include <algorithm>
 #include <array>
+#include <map>
 #include <set>
+#include <utility>
 
+#include "frame/diagnostics.h"
 #include "linux/drive_path.h"
 #include "linux/providers/failure.h"
 #include "linux/providers/system_file.h"
+#include "linux/providers/volume_facts.h"
 
 namespace kvwmi::ground {
 namespace {
@@ -49,16 +53,17 @@ int rank(DriveType type) {
   return static_cast<int>(std::find(kOrder.begin(), kOrder.end(), type) - kOrder.begin());
 }
 
+/// Whether a file system asks another machine or a process.
+bool asks_others(const parsers::Mount& mount) {
+  return contains(kNetwork, mount.type) || mount.type.starts_with("fuse");
+}
+
 bool is_folder(const std::string& path) {
   struct stat answer {};
   return stat(path.c_str(), &answer) == 0 && S_ISDIR(answer.st_mode);
 }
 
 }  // namespace
-
-bool Drive::may_hang() const {
-  return type == DriveType::network || mount.type.starts_with("fuse");
-}
 
 const Drive* DriveTable::find(char letter) const {
   const char upper = letter >= 'a' && letter <= 'z' ? static_cast<char>(letter - 32) : letter;
@@ -91,41 +96,57 @@ std::optional<std::string> DriveTable::to_native(std::string_view windows) const
 }
 
 Drives::Drives(const Machine& machine)
-    : machine_(machine), file_(open((machine.proc + "/self/mountinfo").c_str(), O_RDONLY | O_CLOEXEC)) {
+    : machine_(machine),
+      file_(open((machine.proc + "/self/mountinfo").c_str(), O_RDONLY | O_CLOEXEC)),
+      letters_(machine.state + "/drives") {
   struct statfs answer {};
   tells_changes_ = file_ && fstatfs(file_.get(), &answer) == 0 && answer.f_type == PROC_SUPER_MAGIC;
 }
 
 std::shared_ptr<const DriveTable> Drives::table() {
-  const std::lock_guard lock(mutex_);
-  refresh();
-  return table_;
+  return look().table;
 }
 
 std::uint64_t Drives::generation() {
-  const std::lock_guard lock(mutex_);
-  refresh();
-  return generation_;
+  return look().generation;
 }
 
-void Drives::refresh() {
+Drives::Moment Drives::look() {
+  std::unique_lock lock(mutex_);
+  const std::string left_out = refresh();
+  Moment now{table_, generation_};
+  lock.unlock();  // who is told may ask
+  if (!left_out.empty()) {
+    report(providers::provider_failure().with_description("No drive letter is left for " + left_out));
+  }
+  return now;
+}
+
+std::string Drives::refresh() {
   if (!file_) throw providers::provider_failure();
   // The kernel raises the flag once for each open file after anything was mounted or unmounted.
   pollfd state{file_.get(), POLLPRI, 0};
-  if (table_ && tells_changes_ && poll(&state, 1, 0) == 0) return;
+  if (table_ && tells_changes_ && poll(&state, 1, 0) == 0) return "";
 
   const std::optional<std::string> text = providers::read_file(machine_.proc + "/self/mountinfo");
   if (!text) {
     table_.reset();  // the flag is spent
     throw providers::provider_failure();
   }
-  if (table_ && *text == text_) return;
-  table_ = std::make_shared<const DriveTable>(lettered(parsers::parse_mountinfo(*text)));
+  if (table_ && *text == text_) return "";
+  std::vector<Drive> drives = volumes(parsers::parse_mountinfo(*text));
+  give_letters(drives);
+  // Those without one come first.
+  const std::string left_out =
+      drives.empty() || drives.front().letter != '\0' ? "" : drives.front().mount.mount_point;
+  std::erase_if(drives, [](const Drive& d) { return d.letter == '\0'; });
+  table_ = std::make_shared<const DriveTable>(std::move(drives));
   text_ = *text;
   ++generation_;
+  return left_out;
 }
 
-std::optional<DriveType> Drives::type_of(const parsers::Mount& mount) const {
+std::optional<DriveType> Drives::type_of(const parsers::Mount& mount, bool may_hang) const {
   if (mount.mount_point == "/") return DriveType::fixed;
   if (contains(kNoVolumes, mount.type)) return std::nullopt;
   if (contains(kNetwork, mount.type)) return DriveType::network;
@@ -137,8 +158,8 @@ std::optional<DriveType> Drives::type_of(const parsers::Mount& mount) const {
     if (systems_own) return std::nullopt;
     return DriveType::memory;
   }
-  // A part of a volume can be mounted over a single file.
-  if (mount.root != "/" && !is_folder(machine_.root + mount.mount_point)) return std::nullopt;
+  // A part of a volume can be mounted over a single file. What may hang is not asked and counts as a folder.
+  if (mount.root != "/" && !may_hang && !is_folder(machine_.root + mount.mount_point)) return std::nullopt;
 
   const std::string block = machine_.sys + "/dev/block/" + mount.device;
   std::optional<std::string> removable = providers::read_line(block + "/removable");
@@ -149,59 +170,65 @@ std::optional<DriveType> Drives::type_of(const parsers::Mount& mount) const {
   return DriveType::fixed;
 }
 
-char Drives::letter_for(const std::string& mount_point, const std::vector<Drive>& taken) {
-  const auto is_taken = [&](char letter) {
-    return std::any_of(taken.begin(), taken.end(), [&](const Drive& d) { return d.letter == letter; });
+std::vector<Drive> Drives::volumes(const std::vector<parsers::Mount>& mounts) const {
+  // What was mounted over another mount at the same place hides it.
+  std::map<std::string_view, const parsers::Mount*> visible;
+  for (const parsers::Mount& mount : mounts) visible[mount.mount_point] = &mount;
+  // Without the root nothing works, this program included.
+  const auto holds_up = [&](const auto& entry, const parsers::Mount& mount) {
+    return entry.first != "/" && asks_others(*entry.second) && lies_in(mount.mount_point, entry.first);
   };
-  const auto is_reserved = [&](char letter) {
-    return std::any_of(letters_.begin(), letters_.end(),
-                       [&](const auto& entry) { return entry.second == letter; });
+  // Of several mounts of one volume the root counts, else the first that shows all of it.
+  const auto rank_of_part = [](const parsers::Mount& mount) {
+    return mount.mount_point == "/" ? 0 : mount.root == "/" ? 1 : 2;
   };
-  for (const bool keep_reserved : {true, false}) {
-    for (char letter = 'D'; letter <= 'Z'; ++letter) {
-      if (is_taken(letter) || (keep_reserved && is_reserved(letter))) continue;
-      std::erase_if(letters_, [&](const auto& entry) { return entry.second == letter; });
-      letters_[mount_point] = letter;
-      return letter;
+
+  std::map<std::string_view, Drive> by_device;
+  for (const parsers::Mount& mount : mounts) {
+    if (visible[mount.mount_point] != &mount) continue;
+    const auto known = by_device.find(mount.device);
+    if (known != by_device.end() && rank_of_part(known->second.mount) <= rank_of_part(mount)) continue;
+    const bool may_hang = std::any_of(visible.begin(), visible.end(),
+                                      [&](const auto& entry) { return holds_up(entry, mount); });
+    if (const auto type = type_of(mount, may_hang)) {
+      by_device.insert_or_assign(mount.device, Drive{'\0', *type, mount, may_hang});
     }
   }
-  return '\0';
+  std::vector<Drive> drives;
+  for (auto& [device, drive] : by_device) drives.push_back(std::move(drive));
+  return drives;
 }
 
-std::vector<Drive> Drives::lettered(std::vector<parsers::Mount> mounts) {
-  // What was mounted over another mount at the same place hides it.
-  std::map<std::string, parsers::Mount> visible;
-  for (parsers::Mount& mount : mounts) visible[mount.mount_point] = std::move(mount);
+std::string Drives::uuid_of(const Drive& drive) const {
+  // The source of what may hang is any text that a process chose, so its path is not followed.
+  const std::string device =
+      drive.may_hang ? drive.mount.device : providers::block_device(machine_.root, drive.mount);
+  const auto record = providers::volume_record(machine_.root, device);
+  return record ? record->uuid : "";
+}
 
-  std::vector<Drive> candidates;
-  for (auto& [point, mount] : visible) {
-    if (const auto type = type_of(mount)) candidates.push_back({'\0', *type, std::move(mount)});
-  }
-  std::stable_sort(candidates.begin(), candidates.end(),
-                   [](const Drive& a, const Drive& b) { return rank(a.type) < rank(b.type); });
-
-  // Who has a letter keeps it, so those choose first.
-  std::set<std::string> devices;
-  std::vector<Drive> drives;
-  const auto add = [&](Drive& drive, char letter) {
-    if (letter == '\0' || !devices.insert(drive.mount.device).second) return;
-    drive.letter = letter;
-    drives.push_back(drive);
-  };
-  for (Drive& drive : candidates) {
-    if (drive.mount.mount_point == "/") add(drive, 'C');
-  }
-  for (Drive& drive : candidates) {
-    const auto known = letters_.find(drive.mount.mount_point);
-    if (known != letters_.end()) add(drive, known->second);
-  }
-  for (Drive& drive : candidates) {
-    if (drive.letter == '\0' && devices.count(drive.mount.device) == 0) {
-      add(drive, letter_for(drive.mount.mount_point, drives));
+void Drives::give_letters(std::vector<Drive>& drives) {
+  std::sort(drives.begin(), drives.end(), [](const Drive& a, const Drive& b) {
+    return std::pair(rank(a.type), std::string_view(a.mount.mount_point)) <
+           std::pair(rank(b.type), std::string_view(b.mount.mount_point));
+  });
+  std::vector<std::pair<std::string, Drive*>> in_order;
+  std::set<std::string> present;
+  for (Drive& drive : drives) {
+    if (drive.mount.mount_point == "/") {
+      drive.letter = 'C';
+      continue;
     }
+    // Copies of a volume have its UUID too.
+    std::string volume = uuid_of(drive);
+    if (volume.empty() || !present.insert(volume).second) volume = drive.mount.mount_point;
+    present.insert(volume);
+    in_order.emplace_back(std::move(volume), &drive);
   }
+  letters_.refresh();
+  for (const auto& [volume, drive] : in_order)
+    drive->letter = letters_.letter_of(volume, present).value_or('\0');
   std::sort(drives.begin(), drives.end(), [](const Drive& a, const Drive& b) { return a.letter < b.letter; });
-  return drives;
 }
 
 }  // namespace kvwmi::ground

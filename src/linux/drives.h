@@ -1,7 +1,6 @@
 #pragma once
 
 #include <cstdint>
-#include <map>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -10,6 +9,7 @@
 #include <vector>
 
 #include "linux/descriptor.h"
+#include "linux/drive_letters.h"
 #include "linux/machine.h"
 #include "linux/parsers/mountinfo.h"
 
@@ -23,11 +23,12 @@ struct Drive {
   char letter;
   DriveType type;
   parsers::Mount mount;
+  /// Whether a file system call on its mount point may never return: it, or a volume that its mount point
+  /// lies in, asks another machine or a process. Such calls belong on a thread of their own.
+  bool may_hang;
 
   /// "C:"
   [[nodiscard]] std::string name() const { return std::string{letter, ':'}; }
-  /// Whether its file system may hang: it asks another machine or a process.
-  [[nodiscard]] bool may_hang() const;
 };
 
 /// The drives of one moment, by letter.
@@ -48,10 +49,12 @@ class DriveTable {
   std::vector<Drive> drives_;
 };
 
-/// Gives the volumes their letters: C: is the root, the others follow from D: on: fixed disks first, then
-/// removable ones, the network, optical disks and RAM disks, each kind by mount point. A volume keeps its
-/// letter as long as this object lives, also over an absence. Left out are file systems without files of
-/// their own, second mounts of one volume, and what comes after Z:. Any thread may use it.
+/// Gives the volumes their letters: C: is the root. Of the others each keeps the letter that DriveLetters
+/// knows it under; new ones get theirs from D: on: fixed disks first, then removable ones, the network,
+/// optical disks and RAM disks, each kind by mount point. A volume is known by its UUID, or by its mount
+/// point where nobody keeps one. Left out are file systems without files of their own, further mounts of one
+/// volume, and what no letter is left for, which the diagnostic hook is told. Never waits for a file system
+/// that may hang. Any thread may use it.
 class Drives {
  public:
   explicit Drives(const Machine& machine);
@@ -63,10 +66,19 @@ class Drives {
   [[nodiscard]] std::uint64_t generation();
 
  private:
-  void refresh();
-  [[nodiscard]] std::vector<Drive> lettered(std::vector<parsers::Mount> mounts);
-  [[nodiscard]] std::optional<DriveType> type_of(const parsers::Mount& mount) const;
-  [[nodiscard]] char letter_for(const std::string& mount_point, const std::vector<Drive>& taken);
+  struct Moment {
+    std::shared_ptr<const DriveTable> table;
+    std::uint64_t generation;
+  };
+  [[nodiscard]] Moment look();
+  /// Gives the mount point of a volume for which no letter is left; empty where all have one.
+  [[nodiscard]] std::string refresh();
+  /// One drive for each volume, without letters.
+  [[nodiscard]] std::vector<Drive> volumes(const std::vector<parsers::Mount>& mounts) const;
+  /// Leaves them in the order of their letters; '\0' where none is left.
+  void give_letters(std::vector<Drive>& drives);
+  [[nodiscard]] std::optional<DriveType> type_of(const parsers::Mount& mount, bool may_hang) const;
+  [[nodiscard]] std::string uuid_of(const Drive& drive) const;
 
   const Machine& machine_;
   std::mutex mutex_;
@@ -75,7 +87,7 @@ class Drives {
   std::shared_ptr<const DriveTable> table_;
   std::uint64_t generation_ = 0;
   std::string text_;
-  std::map<std::string, char> letters_;  ///< by mount point
+  DriveLetters letters_;
 };
 
 }  // namespace kvwmi::ground

@@ -1,5 +1,6 @@
 #include "linux/drives.h"
 
+#include "kvwmi/diagnostics.h"
 #include "kvwmi/error.h"
 #include "linux/testing/recorded_machine.h"
 
@@ -74,6 +75,97 @@ TEST_F(RecordedDrives, LettersOfAbsentVolumesAreGivenOutLast) {
   EXPECT_EQ(lettered(*drives.table()), (std::vector<std::string>{"C: 3 /", "D: 3 /d123", "Z: 3 /d122"}));
 }
 
+TEST_F(RecordedDrives, LettersOutliveTheProcess) {
+  const std::string root = "27 1 254:1 / / rw - ext4 /dev/vda1 rw\n";
+  const std::string zz = "40 27 0:60 / /mnt/zz rw - tmpfs none rw\n";
+  const std::string aa = "41 27 0:61 / /mnt/aa rw - tmpfs none rw\n";
+  mounts(root + zz);
+  EXPECT_EQ(lettered(*Drives(machine).table()), (std::vector<std::string>{"C: 3 /", "D: 6 /mnt/zz"}));
+  mounts(root + aa + zz);
+  EXPECT_EQ(lettered(*Drives(machine).table()),
+            (std::vector<std::string>{"C: 3 /", "D: 6 /mnt/zz", "E: 6 /mnt/aa"}));
+  mounts(root + aa);
+  EXPECT_EQ(lettered(*Drives(machine).table()), (std::vector<std::string>{"C: 3 /", "E: 6 /mnt/aa"}));
+}
+
+TEST_F(RecordedDrives, AVolumeWithAUuidKeepsItsLetterAtAnotherPlace) {
+  const std::string root = "27 1 254:1 / / rw - ext4 /dev/vda1 rw\n";
+  machine.write("/run/udev/data/b8:17", "E:ID_FS_UUID=1111-2222\n");
+  machine.write("/run/udev/data/b8:33", "E:ID_FS_UUID=1111-2222\n");
+  machine.write("/run/udev/data/b8:49", "E:ID_FS_UUID=1111-2222\n");
+  mounts(root + "40 27 8:17 / /media/stick rw - vfat /dev/sdb1 rw\n");
+  EXPECT_EQ(Drives(machine).table()->find('D')->mount.mount_point, "/media/stick");
+  mounts(root + "39 27 8:65 / /a rw - ext4 /dev/sde rw\n40 27 8:33 / /mnt rw - vfat /dev/sdc1 rw\n");
+  const auto moved = Drives(machine).table();
+  EXPECT_EQ(moved->find('D')->mount.mount_point, "/mnt") << "plugged in elsewhere";
+  EXPECT_EQ(moved->find('E')->mount.mount_point, "/a");
+  mounts(root + "40 27 8:33 / /mnt rw - vfat /dev/sdc1 rw\n41 27 8:49 / /copy rw - vfat /dev/sdd1 rw\n");
+  EXPECT_EQ(lettered(*Drives(machine).table()),
+            (std::vector<std::string>{"C: 3 /", "D: 3 /copy", "F: 3 /mnt"}))
+      << "the first of two copies has the letter, the other one of its own";
+}
+
+TEST_F(RecordedDrives, WhereNothingCanBeKeptLettersLastAsLongAsTheProcess) {
+  machine.state = machine.root + "/nowhere/kvwmi";
+  const std::string root = "27 1 254:1 / / rw - ext4 /dev/vda1 rw\n";
+  const std::string zz = "40 27 0:60 / /mnt/zz rw - tmpfs none rw\n";
+  const std::string aa = "41 27 0:61 / /mnt/aa rw - tmpfs none rw\n";
+  mounts(root + zz);
+  Drives drives(machine);
+  EXPECT_EQ(lettered(*drives.table()), (std::vector<std::string>{"C: 3 /", "D: 6 /mnt/zz"}));
+  mounts(root + aa + zz);
+  EXPECT_EQ(lettered(*drives.table()), (std::vector<std::string>{"C: 3 /", "D: 6 /mnt/zz", "E: 6 /mnt/aa"}));
+  EXPECT_EQ(lettered(*Drives(machine).table()),
+            (std::vector<std::string>{"C: 3 /", "D: 6 /mnt/aa", "E: 6 /mnt/zz"}));
+  EXPECT_FALSE(std::filesystem::exists(machine.root + "/nowhere"));
+}
+
+TEST_F(RecordedDrives, AllWhoLookAtAMachineShareOneTable) {
+  EXPECT_EQ(&machine.drives(), &machine.drives());
+  EXPECT_NE(machine.drives().table()->find('C'), nullptr);
+}
+
+TEST_F(RecordedDrives, AVolumeWithoutALetterIsToldOf) {
+  std::string text = "27 1 254:1 / / rw - ext4 /dev/vda1 rw\n";
+  for (int i = 100; i < 124; ++i) {
+    const std::string number = std::to_string(i);
+    text += "9 27 8:" + number + " / /d" + number + " rw - ext4 /dev/x rw\n";
+  }
+  mounts(text);
+  std::vector<std::string> told;
+  Drives drives(machine);
+  set_diagnostic_hook([&](const Error& error) {
+    told.push_back(error.description());
+    static_cast<void>(drives.table());  // who is told may ask
+  });
+  EXPECT_EQ(drives.table()->drives().size(), 24U) << "C: to Z:";
+  set_diagnostic_hook({});
+  EXPECT_EQ(told, std::vector<std::string>{"No drive letter is left for /d123"});
+}
+
+TEST_F(RecordedDrives, TheMountThatShowsAllOfAVolumeCounts) {
+  mounts(
+      "27 1 254:1 / / rw - ext4 /dev/vda1 rw\n28 27 254:2 /me /a rw - ext4 /dev/vda2 rw\n"
+      "29 27 254:2 / /home rw - ext4 /dev/vda2 rw\n30 27 254:2 / /b rw - ext4 /dev/vda2 rw\n");
+  std::filesystem::create_directories(machine.root + "/a");
+  EXPECT_EQ(lettered(*Drives(machine).table()), (std::vector<std::string>{"C: 3 /", "D: 3 /home"}));
+}
+
+/// Who asks finds files at the mount points and takes none of them for a drive.
+TEST_F(RecordedDrives, WhatMayHangIsNotAskedWhetherItIsAFolder) {
+  mounts(
+      "27 1 254:1 / / rw - ext4 /dev/vda1 rw\n28 27 0:50 /sub /dead rw - fuse daemon rw\n"
+      "29 28 254:3 /part /dead/inside rw - ext4 /dev/vda3 rw\n"
+      "30 27 254:4 /file /deadline rw - ext4 /dev/vda4 rw\n");
+  machine.write("/deadline", "");
+  machine.write("/dead", "");
+  const auto table = Drives(machine).table();
+  EXPECT_EQ(lettered(*table), (std::vector<std::string>{"C: 3 /", "D: 3 /dead", "E: 3 /dead/inside"}));
+  EXPECT_FALSE(table->find('C')->may_hang);
+  EXPECT_TRUE(table->find('D')->may_hang);
+  EXPECT_TRUE(table->find('E')->may_hang) << "its mount point lies in one that may";
+}
+
 TEST_F(RecordedDrives, ContainerWithFilesMountedIntoIt) {
   mounts(
       "27 1 0:40 / / rw - overlay overlay rw\n28 27 254:1 /c/hosts /etc/hosts rw - ext4 /dev/vda1 rw\n"
@@ -112,7 +204,8 @@ TEST_F(RecordedDrives, UnreadableTableIsAFailure) {
 }
 
 TEST(Drives, ThisMachineHasARootAndTellsChangesCheaply) {
-  const Machine machine;
+  Machine machine;
+  machine.state = "/dev/null";  // tests keep nothing
   Drives drives(machine);
   const auto table = drives.table();
   ASSERT_NE(table->find('c'), nullptr);

@@ -10,6 +10,7 @@
 
 #include "frame/runtime_error.h"
 #include "linux/drive_path.h"
+#include "linux/drives.h"
 #include "linux/existing_path.h"
 #include "linux/path_spec.h"
 
@@ -56,7 +57,7 @@ bool is_folder(DIR* parent, const dirent& entry) {
 
 std::optional<std::string> LinuxFileSystem::existing_native_path(std::string_view path) {
   if (path.starts_with('/')) return existing_path(path);
-  const auto native = has_drive(path) ? drives_.table()->to_native(path) : to_slashes(path);
+  const auto native = has_drive(path) ? machine_.drives().table()->to_native(path) : to_slashes(path);
   return native ? existing_path(*native) : std::nullopt;
 }
 

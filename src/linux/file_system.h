@@ -1,7 +1,6 @@
 #pragma once
 
 #include "frame/platform.h"
-#include "linux/drives.h"
 #include "linux/machine.h"
 
 namespace kvwmi::ground {
@@ -9,7 +8,7 @@ namespace kvwmi::ground {
 /// Takes paths in either form, native or with a drive letter, and answers in the form it was asked in.
 class LinuxFileSystem final : public FileSystem {
  public:
-  explicit LinuxFileSystem(const Machine& machine) : drives_(machine) {}
+  explicit LinuxFileSystem(const Machine& machine) : machine_(machine) {}
 
   std::string parent_folder_name(std::string_view path) override;
   std::string file_name(std::string_view path) override;
@@ -21,7 +20,7 @@ class LinuxFileSystem final : public FileSystem {
  private:
   [[nodiscard]] std::optional<std::string> existing_native_path(std::string_view path);
 
-  Drives drives_;
+  const Machine& machine_;
 };
 
 }  // namespace kvwmi::ground

@@ -6,6 +6,7 @@
 #include <fstream>
 
 #include "frame/runtime_error.h"
+#include "linux/drives.h"
 #include "linux/existing_path.h"
 
 namespace kvwmi::ground {
@@ -19,9 +20,10 @@ struct FileSystemTest : ::testing::Test {
   FileSystemTest() {
     std::string name = (std::filesystem::temp_directory_path() / "kvwmi-files-XXXXXX").string();
     root = ::mkdtemp(name.data());
+    machine.state = "/dev/null";  // tests keep nothing
   }
   ~FileSystemTest() override { std::filesystem::remove_all(root); }
-  std::string windows_path(const std::string& native) { return Drives(machine).table()->to_windows(native); }
+  std::string windows_path(const std::string& native) { return machine.drives().table()->to_windows(native); }
   void touch(const std::string& name) const { std::ofstream(root / name) << "x"; }
 };
 

@@ -30,13 +30,12 @@ class LinuxGround final : public Ground {
   std::unique_ptr<ThreadBound>& thread_slot() override;
 
  private:
-  Machine machine_;
   LinuxClock clock_;
   LinuxSystemInfo system_info_;
   X11Windows windows_;
   LoopTimers timers_;
   LinuxNamedEvents named_events_;
-  LinuxFileSystem file_system_{machine_};
+  LinuxFileSystem file_system_{local_machine()};
   LinuxIpAddressLibrary ip_address_library_;
 };
 

@@ -10,7 +10,7 @@ namespace kvwmi::ground {
 namespace {
 
 embedded::Service& make_service() {
-  static const Machine& machine = *new Machine;
+  const Machine& machine = local_machine();
   embedded::Service& service = *new embedded::Service({.server_name = providers::computer_name(machine)});
   service.set_notifier(std::make_shared<embedded::EventService>(
       embedded::EventService::Options{.settings = {.on_failure = &report, .wall_time = {}}}));

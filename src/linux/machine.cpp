@@ -16,6 +16,7 @@
 #include <thread>
 
 #include "linux/descriptor.h"
+#include "linux/drives.h"
 
 namespace kvwmi::ground {
 namespace {
@@ -94,5 +95,15 @@ Machine::Machine()
       processor_id(processor_signature),
       volume_space(space_of),
       open_system_bus(open_bus) {}
+
+Drives& Machine::drives() const {
+  std::call_once(drives_once_, [this] { drives_ = std::make_shared<Drives>(*this); });
+  return *drives_;
+}
+
+const Machine& local_machine() {
+  static const Machine& machine = *new Machine;
+  return machine;
+}
 
 }  // namespace kvwmi::ground

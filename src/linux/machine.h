@@ -6,12 +6,15 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <mutex>
 #include <optional>
 #include <string>
 
 struct sd_bus;
 
 namespace kvwmi::ground {
+
+class Drives;
 
 struct BusCloser {
   void operator()(sd_bus* bus) const noexcept;
@@ -35,6 +38,8 @@ struct Machine {
   std::string etc = "/etc";
   /// Stands before every other absolute path.
   std::string root;
+  /// What is kept from one process to the next.
+  std::string state = "/var/lib/kvwmi";
 
   /// Since 1970, UTC.
   std::function<std::chrono::microseconds()> wall_time;
@@ -57,6 +62,16 @@ struct Machine {
   std::function<int(const std::string& mount_point, VolumeSpace& space)> volume_space;
   /// A new connection to the system bus, not yet authenticated; null where none can be made.
   std::function<Bus()> open_system_bus;
+
+  /// The one table of drives of all who look at this machine.
+  [[nodiscard]] Drives& drives() const;
+
+ private:
+  mutable std::once_flag drives_once_;
+  mutable std::shared_ptr<Drives> drives_;
 };
+
+/// The machine that this process runs on. It lives to the very end of the process.
+[[nodiscard]] const Machine& local_machine();
 
 }  // namespace kvwmi::ground

@@ -9,6 +9,7 @@
 #include <cstdint>
 #include <filesystem>
 #include <string>
+#include <system_error>
 
 #include "support/command.h"
 #include "support/own_folder.h"
@@ -27,6 +28,11 @@ class LoopDisk {
   }
   ~LoopDisk() {
     if (mounted_) umount2(mount_point().c_str(), MNT_DETACH);
+    // Its drive letter is nobody's any more.
+    std::error_code none;
+    for (const auto& letter : std::filesystem::directory_iterator("/var/lib/kvwmi/drives", none)) {
+      if (std::filesystem::read_symlink(letter, none) == mount_point()) std::filesystem::remove(letter, none);
+    }
   }
   LoopDisk(const LoopDisk&) = delete;
   LoopDisk& operator=(const LoopDisk&) = delete;

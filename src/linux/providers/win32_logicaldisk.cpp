@@ -9,28 +9,39 @@ namespace kvwmi::ground::providers {
 namespace {
 
 /// Longest wait for a file system that another machine or a process answers for.
-constexpr std::chrono::seconds kSpaceLimit{2};
+constexpr std::chrono::seconds kAnswerLimit{2};
 
-struct Answer {
+struct Space {
   int error = 0;
-  VolumeSpace space;
+  VolumeSpace sizes;
 };
 
 struct Source {
-  explicit Source(const Machine& of) : machine(of), drives(of), remote(kSpaceLimit) {}
+  explicit Source(const Machine& of) : machine(of), spaces(kAnswerLimit), facts(kAnswerLimit) {}
 
-  Answer space(const Drive& drive) {
-    const auto ask = [question = machine.volume_space, path = machine.root + drive.mount.mount_point] {
-      Answer answer;
-      answer.error = question(path, answer.space);
-      return answer;
-    };
-    return drive.may_hang() ? remote.call(drive.mount.mount_point, ask) : ask();
+  Space space_of(const Drive& drive) {
+    return asked(drive, spaces,
+                 [question = machine.volume_space, path = machine.root + drive.mount.mount_point] {
+                   Space space;
+                   space.error = question(path, space.sizes);
+                   return space;
+                 });
+  }
+  VolumeFacts facts_of(const Drive& drive) {
+    return asked(drive, facts,
+                 [root = machine.root, mount = drive.mount] { return volume_facts(root, mount); });
   }
 
   const Machine& machine;
-  Drives drives;
-  BoundedCalls<Answer> remote;
+
+ private:
+  template <typename Answer, typename Question>
+  static Answer asked(const Drive& drive, BoundedCalls<Answer>& bounded, Question question) {
+    return drive.may_hang ? bounded.call(drive.mount.mount_point, std::move(question)) : question();
+  }
+
+  BoundedCalls<Space> spaces;
+  BoundedCalls<VolumeFacts> facts;
 };
 
 class Row final : public cim::Instance {
@@ -77,22 +88,22 @@ class Row final : public cim::Instance {
 
   template <auto member>
   Value space() {
-    if (!answer_) answer_ = source_->space(drive_);
-    return answer_->error == 0 ? number(answer_->space.*member) : Value();
+    if (!space_) space_ = source_->space_of(drive_);
+    return space_->error == 0 ? number(space_->sizes.*member) : Value();
   }
   Value computer() { return Value(computer_name(source_->machine)); }
 
  private:
   static Value text(const std::string& known) { return known.empty() ? Value() : Value(known); }
   const VolumeFacts& facts() {
-    if (!facts_) facts_ = volume_facts(source_->machine.root, drive_.mount);
+    if (!facts_) facts_ = source_->facts_of(drive_);
     return *facts_;
   }
 
   std::shared_ptr<Source> source_;
   std::shared_ptr<const DriveTable> table_;  ///< holds the drive
   const Drive& drive_;
-  std::optional<Answer> answer_;
+  std::optional<Space> space_;
   std::optional<VolumeFacts> facts_;
 };
 
@@ -112,7 +123,7 @@ constexpr Property kProperties[]{
     {"Description", string, cim::kPlain, Cost::free, "Kind of drive in words.",
      cim::reader<&Row::description>},
     {"DeviceID", string, cim::kKey | cim::kNarrows, Cost::free,
-     "Letter and colon: \"C:\" is the root, the others follow by kind and mount point.",
+     "Letter and colon: \"C:\" is the root; every other volume keeps the letter that it was first given.",
      cim::reader<&Row::device>},
     {"DriveType", uint32, cim::kPlain, Cost::free,
      "2 removable, 3 local disk, 4 network, 5 optical, 6 RAM disk.", cim::reader<&Row::drive_type>},
@@ -194,7 +205,7 @@ class Win32LogicalDisk final : public embedded::Provider {
   const cim::Class& schema() const override { return kSchema; }
 
   void enumerate(const embedded::Request& request, const embedded::RowSink& sink) override {
-    const std::shared_ptr<const DriveTable> table = source_->drives.table();
+    const std::shared_ptr<const DriveTable> table = source_->machine.drives().table();
     for (const Drive& drive : table->drives()) {
       if (!admits(request, {kDeviceId, kName}, drive.name())) continue;
       if (!sink(std::make_shared<Row>(kSchema, source_, table, drive))) return;
@@ -206,7 +217,7 @@ class Win32LogicalDisk final : public embedded::Provider {
       return std::find(std::begin(kFromMounts), std::end(kFromMounts), wanted) != std::end(kFromMounts);
     });
     if (!known) return std::nullopt;
-    return source_->drives.generation();
+    return source_->machine.drives().generation();
   }
 
  private:

@@ -14,16 +14,16 @@ namespace {
 
 class Row final : public cim::Instance {
  public:
-  Row(const cim::Class& schema, std::shared_ptr<const ProcessSource> source, std::shared_ptr<Drives> drives,
-      pid_t pid, std::chrono::nanoseconds seen)
-      : Instance(schema), files_(std::move(source), pid, seen), drives_(std::move(drives)) {}
+  Row(const cim::Class& schema, std::shared_ptr<const ProcessSource> source, pid_t pid,
+      std::chrono::nanoseconds seen)
+      : Instance(schema), files_(std::move(source), pid, seen) {}
 
   Value name() { return or_null(files_.name()); }
   Value handle() { return Value(std::to_string(files_.pid())); }
   Value process_id() { return number(static_cast<std::uint32_t>(files_.pid())); }
   Value executable_path() {
     const auto path = files_.executable();
-    return path ? Value(drives_->table()->to_windows(*path)) : Value();
+    return path ? Value(machine().drives().table()->to_windows(*path)) : Value();
   }
   Value command_line() { return or_null(files_.command_line()); }
   Value creation_date() {
@@ -124,7 +124,6 @@ class Row final : public cim::Instance {
   [[nodiscard]] const Machine& machine() const { return files_.source().machine(); }
 
   ProcessFiles files_;
-  std::shared_ptr<Drives> drives_;
 };
 
 using parsers::ProcessStat;
@@ -240,9 +239,7 @@ constexpr cim::Class kSchema{
 class Win32Process final : public embedded::Provider {
  public:
   explicit Win32Process(const Machine& machine)
-      : source_(std::make_shared<ProcessSource>(machine)),
-        drives_(std::make_shared<Drives>(machine)),
-        forks_(machine) {}
+      : source_(std::make_shared<ProcessSource>(machine)), forks_(machine) {}
 
   const cim::Class& schema() const override { return kSchema; }
 
@@ -258,7 +255,7 @@ class Win32Process final : public embedded::Provider {
         name = source_->name_among(pid, wanted.names);
         if (!name && !by_pid) continue;
       }
-      auto row = std::make_shared<Row>(kSchema, source_, drives_, pid, seen);
+      auto row = std::make_shared<Row>(kSchema, source_, pid, seen);
       if (name) row->set(kName, Value(*std::move(name)));
       if (!sink(std::move(row))) return;
     }
@@ -322,7 +319,6 @@ class Win32Process final : public embedded::Provider {
   };
 
   std::shared_ptr<const ProcessSource> source_;
-  std::shared_ptr<Drives> drives_;
   Forks forks_;
 };
 

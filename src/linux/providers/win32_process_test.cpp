@@ -155,6 +155,15 @@ TEST_F(RecordedProcesses, NumberAndNameTogether) {
   EXPECT_EQ(handles({numbered(140), named("INIT")}), (std::vector<std::string>{"1", "33", "140"}));
 }
 
+TEST_F(RecordedProcesses, EndedButNotCollectedIsListedAndSaysSo) {
+  machine.write("/proc/33/statm", "0 0 0 0 0 0 0\n");
+  const Rows rows = rows_of(*provider, {named("INIT")});
+  ASSERT_EQ(texts_of(rows, "Handle"), (std::vector<std::string>{"1", "33"}));
+  EXPECT_EQ(number_of(*rows[1], "ExecutionState"), 7U);
+  EXPECT_EQ(number_of(*rows[1], "WorkingSetSize"), 0U);
+  EXPECT_TRUE(get(*rows[1], "ExecutablePath").is_null());
+}
+
 TEST_F(RecordedProcesses, NumberOfAThreadIsNoProcess) {
   machine.write("/proc/141/status", "Name:\tx\nTgid:\t140\n");
   EXPECT_EQ(handles({numbered(141)}), std::vector<std::string>{});
@@ -254,6 +263,7 @@ TEST(Win32Process, UnreadableProcIsAFailureAndNotEmpty) {
 /// The machine that the test runs on.
 class LiveProcesses : public ::testing::Test {
  protected:
+  LiveProcesses() { machine.state = "/dev/null"; }  // tests keep nothing
   std::shared_ptr<cim::Instance> row_of(pid_t pid) {
     Rows rows =
         rows_of(*provider, {equals(*provider, "ProcessId", cim::Value(static_cast<std::uint64_t>(pid)))});
@@ -264,6 +274,20 @@ class LiveProcesses : public ::testing::Test {
   Machine machine;
   std::unique_ptr<embedded::Provider> provider = providers::make_win32_process(machine);
 };
+
+TEST_F(LiveProcesses, EndedButNotCollectedIsListedAndSaysSo) {
+  const pid_t pid = fork();
+  if (pid == 0) _exit(0);
+  siginfo_t ended{};
+  ASSERT_EQ(waitid(P_PID, static_cast<id_t>(pid), &ended, WEXITED | WNOWAIT), 0);
+  const auto row = row_of(pid);
+  EXPECT_EQ(number_of(*row, "ExecutionState"), 7U);
+  EXPECT_EQ(text_of(*row, "Name"), text_of(*row_of(getpid()), "Name")) << "as long as it is not collected";
+  EXPECT_EQ(number_of(*row, "WorkingSetSize"), 0U);
+  EXPECT_TRUE(get(*row, "ExecutablePath").is_null());
+  EXPECT_TRUE(get(*row, "CommandLine").is_null());
+  EXPECT_EQ(waitpid(pid, nullptr, 0), pid);
+}
 
 TEST_F(LiveProcesses, ThisProcessIsAmongAll) {
   const Rows rows = rows_of(*provider);

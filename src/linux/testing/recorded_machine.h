@@ -29,7 +29,8 @@ class RecordedMachine : public Machine {
     proc = root + "/proc";
     sys = root + "/sys";
     etc = root + "/etc";
-    for (const auto& path : {proc, sys, etc}) std::filesystem::create_directories(path);
+    state = root + "/var/lib/kvwmi";
+    for (const auto& path : {proc, sys, etc, root + "/var/lib"}) std::filesystem::create_directories(path);
     write("/proc/self/mountinfo", "27 1 254:0 / / rw,relatime - ext4 /dev/vda rw\n");
     wall_time = [this] { return wall; };
     boot_time = [this] { return booted; };
