@@ -4,7 +4,7 @@
 
 #include <stdexcept>
 
-#include "windows/com/implements.h"
+#include "windows/automation/implements.h"
 #include "windows/text/bstr.h"
 
 namespace server {

@@ -7,8 +7,8 @@
 
 #include <algorithm>
 
+#include "windows/automation/implements.h"
 #include "windows/com/errors.h"
-#include "windows/com/implements.h"
 #include "windows/win32/com_ptr.h"
 
 /// The standard scripting objects of WMI over a service of this system's own, for tests where the machine's

@@ -8,7 +8,7 @@
 #include "stand_in/named_value_set.h"
 #include "stand_in/services.h"
 #include "stand_in/sink.h"
-#include "windows/com/module.h"
+#include "windows/automation/module.h"
 
 namespace kvwmi::stand_in {
 namespace {

@@ -15,8 +15,8 @@
 #include "kvwmi/message_loop.h"
 #include "stand_in/automation.h"
 #include "stand_in/value.h"
+#include "windows/automation/implements.h"
 #include "windows/com/errors.h"
-#include "windows/com/implements.h"
 #include "windows/text/unicode.h"
 #include "wmi/cim/automation.h"
 

@@ -2,8 +2,8 @@
 
 #include <new>
 
-#include "windows/com/implements.h"
-#include "windows/com/module.h"
+#include "windows/automation/implements.h"
+#include "windows/automation/module.h"
 #include "windows/win32/com_ptr.h"
 
 namespace kvwmi::com {

@@ -3,9 +3,9 @@
 #include <memory>
 
 #include "frame/ground.h"
+#include "windows/automation/module.h"
 #include "windows/com/built_class.h"
 #include "windows/com/kvwmi.h"
-#include "windows/com/module.h"
 #include "windows/com/object.h"
 
 namespace kvwmi::com {

@@ -5,6 +5,7 @@
 #include <oaidl.h>
 
 #include "frame/class_catalogue.h"
+#include "windows/automation/owned_variant.h"
 
 namespace kvwmi::com {
 
@@ -13,23 +14,6 @@ namespace kvwmi::com {
 
 /// Follows references to variants to the one that holds the value; null for a reference to nowhere.
 [[nodiscard]] VARIANT* dereferenced(VARIANT& variant) noexcept;
-
-/// A variant that is owned here.
-class OwnedVariant : public VARIANT {
- public:
-  OwnedVariant() noexcept { VariantInit(this); }
-  OwnedVariant(OwnedVariant&& other) noexcept : VARIANT(other) { VariantInit(&other); }
-  OwnedVariant& operator=(OwnedVariant&&) = delete;
-  OwnedVariant(const OwnedVariant&) = delete;
-  OwnedVariant& operator=(const OwnedVariant&) = delete;
-  ~OwnedVariant() { VariantClear(this); }
-  /// Gives the value away.
-  [[nodiscard]] VARIANT release() noexcept {
-    const VARIANT value = *this;
-    VariantInit(this);
-    return value;
-  }
-};
 
 /// One argument of a late-bound call on its way to the declared type of its parameter and back.
 class CoercedArgument {

@@ -6,7 +6,7 @@
 #include <new>
 #include <utility>
 
-#include "windows/com/implements.h"
+#include "windows/automation/implements.h"
 #include "windows/win32/com_ptr.h"
 
 namespace kvwmi::com {

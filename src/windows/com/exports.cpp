@@ -4,8 +4,8 @@
 
 #include <objbase.h>
 
+#include "windows/automation/module.h"
 #include "windows/com/built_class.h"
-#include "windows/com/module.h"
 #include "windows/com/registration.h"
 
 STDAPI DllGetClassObject(REFCLSID class_id, REFIID id, void** factory) {

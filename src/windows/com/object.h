@@ -10,12 +10,12 @@
 #include <utility>
 
 #include "frame/class_catalogue.h"
+#include "windows/automation/implements.h"
 #include "windows/com/dispatch.h"
 #include "windows/com/errors.h"
 #include "windows/com/guid.h"
-#include "windows/com/implements.h"
-#include "windows/com/module.h"
 #include "windows/com/transport.h"
+#include "windows/com/type_library.h"
 
 namespace kvwmi::com {
 

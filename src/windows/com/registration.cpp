@@ -10,9 +10,10 @@
 #include <vector>
 
 #include "frame/class_catalogue.h"
+#include "windows/automation/module.h"
 #include "windows/com/built_class.h"
 #include "windows/com/guid.h"
-#include "windows/com/module.h"
+#include "windows/com/type_library.h"
 #include "windows/text/unicode.h"
 #include "windows/win32/com_ptr.h"
 

@@ -4,8 +4,8 @@
 
 #include <oleauto.h>
 
+#include "windows/automation/owned_variant.h"
 #include "windows/scripting/failure.h"
-#include "windows/scripting/variant.h"
 #include "windows/win32/com_ptr.h"
 
 namespace kvwmi::ground {
@@ -13,7 +13,7 @@ namespace kvwmi::ground {
 /// The next entry of an automation enumerator as its interface, or null at the end.
 template <typename Interface>
 [[nodiscard]] ComPtr<Interface> next_entry(IEnumVARIANT& list, const char* source) {
-  Variant entry;
+  com::OwnedVariant entry;
   HRESULT result = S_OK;
   invoke(source, [&] { return result = list.Next(1, &entry, nullptr); });
   if (result != S_OK) return {};

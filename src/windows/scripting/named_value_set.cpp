@@ -1,6 +1,7 @@
 #include "windows/scripting/named_value_set.h"
 
 #include "frame/runtime_error.h"
+#include "windows/automation/owned_variant.h"
 #include "windows/scripting/automation_list.h"
 #include "windows/scripting/create.h"
 #include "windows/scripting/failure.h"
@@ -15,7 +16,7 @@ constexpr const char* kNamedValueSet = "SWbemNamedValueSet";
 wmi::NamedValue entry_from(ISWbemNamedValue& entry) {
   windows::Bstr name;
   invoke(kNamedValueSet, [&] { return entry.get_Name(name.receive()); });
-  Variant value;
+  com::OwnedVariant value;
   invoke(kNamedValueSet, [&] { return entry.get_Value(value.put()); });
   return {windows::from_bstr(name.get()), scripting_value_from(value)};
 }
@@ -26,7 +27,7 @@ ComPtr<ISWbemNamedValueSet> make_named_value_set(const wmi::NamedValues& values)
   auto set = create<SWbemNamedValueSet, ISWbemNamedValueSet>();
   for (const wmi::NamedValue& entry : values) {
     const windows::Bstr name(entry.name);
-    Variant value;
+    com::OwnedVariant value;
     put_scripting_value(entry.value, value);
     ComPtr<ISWbemNamedValue> added;
     invoke(kNamedValueSet, [&] { return set->Add(name.get(), &value, 0, added.put()); });

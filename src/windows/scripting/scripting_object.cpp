@@ -3,6 +3,7 @@
 #include "frame/conversion.h"
 #include "frame/runtime_error.h"
 #include "frame/wmi_status.h"
+#include "windows/automation/owned_variant.h"
 #include "windows/scripting/automation_list.h"
 #include "windows/scripting/failure.h"
 #include "windows/text/bstr.h"
@@ -26,7 +27,7 @@ ComPtr<ISWbemProperty> find_property(ISWbemPropertySet& set, std::string_view na
 }
 
 wmi::Value value_of(ISWbemProperty& property) {
-  Variant value;
+  com::OwnedVariant value;
   invoke(kProperty, [&] { return property.get_Value(value.put()); });
   return scripting_value_from(value);
 }
@@ -107,7 +108,7 @@ ComPtr<ISWbemObject> ScriptingObject::method_arguments(const std::string& method
   ComPtr<ISWbemPropertySet> set;
   invoke(kObject, [&] { return instance->get_Properties_(set.put()); });
   for (const wmi::NamedValue& argument : arguments) {
-    Variant value;
+    com::OwnedVariant value;
     put_scripting_value(argument.value, value);
     const auto property = find_property(*set.get(), argument.name);
     invoke(kProperty, [&] { return property->put_Value(&value); });

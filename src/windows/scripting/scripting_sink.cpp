@@ -4,6 +4,7 @@
 
 #include "frame/diagnostics.h"
 #include "frame/runtime_error.h"
+#include "windows/automation/implements.h"
 #include "windows/scripting/create.h"
 #include "windows/scripting/failure.h"
 #include "windows/scripting/named_value_set.h"
@@ -36,30 +37,13 @@ IUnknown* object_argument(const VARIANT& argument) {
 }  // namespace
 
 /// The receiver of the sink's events.
-class SinkEvents final : public IDispatch {
+class SinkEvents final : public com::Implements<ISWbemSinkEvents> {
  public:
   explicit SinkEvents(wmi::ObjectReady handler)
       : handler_(std::make_shared<wmi::ObjectReady>(std::move(handler))) {}
-  virtual ~SinkEvents() = default;
 
   /// Nothing reaches the handler any more.
   void disconnect() noexcept { handler_.reset(); }
-
-  STDMETHODIMP QueryInterface(REFIID interface_id, void** object) override {
-    if (!object) return E_POINTER;
-    const bool known = interface_id == __uuidof(IUnknown) || interface_id == __uuidof(IDispatch) ||
-                       interface_id == __uuidof(ISWbemSinkEvents);
-    *object = known ? this : nullptr;
-    if (!known) return E_NOINTERFACE;
-    AddRef();
-    return S_OK;
-  }
-  STDMETHODIMP_(ULONG) AddRef() override { return ++references_; }
-  STDMETHODIMP_(ULONG) Release() override {
-    const ULONG left = --references_;
-    if (left == 0) delete this;
-    return left;
-  }
 
   STDMETHODIMP GetTypeInfoCount(UINT* count) override {
     if (!count) return E_POINTER;
@@ -91,7 +75,6 @@ class SinkEvents final : public IDispatch {
     handler(*event, named_values_from(object_argument(arguments->rgvarg[0])));
   }
 
-  ULONG references_ = 1;
   std::shared_ptr<wmi::ObjectReady> handler_;
 };
 

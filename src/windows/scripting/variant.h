@@ -11,21 +11,6 @@
 
 namespace kvwmi::ground {
 
-/// An automation variant that owns what it holds.
-class Variant : public VARIANT {
- public:
-  Variant() noexcept { VariantInit(this); }
-  Variant(const Variant&) = delete;
-  Variant& operator=(const Variant&) = delete;
-  ~Variant() { VariantClear(this); }
-
-  /// Where a call is to write its result.
-  [[nodiscard]] VARIANT* put() noexcept {
-    VariantClear(this);
-    return this;
-  }
-};
-
 /// The WMI object behind an automation object; raises "Type mismatch" for any other object.
 using ObjectFromAutomation = std::shared_ptr<wmi::Object> (*)(IUnknown& object);
 /// The automation object that stands for a WMI object.

@@ -5,6 +5,7 @@
 #include <limits>
 
 #include "frame/runtime_error.h"
+#include "windows/automation/owned_variant.h"
 #include "windows/scripting/scripting_object.h"
 #include "windows/text/bstr.h"
 
@@ -46,17 +47,17 @@ TEST(Variant, EveryValueComesBackAsItWent) {
       Value(elements),
   };
   for (const Value& value : values) {
-    Variant variant;
+    com::OwnedVariant variant;
     put_scripting_value(value, variant);
     EXPECT_EQ(scripting_value_from(variant), value);
   }
 }
 
 TEST(Variant, SixteenAndThirtyTwoBitsStayApart) {
-  Variant narrow;
+  com::OwnedVariant narrow;
   put_scripting_value(Value(std::int16_t{64}), narrow);
   EXPECT_EQ(narrow.vt, VT_I2);
-  Variant wide;
+  com::OwnedVariant wide;
   put_scripting_value(Value(std::int32_t{64}), wide);
   EXPECT_EQ(wide.vt, VT_I4);
 }
@@ -99,7 +100,7 @@ TEST(Variant, ReferencesAreFollowed) {
 }
 
 TEST(Variant, TypedArraysAreTakenElementByElement) {
-  Variant variant;
+  com::OwnedVariant variant;
   variant.parray = SafeArrayCreateVector(VT_BSTR, 5, 2);
   variant.vt = VT_ARRAY | VT_BSTR;
   const windows::Bstr text("x");
@@ -112,7 +113,7 @@ TEST(Variant, WhatWmiHasNoUseForIsATypeMismatch) {
   expect_mismatch(of_type(VT_CY));
   expect_mismatch(of_type(VT_ERROR));
   expect_mismatch(of_type(VT_VARIANT));
-  Variant table;
+  com::OwnedVariant table;
   SAFEARRAYBOUND bounds[2] = {{2, 0}, {2, 0}};
   table.parray = SafeArrayCreate(VT_I4, 2, bounds);
   table.vt = VT_ARRAY | VT_I4;

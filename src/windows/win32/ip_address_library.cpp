@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "frame/runtime_error.h"
+#include "windows/automation/module.h"
 #include "windows/text/unicode.h"
 #include "windows/win32/code_page.h"
 #include "windows/win32/loaded_function.h"
@@ -18,15 +19,7 @@ constexpr const char* kLibrary = "KVIPAddress.dll";
 constexpr std::size_t kLongestPath = 32767;
 
 std::wstring folder_of_this_module() {
-  HMODULE module = nullptr;
-  const auto here = reinterpret_cast<LPCWSTR>(&kLibrary);
-  if (!GetModuleHandleExW(
-          GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT, here,
-          &module)) {
-    return {};
-  }
-  std::wstring path(kLongestPath, L'\0');
-  path.resize(GetModuleFileNameW(module, path.data(), static_cast<DWORD>(path.size())));
+  std::wstring path = com::module_path();
   path.resize(path.find_last_of(L'\\') + 1);
   return path;
 }

@@ -5,6 +5,7 @@
 #include <algorithm>
 
 #include "frame/runtime_error.h"
+#include "windows/text/unicode.h"
 
 namespace kvwmi {
 namespace {
@@ -17,20 +18,13 @@ HANDLE handle_of(std::intptr_t handle) {
   throw Error(HRESULT_FROM_WIN32(code), kComponentName, std::string(call) + " failed");
 }
 
-std::wstring wide(const std::string& text) {
-  const int size = static_cast<int>(text.size());
-  std::wstring result(
-      static_cast<std::size_t>(::MultiByteToWideChar(CP_UTF8, 0, text.data(), size, nullptr, 0)), L'\0');
-  ::MultiByteToWideChar(CP_UTF8, 0, text.data(), size, result.data(), static_cast<int>(result.size()));
-  return result;
-}
-
 }  // namespace
 
 NamedEvent::NamedEvent(const std::string& name, Reset reset) : name_(name), reset_(reset), handle_(0) {
   // A nameless event would be one that nobody else can reach.
   if (name.empty()) raise(ERROR_INVALID_NAME, "CreateEvent");
-  const HANDLE event = ::CreateEventW(nullptr, reset == Reset::manual, FALSE, wide(name).c_str());
+  const HANDLE event =
+      ::CreateEventW(nullptr, reset == Reset::manual, FALSE, windows::to_utf16(name).c_str());
   if (event == nullptr) {
     const DWORD code = ::GetLastError();
     raise(code == ERROR_PATH_NOT_FOUND ? ERROR_INVALID_NAME : code, "CreateEvent");

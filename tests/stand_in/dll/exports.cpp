@@ -12,7 +12,7 @@
 
 #include "stand_in/class_objects.h"
 #include "stand_in/control.h"
-#include "windows/com/module.h"
+#include "windows/automation/module.h"
 
 namespace kvwmi::stand_in {
 namespace {

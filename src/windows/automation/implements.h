@@ -7,7 +7,7 @@
 #include <atomic>
 #include <type_traits>
 
-#include "windows/com/module.h"
+#include "windows/automation/module.h"
 
 namespace kvwmi::com {
 

@@ -1,9 +1,5 @@
 #pragma once
 
-#include <windows.h>
-
-#include <oleauto.h>
-
 #include <string>
 
 namespace kvwmi::com {
@@ -23,13 +19,7 @@ void lock_module(bool lock) noexcept;
 /// Whether nothing keeps the module loaded.
 [[nodiscard]] bool module_is_idle() noexcept;
 
-/// Full path of the file that this code was loaded from.
+/// Full path of the file that this code was loaded from. Exhausted memory raises std::bad_alloc.
 [[nodiscard]] std::wstring module_path();
-
-/// The type library that is a part of that file.
-[[nodiscard]] HRESULT load_type_library(ITypeLib** library);
-
-/// One type of that library, by the identifier of an interface or a class.
-[[nodiscard]] HRESULT load_type_info(REFGUID id, ITypeInfo** info) noexcept;
 
 }  // namespace kvwmi::com

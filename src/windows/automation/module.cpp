@@ -1,8 +1,8 @@
-#include "windows/com/module.h"
-#include "windows/win32/com_ptr.h"
+#include "windows/automation/module.h"
+
+#include <windows.h>
 
 #include <atomic>
-#include <new>
 
 // The linker's own name for the beginning of the file that this code is in.
 extern "C" IMAGE_DOS_HEADER __ImageBase;
@@ -44,18 +44,6 @@ std::wstring module_path() {
     }
     path.resize(path.size() * 2);
   }
-}
-
-HRESULT load_type_library(ITypeLib** library) {
-  return LoadTypeLibEx(module_path().c_str(), REGKIND_NONE, library);
-}
-
-HRESULT load_type_info(REFGUID id, ITypeInfo** info) noexcept try {
-  ground::ComPtr<ITypeLib> library;
-  const HRESULT loaded = load_type_library(library.put());
-  return FAILED(loaded) ? loaded : library->GetTypeInfoOfGuid(id, info);
-} catch (const std::bad_alloc&) {
-  return E_OUTOFMEMORY;
 }
 
 }  // namespace kvwmi::com
