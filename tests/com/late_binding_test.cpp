@@ -1,11 +1,13 @@
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <limits>
 #include <string>
 #include <vector>
 
 #include "automation.h"
 #include "late_binding_object.h"
+#include "windows/automation/implements.h"
 
 namespace {
 
@@ -13,6 +15,33 @@ using namespace automation;
 using everything::Collection;
 using everything::Everything;
 using namespace std::string_literals;
+
+/// An object of a script's: reading its default property, the number 4, and its end run code.
+class ScriptObject final : public kvwmi::com::Implements<IDispatch> {
+ public:
+  ~ScriptObject() override {
+    if (when_gone) when_gone();
+  }
+  HRESULT STDMETHODCALLTYPE GetTypeInfoCount(UINT* count) override {
+    *count = 0;
+    return S_OK;
+  }
+  HRESULT STDMETHODCALLTYPE GetTypeInfo(UINT, LCID, ITypeInfo**) override { return E_NOTIMPL; }
+  HRESULT STDMETHODCALLTYPE GetIDsOfNames(REFIID, LPOLESTR*, UINT, LCID, DISPID*) override {
+    return DISP_E_UNKNOWNNAME;
+  }
+  HRESULT STDMETHODCALLTYPE Invoke(DISPID id, REFIID, LCID, WORD, DISPPARAMS*, VARIANT* result, EXCEPINFO*,
+                                   UINT*) override {
+    if (id != DISPID_VALUE || !result) return DISP_E_MEMBERNOTFOUND;
+    if (when_read) when_read();
+    V_VT(result) = VT_I4;
+    V_I4(result) = 4;
+    return S_OK;
+  }
+
+  std::function<void()> when_read;
+  std::function<void()> when_gone;
+};
 
 class LateBinding : public testing::Test {
  protected:
@@ -228,6 +257,35 @@ TEST_F(LateBinding, OtherReferencesAreConvertedAndConvertedBack) {
   SafeArrayDestroy(variants);
 }
 
+TEST_F(LateBinding, ADecimalIsConvertedAndConvertedBack) {
+  DECIMAL amount{};
+  ASSERT_EQ(VarDecFromI4(4, &amount), S_OK);
+  VARIANT argument{};
+  V_VT(&argument) = VT_BYREF | VT_DECIMAL;
+  V_DECIMALREF(&argument) = &amount;
+  EXPECT_EQ(call(L"m_Long", {value(Variant::of(LONG{1})), argument}).status, S_OK);
+  LONG number = 0;
+  EXPECT_EQ(VarI4FromDec(&amount, &number), S_OK);
+  EXPECT_EQ(number, 5);
+  EXPECT_EQ(amount.wReserved, 0);
+}
+
+/// Otherwise the call would have acted before it is found that its output has no place.
+TEST_F(LateBinding, AReferenceThatCannotTakeTheOutputIsRefusedBeforeTheCall) {
+  bool was_read = false;
+  const auto script = ComPtr<ScriptObject>::own(new ScriptObject);
+  script->when_read = [&] { was_read = true; };
+  IDispatch* variable_of_objects = script.get();
+  for (const wchar_t* member : {L"m_Long", L"m_String"}) {
+    const Answer answer = call(member, {value(Variant::of("1")), reference(variable_of_objects)});
+    EXPECT_EQ(answer.status, DISP_E_TYPEMISMATCH);
+    EXPECT_EQ(answer.bad_argument, 0U);
+  }
+  EXPECT_EQ(call(L"m_Strings", {reference(variable_of_objects)}).status, DISP_E_TYPEMISMATCH);
+  EXPECT_FALSE(was_read);
+  EXPECT_EQ(variable_of_objects, script.get());
+}
+
 TEST_F(LateBinding, ConstantsForByReferenceParametersAreAccepted) {
   EXPECT_EQ(call(L"m_Long", {value(Variant::of(LONG{1})), value(Variant::of(LONG{4}))}).result.text(),
             "long 4");
@@ -352,11 +410,11 @@ TEST_F(LateBinding, WrongTypesBlameTheirArgument) {
   }
 }
 
-TEST_F(LateBinding, NothingForAValueIsAnErrorNotACrash) {
+TEST_F(LateBinding, NothingForAValueIsATypeMismatch) {
   Variant nothing = Variant::of(static_cast<IDispatch*>(nullptr));
   for (const wchar_t* member : {L"m_Long", L"m_Boolean", L"m_Currency", L"m_String"}) {
     const Answer answer = call(member, {variable(nothing), variable(nothing)});
-    EXPECT_TRUE(FAILED(answer.status));
+    EXPECT_EQ(answer.status, DISP_E_TYPEMISMATCH);
     EXPECT_EQ(answer.bad_argument, 1U);
   }
 }
@@ -434,6 +492,101 @@ TEST_F(LateBinding, AClientWithoutPlacesForAnswersIsServed) {
   arguments[0] = value(Variant::null());
   EXPECT_EQ(object().Invoke(1, IID_NULL, 0, DISPATCH_METHOD, &all, nullptr, nullptr, nullptr),
             DISP_E_TYPEMISMATCH);
+}
+
+// --- A script's code that runs in the middle of a call ---
+
+/// An array that a script holds in a variable of its own, which the script's code may erase at any time.
+class ScriptArray {
+ public:
+  explicit ScriptArray(IDispatch* element) {
+    VARIANT first{};
+    V_VT(&first) = VT_DISPATCH;
+    V_DISPATCH(&first) = element;
+    LONG index = 0;
+    SafeArrayPutElement(array_, &index, &first);
+  }
+  ScriptArray(const ScriptArray&) = delete;
+  ScriptArray& operator=(const ScriptArray&) = delete;
+  ~ScriptArray() { erase(); }
+
+  HRESULT erase() {
+    const HRESULT erased = array_ ? SafeArrayDestroy(array_) : S_OK;
+    if (SUCCEEDED(erased)) array_ = nullptr;
+    return erased;
+  }
+  VARIANT argument() { return reference(array_, VT_VARIANT); }
+  [[nodiscard]] ULONG size() const { return array_->rgsabound[0].cElements; }
+  [[nodiscard]] std::string text() {
+    Variant copy;
+    V_VT(&copy.raw()) = VT_ARRAY | VT_VARIANT;
+    SafeArrayCopy(array_, &V_ARRAY(&copy.raw()));
+    return copy.text();
+  }
+
+ private:
+  SAFEARRAY* array_ = SafeArrayCreateVector(VT_VARIANT, 0, 1);
+};
+
+TEST_F(LateBinding, AnArrayCannotBeErasedWhileItsElementsAreRead) {
+  auto script = ComPtr<ScriptObject>::own(new ScriptObject);
+  ScriptArray array(script.get());
+  HRESULT erased = S_OK;
+  script->when_read = [&] { erased = array.erase(); };
+  EXPECT_EQ(call(L"m_Strings", {array.argument()}).status, S_OK);
+  EXPECT_EQ(erased, DISP_E_ARRAYISLOCKED);
+  EXPECT_EQ(array.text(), "variants(0) [string 4] [string added]");
+  EXPECT_EQ(array.erase(), S_OK);  // it is the script's again
+}
+
+TEST_F(LateBinding, AnArrayCannotBeErasedWhileItsElementsAreReplaced) {
+  auto script = ComPtr<ScriptObject>::own(new ScriptObject);
+  ScriptArray array(script.get());
+  HRESULT erased = S_OK;
+  script->when_gone = [&] { erased = array.erase(); };
+  script.reset();
+  object().grows = false;
+  EXPECT_EQ(call(L"m_Strings", {array.argument()}).status, S_OK);
+  EXPECT_EQ(erased, DISP_E_ARRAYISLOCKED);
+  EXPECT_EQ(array.text(), "variants(0) [string changed]");
+  EXPECT_EQ(array.erase(), S_OK);
+}
+
+TEST_F(LateBinding, TheNewArrayIsInItsPlaceWhenTheOldOneGoes) {
+  auto script = ComPtr<ScriptObject>::own(new ScriptObject);
+  ScriptArray array(script.get());
+  ULONG size = 0;
+  script->when_gone = [&] { size = array.size(); };
+  script.reset();
+  EXPECT_EQ(call(L"m_Strings", {array.argument()}).status, S_OK);
+  EXPECT_EQ(size, 2U);
+}
+
+TEST_F(LateBinding, TheNewValueIsInItsPlaceWhenTheOldOneGoes) {
+  auto script = ComPtr<ScriptObject>::own(new ScriptObject);
+  Variant both = Variant::of(script.get());
+  std::string seen;
+  script->when_gone = [&] { seen = both.text(); };
+  script.reset();
+  EXPECT_EQ(call(L"m_Long", {value(Variant::of(LONG{1})), variable(both)}).status, S_OK);
+  EXPECT_EQ(seen, "long 5");
+}
+
+TEST_F(LateBinding, AnErrorKeepsItsTextsWhenWritingBackRunsCode) {
+  auto script = ComPtr<ScriptObject>::own(new ScriptObject);
+  Variant number = Variant::of(script.get());
+  Variant text;
+  bool gone = false;
+  script->when_gone = [&] {
+    gone = true;
+    SetErrorInfo(0, nullptr);
+  };
+  script.reset();
+  const Answer answer = call(L"m_Fail", {variable(number), variable(text)});
+  EXPECT_TRUE(gone);
+  EXPECT_EQ(answer.status, DISP_E_EXCEPTION);
+  EXPECT_EQ(answer.code, static_cast<HRESULT>(0x800A0006));
+  EXPECT_EQ(answer.description, "Overflow");
 }
 
 // --- Properties ---

@@ -1,7 +1,5 @@
 #include "windows/com/built_class.h"
 
-#include <new>
-
 #include "windows/automation/implements.h"
 #include "windows/automation/module.h"
 #include "windows/win32/com_ptr.h"
@@ -47,15 +45,15 @@ const BuiltClass* BuiltClass::find(REFCLSID class_id) {
   return built;
 }
 
-HRESULT get_class_object(REFCLSID class_id, REFIID id, void** factory) noexcept try {
+HRESULT get_class_object(REFCLSID class_id, REFIID id, void** factory) noexcept {
   if (!factory) return E_POINTER;
   *factory = nullptr;
-  const BuiltClass* built = BuiltClass::find(class_id);
-  if (!built) return CLASS_E_CLASSNOTAVAILABLE;
-  const auto made = ground::ComPtr<IClassFactory>::own(new Factory(*built));
-  return made->QueryInterface(id, factory);
-} catch (const std::bad_alloc&) {
-  return E_OUTOFMEMORY;
+  return contained([&]() -> HRESULT {
+    const BuiltClass* built = BuiltClass::find(class_id);
+    if (!built) return CLASS_E_CLASSNOTAVAILABLE;
+    const auto made = ground::ComPtr<IClassFactory>::own(new Factory(*built));
+    return made->QueryInterface(id, factory);
+  });
 }
 
 }  // namespace kvwmi::com

@@ -47,6 +47,31 @@ std::optional<IUnknown*> object_in(const VARIANT& variant) {
   }
 }
 
+/// VariantChangeTypeEx with one answer for all that does not convert; which of many codes the system gives
+/// depends on what the value is.
+HRESULT change_type(VARIANT& result, VARIANT& source, LCID locale, VARTYPE type) {
+  const HRESULT changed = VariantChangeTypeEx(&result, &source, locale, VARIANT_ALPHABOOL, type);
+  const bool kept = SUCCEEDED(changed) || changed == DISP_E_OVERFLOW || changed == E_OUTOFMEMORY;
+  return kept ? changed : DISP_E_TYPEMISMATCH;
+}
+
+/// Keeps an array from being freed or resized while code of the client's may run.
+class ArrayLock {
+ public:
+  explicit ArrayLock(SAFEARRAY* array) noexcept : array_(array) {
+    if (array_ && FAILED(SafeArrayLock(array_))) array_ = nullptr;
+  }
+  ArrayLock(const ArrayLock&) = delete;
+  ArrayLock& operator=(const ArrayLock&) = delete;
+  ~ArrayLock() {
+    if (array_) SafeArrayUnlock(array_);
+  }
+  explicit operator bool() const noexcept { return array_ != nullptr; }
+
+ private:
+  SAFEARRAY* array_;
+};
+
 /// A member of an object that is only known by name.
 HRESULT read_member(IDispatch& object, const std::wstring& name, VARIANT& value) {
   LPOLESTR names = const_cast<LPOLESTR>(name.c_str());
@@ -84,7 +109,7 @@ class StringArrayReader {
       got = SafeArrayGetElement(array_, &index, &V_BSTR(&element));
       if (SUCCEEDED(got)) V_VT(&element) = VT_BSTR;
     }
-    if (SUCCEEDED(got)) got = VariantChangeTypeEx(&element, &element, locale, VARIANT_ALPHABOOL, VT_BSTR);
+    if (SUCCEEDED(got)) got = change_type(element, element, locale, VT_BSTR);
     if (SUCCEEDED(got)) text = V_BSTR(&element), V_VT(&element) = VT_EMPTY;
     return got;
   }
@@ -96,6 +121,8 @@ class StringArrayReader {
     const HRESULT known = SafeArrayGetVartype(array, &element_type_);
     if (FAILED(known) || (element_type_ != VT_BSTR && element_type_ != VT_VARIANT))
       return DISP_E_TYPEMISMATCH;
+    lock_.emplace(array);
+    if (!*lock_) return DISP_E_ARRAYISLOCKED;
     array_ = array;
     bounds_ = array->rgsabound[0];
     return S_OK;
@@ -113,6 +140,7 @@ class StringArrayReader {
   }
 
   SAFEARRAY* array_ = nullptr;
+  std::optional<ArrayLock> lock_;  // on array_: the default property of an element may be a script's
   VARTYPE element_type_ = VT_EMPTY;
   ComPtr<IDispatch> object_;
   SAFEARRAYBOUND bounds_{};
@@ -163,24 +191,29 @@ bool same_shape(SAFEARRAY* a, SAFEARRAY* b) {
          a->rgsabound[0].lLbound == b->rgsabound[0].lLbound;
 }
 
+bool is_in_use(const SAFEARRAY* array) {
+  return array && array->cLocks != 0;
+}
+
 /// Puts an array of variants in the place of the caller's one, whose memory may be the caller's own and of
 /// fixed size.
 HRESULT replace_array(SAFEARRAY*& place, OwnedVariant& array) {
   if (same_shape(place, V_ARRAY(&array))) {
+    SAFEARRAY* const target = place;
+    const ArrayLock lock(target);
+    if (!lock) return DISP_E_ARRAYISLOCKED;
     HRESULT status = S_OK;
-    for (ULONG i = 0; i < place->rgsabound[0].cElements && SUCCEEDED(status); ++i) {
-      status = VariantCopy(&static_cast<VARIANT*>(place->pvData)[i],
+    for (ULONG i = 0; i < target->rgsabound[0].cElements && SUCCEEDED(status); ++i) {
+      status = VariantCopy(&static_cast<VARIANT*>(target->pvData)[i],
                            &static_cast<VARIANT*>(V_ARRAY(&array)->pvData)[i]);
     }
     return status;
   }
   if (place && (place->fFeatures & (FADF_FIXEDSIZE | FADF_STATIC | FADF_AUTO))) return DISP_E_BADINDEX;
-  if (place) {
-    const HRESULT destroyed = SafeArrayDestroy(place);
-    if (FAILED(destroyed)) return destroyed;
-  }
+  if (is_in_use(place)) return DISP_E_ARRAYISLOCKED;
+  // The new array is in its place before the old one goes, for elements may run the client's code as they go.
   const VARIANT given = array.release();
-  place = V_ARRAY(&given);
+  SafeArrayDestroy(std::exchange(place, V_ARRAY(&given)));
   return S_OK;
 }
 
@@ -211,22 +244,32 @@ std::size_t size_of_scalar(VARTYPE type) {
   }
 }
 
-/// Stores `value` through a reference to something that is no variant.
+/// Whether a reference of type `reference` to something that is no variant can take a value of `kind` back.
+bool takes_back(VARTYPE reference, Kind kind) {
+  const VARTYPE type = reference & VARTYPE{0xFFFF ^ VT_BYREF};
+  if (kind == Kind::string_array) return (type & VT_ARRAY) != 0;
+  if (kind == Kind::object) return type == VT_DISPATCH || type == VT_UNKNOWN;
+  return type == VT_BSTR || type == VT_DECIMAL || size_of_scalar(type) != 0;
+}
+
+/// Stores `value` through a reference that takes_back said yes to.
 HRESULT store_through(VARIANT& reference, OwnedVariant& value, LCID locale) {
   const VARTYPE type = V_VT(&reference) & VARTYPE{0xFFFF ^ VT_BYREF};
   if (!V_BYREF(&reference)) return S_OK;
   if (type & VT_ARRAY) return replace_array(*V_ARRAYREF(&reference), value);
   OwnedVariant converted;
-  const HRESULT changed = VariantChangeTypeEx(&converted, &value, locale, VARIANT_ALPHABOOL, type);
+  const HRESULT changed = change_type(converted, value, locale, type);
   if (FAILED(changed)) return changed;
   if (type == VT_BSTR) {
     std::swap(*V_BSTRREF(&reference), V_BSTR(&converted));
   } else if (type == VT_DISPATCH || type == VT_UNKNOWN) {
     std::swap(*V_UNKNOWNREF(&reference), V_UNKNOWN(&converted));
+  } else if (type == VT_DECIMAL) {
+    // It lies over the whole variant, whose type stands in a field of it that is reserved.
+    *V_DECIMALREF(&reference) = V_DECIMAL(&converted);
+    V_DECIMALREF(&reference)->wReserved = 0;
   } else {
-    const std::size_t size = size_of_scalar(type);
-    if (size == 0) return DISP_E_TYPEMISMATCH;
-    std::memcpy(V_BYREF(&reference), &V_I8(&converted), size);
+    std::memcpy(V_BYREF(&reference), &V_I8(&converted), size_of_scalar(type));
   }
   return S_OK;
 }
@@ -311,13 +354,13 @@ HRESULT CoercedArgument::convert(const Type& type, VARIANT& source, LCID locale)
     default:
       // The system would read a number or a truth value up to the first NUL.
       if (type.kind != Kind::string && has_nul(source)) return DISP_E_TYPEMISMATCH;
-      return VariantChangeTypeEx(&value_, &source, locale, VARIANT_ALPHABOOL, vartype_of(type));
+      return change_type(value_, source, locale, vartype_of(type));
   }
   V_VT(&value_) = vartype_of(type);
   return S_OK;
 }
 
-HRESULT CoercedArgument::set(const Parameter& parameter, VARIANT& given, LCID locale) {
+HRESULT CoercedArgument::set(const Parameter& parameter, VARIANT& given, LCID locale, bool writes_back) {
   VARIANT* source = dereferenced(given);
   if (!source || ((V_VT(source) & VT_BYREF) && !V_BYREF(source))) return DISP_E_TYPEMISMATCH;
   const bool by_reference = parameter.passing == Passing::by_reference;
@@ -328,8 +371,13 @@ HRESULT CoercedArgument::set(const Parameter& parameter, VARIANT& given, LCID lo
     actual_ = *source;
     return S_OK;
   }
+  const bool is_place = writes_back && by_reference && (V_VT(&given) & VT_BYREF);
+  // Told before the call, which would have acted already.
+  if (is_place && (V_VT(source) & VT_BYREF) && !takes_back(V_VT(source), parameter.type.kind)) {
+    return DISP_E_TYPEMISMATCH;
+  }
   if (const HRESULT converted = convert(parameter.type, *source, locale); FAILED(converted)) return converted;
-  if (by_reference && (V_VT(&given) & VT_BYREF)) place_ = source;
+  if (is_place) place_ = source;
   point_at_value(parameter);
   return S_OK;
 }
@@ -359,9 +407,12 @@ HRESULT CoercedArgument::write_back(LCID locale) {
     V_ARRAY(&value_) = variants;
   }
   if (V_VT(place_) & VT_BYREF) return store_through(*place_, value_, locale);
-  const HRESULT cleared = VariantClear(place_);
-  if (SUCCEEDED(cleared)) *place_ = value_.release();
-  return cleared;
+  if ((V_VT(place_) & VT_ARRAY) && is_in_use(V_ARRAY(place_))) return DISP_E_ARRAYISLOCKED;
+  // The new value is in its place before the old one goes, for that may run the client's code.
+  OwnedVariant old;
+  std::swap(static_cast<VARIANT&>(old), *place_);
+  *place_ = value_.release();
+  return S_OK;
 }
 
 void adapt_result(VARIANT& result) noexcept {
@@ -377,7 +428,7 @@ HRESULT take_element(VARIANT& array, VARIANT& index, LCID locale) {
   VARIANT* source = dereferenced(index);
   OwnedVariant position;
   if (!source) return DISP_E_TYPEMISMATCH;
-  const HRESULT converted = VariantChangeTypeEx(&position, source, locale, 0, VT_I4);
+  const HRESULT converted = change_type(position, *source, locale, VT_I4);
   if (FAILED(converted)) return converted;
   OwnedVariant element;
   // An array that is not allocated has no element either.

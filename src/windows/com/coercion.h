@@ -20,8 +20,9 @@ class CoercedArgument {
  public:
   CoercedArgument() noexcept = default;
 
-  /// From what the caller gave. A failure is an automation error about this argument.
-  HRESULT set(const catalogue::Parameter& parameter, VARIANT& given, LCID locale);
+  /// From what the caller gave. What the member leaves in a by-reference parameter goes back to the caller
+  /// where `writes_back`. A failure is an automation error about this argument.
+  HRESULT set(const catalogue::Parameter& parameter, VARIANT& given, LCID locale, bool writes_back);
   /// From the parameter's default.
   void set_default(const catalogue::Parameter& parameter);
 

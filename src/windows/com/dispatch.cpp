@@ -1,7 +1,6 @@
 #include "windows/com/dispatch.h"
 
 #include <cstddef>
-#include <new>
 #include <string>
 #include <vector>
 
@@ -58,7 +57,8 @@ class Call {
     for (std::size_t i = 0; i < given_.size(); ++i) {
       const Parameter& parameter = member_.parameters[i];
       if (given_[i] && !is_left_out(*given_[i])) {
-        const HRESULT converted = arguments_[i].set(parameter, *given_[i], invocation_.locale);
+        const HRESULT converted =
+            arguments_[i].set(parameter, *given_[i], invocation_.locale, member_.kind == MemberKind::method);
         if (FAILED(converted)) return blame(*given_[i], converted);
       } else if (parameter.default_value) {
         arguments_[i].set_default(parameter);
@@ -83,12 +83,16 @@ class Call {
     }
     for (const VARIANTARG* actual : actuals) types.push_back(V_VT(actual));
 
+    // What an earlier call left behind must not be taken for the member's.
+    SetErrorInfo(0, nullptr);
     OwnedVariant answer;
     HRESULT status = DispCallFunc(&target, (kMembersOfIDispatch + slot) * sizeof(void*), CC_STDCALL, VT_I4,
                                   static_cast<UINT>(actuals.size()), types.data(), actuals.data(), &answer);
     if (SUCCEEDED(status)) status = V_I4(&answer);
-    const HRESULT written = member_.kind == MemberKind::method ? write_back() : S_OK;
-    if (FAILED(status)) return hand_over_exception(status);
+    // Writing back releases what the client's variables held, and that may run code of the client's.
+    const ComPtr<IErrorInfo> said = FAILED(status) ? take_error_information() : nullptr;
+    const HRESULT written = write_back();
+    if (FAILED(status)) return hand_over_exception(status, said.get());
     if (FAILED(written)) return written;
     return hand_over_result();
   }
@@ -146,7 +150,8 @@ class Call {
     if (index_) {
       const HRESULT taken = take_element(result_, *index_, invocation_.locale);
       if (taken == DISP_E_BADINDEX) {
-        return hand_over_exception(publish(runtime_error(RuntimeError::subscript_out_of_range), IID_NULL));
+        const HRESULT status = publish(runtime_error(RuntimeError::subscript_out_of_range), IID_NULL);
+        return hand_over_exception(status, take_error_information().get());
       }
       if (FAILED(taken)) return blame(*index_, taken);
     }
@@ -155,10 +160,15 @@ class Call {
     return S_OK;
   }
 
-  /// What the failed member said goes to the client with the answer.
-  HRESULT hand_over_exception(HRESULT status) const {
+  static ComPtr<IErrorInfo> take_error_information() {
     ComPtr<IErrorInfo> info;
-    if (GetErrorInfo(0, info.put()) != S_OK) return status;
+    GetErrorInfo(0, info.put());
+    return info;
+  }
+
+  /// What the failed member said, where it said anything, goes to the client with the answer.
+  HRESULT hand_over_exception(HRESULT status, IErrorInfo* info) const {
+    if (!info) return status;
     if (EXCEPINFO* exception = invocation_.exception) {
       *exception = EXCEPINFO{};
       exception->scode = status;
@@ -176,12 +186,7 @@ class Call {
   VARIANT* index_ = nullptr;
 };
 
-}  // namespace
-
-HRESULT find_ids(const catalogue::Class& type, REFIID reserved, const LPOLESTR* names, UINT count,
-                 DISPID* ids) noexcept try {
-  if (reserved != IID_NULL) return DISP_E_UNKNOWNINTERFACE;
-  if (!names || !ids || count == 0) return E_INVALIDARG;
+HRESULT look_up(const catalogue::Class& type, const LPOLESTR* names, UINT count, DISPID* ids) {
   for (UINT i = 0; i < count; ++i) ids[i] = DISPID_UNKNOWN;
   const auto text = [&](UINT i) {
     return names[i] ? windows::to_utf8(std::wstring_view(names[i])) : std::string();
@@ -199,14 +204,9 @@ HRESULT find_ids(const catalogue::Class& type, REFIID reserved, const LPOLESTR* 
     return status;
   }
   return DISP_E_UNKNOWNNAME;
-} catch (const std::bad_alloc&) {
-  return E_OUTOFMEMORY;
 }
 
-HRESULT invoke(const catalogue::Class& type, IDispatch& target, const Invocation& invocation) noexcept try {
-  if (invocation.reserved != IID_NULL) return DISP_E_UNKNOWNINTERFACE;
-  if (!invocation.arguments) return E_INVALIDARG;
-  if (invocation.result) VariantInit(invocation.result);
+HRESULT dispatch(const catalogue::Class& type, IDispatch& target, const Invocation& invocation) {
   for (std::size_t slot = 0; slot < type.members.size(); ++slot) {
     const Member& member = type.members[slot];
     if (static_cast<DISPID>(member.dispatch_id) != invocation.id ||
@@ -218,8 +218,22 @@ HRESULT invoke(const catalogue::Class& type, IDispatch& target, const Invocation
     return FAILED(taken) ? taken : call.run(target, slot);
   }
   return DISP_E_MEMBERNOTFOUND;
-} catch (const std::bad_alloc&) {
-  return E_OUTOFMEMORY;
+}
+
+}  // namespace
+
+HRESULT find_ids(const catalogue::Class& type, REFIID reserved, const LPOLESTR* names, UINT count,
+                 DISPID* ids) noexcept {
+  if (reserved != IID_NULL) return DISP_E_UNKNOWNINTERFACE;
+  if (!names || !ids || count == 0) return E_INVALIDARG;
+  return contained([&] { return look_up(type, names, count, ids); });
+}
+
+HRESULT invoke(const catalogue::Class& type, IDispatch& target, const Invocation& invocation) noexcept {
+  if (invocation.reserved != IID_NULL) return DISP_E_UNKNOWNINTERFACE;
+  if (!invocation.arguments) return E_INVALIDARG;
+  if (invocation.result) VariantInit(invocation.result);
+  return contained([&] { return dispatch(type, target, invocation); });
 }
 
 }  // namespace kvwmi::com

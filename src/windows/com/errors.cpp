@@ -1,5 +1,7 @@
 #include "windows/com/errors.h"
 
+#include <new>
+
 #include "windows/text/bstr.h"
 #include "windows/win32/com_ptr.h"
 
@@ -41,6 +43,16 @@ HRESULT publish_pending(REFIID raiser) noexcept {
     return publish(pending_error(), raiser);
   } catch (...) {
     return E_OUTOFMEMORY;
+  }
+}
+
+HRESULT pending_hresult() noexcept {
+  try {
+    throw;
+  } catch (const std::bad_alloc&) {
+    return E_OUTOFMEMORY;
+  } catch (...) {
+    return E_UNEXPECTED;
   }
 }
 

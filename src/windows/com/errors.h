@@ -20,6 +20,9 @@ HRESULT publish(const Error& error, REFIID raiser) noexcept;
 /// The same for the exception in flight; call it inside a catch block only.
 HRESULT publish_pending(REFIID raiser) noexcept;
 
+/// The HRESULT alone; call it inside a catch block only.
+HRESULT pending_hresult() noexcept;
+
 /// The way out of this module for everything that a client calls: runs `steps` and turns what they throw into
 /// an HRESULT with error information.
 template <typename Steps>
@@ -32,6 +35,23 @@ HRESULT guarded(REFIID raiser, Steps&& steps) noexcept {
   } catch (...) {
     return publish_pending(raiser);
   }
+}
+
+/// The same for what is no member of a class: nothing is told about a failure but its HRESULT. `steps`
+/// answers the HRESULT of its success.
+template <typename Steps>
+HRESULT contained(Steps&& steps) noexcept {
+  try {
+    return steps();
+  } catch (...) {
+    return pending_hresult();
+  }
+}
+
+/// How a call is refused that gave no place for an output: like any failure, but one that says nothing.
+inline HRESULT refuse_null_place() noexcept {
+  SetErrorInfo(0, nullptr);
+  return E_POINTER;
 }
 
 }  // namespace kvwmi::com

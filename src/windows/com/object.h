@@ -96,7 +96,7 @@ class Object : public Implements<Interface, ISupportErrorInfo, IProvideClassInfo
   /// Answers a field of the core, or stores one: the accessors of a plain property.
   template <typename Field, typename Com>
   HRESULT get(Field Core::*field, Com* result) noexcept {
-    if (!result) return E_POINTER;
+    if (!result) return refuse_null_place();
     *result = Com{};
     return run([&] { Transport<Com>::give((*core_).*field, *result); });
   }
@@ -108,7 +108,7 @@ class Object : public Implements<Interface, ISupportErrorInfo, IProvideClassInfo
  private:
   template <typename Member, typename ComResult, typename... ComArguments>
   HRESULT call_for_result(Member member, ComResult* result, ComArguments... arguments) noexcept {
-    if (!result) return E_POINTER;
+    if (!result) return refuse_null_place();
     *result = ComResult{};
     return run(
         [&](auto&... converted) { Transport<ComResult>::give((*core_.*member)(converted...), *result); },
@@ -117,7 +117,7 @@ class Object : public Implements<Interface, ISupportErrorInfo, IProvideClassInfo
 
   template <typename Steps, typename... ComArguments>
   HRESULT run(Steps steps, ComArguments... arguments) noexcept {
-    if ((lacks_place(arguments) || ...)) return E_POINTER;
+    if ((lacks_place(arguments) || ...)) return refuse_null_place();
     return guarded(__uuidof(Interface), [&] {
       // The arguments live until the core has returned or raised, and then go back to the caller.
       [&](auto&&... converted) { steps(converted.for_core()...); }(Argument<ComArguments>(arguments)...);
