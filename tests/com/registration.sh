@@ -36,8 +36,20 @@ expect_no_key() {
   if grep -qiF "\\Software\\Classes\\$1]" "$work/registered"; then fail "not expected: $1"; fi
 }
 
+# A library whose type library cannot be read: its registration fails.
+mkdir "$work/broken"
+broken=${work#./}\\broken\\${library##*/}
+LC_ALL=C sed 's/MSFT/XSFT/g' "$library" >"$work/broken/${library##*/}"
+run_failing() {
+  if "$wine" "$@" </dev/null; then fail "$* succeeded"; fi
+}
+
 "$wine" --start
 export_registry before
+run_failing regsvr32 /s "$broken"
+export_registry after
+expect_same before after "a failed registration leaves traces"
+
 run regsvr32 /s "$library"
 export_registry registered
 
@@ -73,6 +85,23 @@ grep -qi 'TypeLib\\{7C675D32-994D-466D-91F1-E5C976C847E8}\\2.0\\0\\win' "$work/r
 run regsvr32 /s "$library"
 export_registry again
 expect_same registered again "a second registration changes the registry"
+
+run_failing regsvr32 /s "$broken"
+export_registry again
+expect_same registered again "a failed registration changes the one that was there"
+
+# The 32-bit server shares the ProgIDs with the 64-bit one, and keeps them when that one goes.
+if [[ ${wine##*/} == wine ]]; then
+  others='HKLM\Software\Classes\CLSID\{CAF8EF81-B660-4DF4-9562-F5AD85779E47}'
+  run reg add "$others" /ve /d "the other one's" /f /reg:32 >/dev/null
+  run regsvr32 /s /u "$library"
+  export_registry registered
+  expect_value 'KVWMI.CheckPoint\\CLSID' @ '{CAF8EF81-B660-4DF4-9562-F5AD85779E47}'
+  expect_value 'KVWMI.CheckPoint.2\\CLSID' @ '{CAF8EF81-B660-4DF4-9562-F5AD85779E47}'
+  expect_no_key 'CLSID\\{CAF8EF81-B660-4DF4-9562-F5AD85779E47}'
+  expect_no_key 'KVWMI.Supervision'
+  run reg delete "$others" /f /reg:32 >/dev/null
+fi
 
 run regsvr32 /s /u "$library"
 export_registry after

@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <array>
-#include <new>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -12,6 +11,7 @@
 #include "frame/class_catalogue.h"
 #include "windows/automation/module.h"
 #include "windows/com/built_class.h"
+#include "windows/com/errors.h"
 #include "windows/com/guid.h"
 #include "windows/com/type_library.h"
 #include "windows/text/unicode.h"
@@ -26,10 +26,13 @@ using windows::to_utf16;
 
 constexpr std::wstring_view kClasses = L"Software\\Classes\\";
 
+// A 64-bit system keeps a view of the classes for each kind of process; ProgIDs are common to both.
 #if defined(_WIN64)
 constexpr SYSKIND kSystem = SYS_WIN64;
+constexpr REGSAM kOtherView = KEY_WOW64_32KEY;
 #else
 constexpr SYSKIND kSystem = SYS_WIN32;
+constexpr REGSAM kOtherView = KEY_WOW64_64KEY;
 #endif
 
 struct Entry {
@@ -79,22 +82,36 @@ HRESULT write(const Entry& entry) {
       HKEY_LOCAL_MACHINE, key.c_str(), entry.name.c_str(), REG_SZ, entry.value.c_str(), bytes)));
 }
 
+/// `view` is KEY_WOW64_32KEY or KEY_WOW64_64KEY for other than the process's own view of the registry.
+bool exists(const std::wstring& key, REGSAM view = 0) {
+  HKEY opened = nullptr;
+  const std::wstring path = std::wstring(kClasses) + key;
+  if (RegOpenKeyExW(HKEY_LOCAL_MACHINE, path.c_str(), 0, KEY_READ | view, &opened) != ERROR_SUCCESS) {
+    return false;
+  }
+  RegCloseKey(opened);
+  return true;
+}
+
 HRESULT remove(const std::wstring& key) {
   const LSTATUS status = RegDeleteTreeW(HKEY_LOCAL_MACHINE, (std::wstring(kClasses) + key).c_str());
   return status == ERROR_FILE_NOT_FOUND ? S_OK : HRESULT_FROM_WIN32(static_cast<DWORD>(status));
 }
 
+/// What can fail for the library's own sake comes first, before anything is written.
 HRESULT register_everything() {
   const std::wstring path = module_path();
+  ComPtr<ITypeLib> library;
+  HRESULT status = load_type_library(library.put());
+  if (SUCCEEDED(status)) {
+    status = RegisterTypeLib(library.get(), const_cast<LPOLESTR>(path.c_str()), nullptr);
+  }
   for (const BuiltClass* built = BuiltClass::first(); built; built = built->next()) {
     for (const Entry& entry : entries_of(built->type(), path)) {
-      if (const HRESULT written = write(entry); FAILED(written)) return written;
+      if (SUCCEEDED(status)) status = write(entry);
     }
   }
-  ComPtr<ITypeLib> library;
-  const HRESULT loaded = load_type_library(library.put());
-  return FAILED(loaded) ? loaded
-                        : RegisterTypeLib(library.get(), const_cast<LPOLESTR>(path.c_str()), nullptr);
+  return status;
 }
 
 HRESULT remove_type_library() {
@@ -107,28 +124,41 @@ HRESULT remove_type_library() {
   return was_absent ? S_OK : status;
 }
 
-}  // namespace
-
-HRESULT register_server() noexcept try {
-  const HRESULT status = register_everything();
-  if (FAILED(status)) unregister_server();
-  return status;
-} catch (const std::bad_alloc&) {
-  return E_OUTOFMEMORY;
-}
-
-HRESULT unregister_server() noexcept try {
+HRESULT remove_everything() {
   HRESULT status = remove_type_library();
+  const auto keep_failure = [&](HRESULT removed) {
+    if (SUCCEEDED(status)) status = removed;
+  };
   for (const catalogue::Class& type : kTypeLibrary.classes) {
     const Names names(type);
-    for (const std::wstring& key : {names.program_id, names.versioned_program_id, names.class_key}) {
-      const HRESULT removed = remove(key);
-      if (SUCCEEDED(status)) status = removed;
-    }
+    keep_failure(remove(names.class_key));
+    if (exists(names.class_key, kOtherView)) continue;  // its ProgIDs are ours too
+    keep_failure(remove(names.program_id));
+    keep_failure(remove(names.versioned_program_id));
   }
   return status;
-} catch (const std::bad_alloc&) {
-  return E_OUTOFMEMORY;
+}
+
+bool is_registered() {
+  for (const BuiltClass* built = BuiltClass::first(); built; built = built->next()) {
+    if (exists(Names(built->type()).class_key)) return true;
+  }
+  return false;
+}
+
+}  // namespace
+
+HRESULT register_server() noexcept {
+  return contained([] {
+    const bool was_registered = is_registered();
+    const HRESULT status = register_everything();
+    if (FAILED(status) && !was_registered) remove_everything();
+    return status;
+  });
+}
+
+HRESULT unregister_server() noexcept {
+  return contained(remove_everything);
 }
 
 }  // namespace kvwmi::com
