@@ -101,13 +101,13 @@ TEST_F(ObjectsTest, ValuesOfEveryKindArriveAsTheyAre) {
   EXPECT_EQ(properties[4].name, "Text");
 }
 
-TEST_F(ObjectsTest, AnUnknownPropertyIsNotFoundInThePropertySet) {
+TEST_F(ObjectsTest, AnUnknownPropertyIsNotFoundOnTheObject) {
   wmi().answer("q", {std::make_shared<FakeObject>(wmi::NamedValues{{"Name", Value("x")}}, "X")});
   const auto object = wmi::first_of(*connect()->exec_query("q"));
   const auto error = error_of([&] { static_cast<void>(object->get("Other")); });
   ASSERT_TRUE(error);
   EXPECT_TRUE(wmi::is_status(*error, wmi::Status::not_found));
-  EXPECT_EQ(error->source(), "SWbemPropertySet");
+  EXPECT_EQ(error->source(), "SWbemObjectEx");
   EXPECT_EQ(error->description(), "Not found ");
 }
 

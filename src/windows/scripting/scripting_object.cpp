@@ -21,8 +21,13 @@ constexpr const char* kProperty = "SWbemProperty";
 ComPtr<ISWbemProperty> find_property(ISWbemPropertySet& set, std::string_view name) {
   ComPtr<ISWbemProperty> property;
   const windows::Bstr key(name);
-  // A property that is absent is a failure of the object, as it is for clients that name it on the object.
-  invoke(kObject, [&] { return set.Item(key.get(), 0, property.put()); });
+  try {
+    invoke(kObject, [&] { return set.Item(key.get(), 0, property.put()); });
+  } catch (const Error& error) {
+    // Whatever the set calls itself: to clients, which name a property on the object, it is the object's
+    // failure.
+    throw Error(error.number(), kObject, error.description());
+  }
   return property;
 }
 

@@ -33,8 +33,10 @@ Split split(std::string_view path) {
   return {whole.substr(0, end + 1), whole.substr(end + 1)};
 }
 
+/// Raises "Path not found" for what has none, such as a name that is empty up to its first NUL.
 std::wstring full_path(const std::wstring& path) {
   std::wstring full(GetFullPathNameW(path.c_str(), 0, nullptr, nullptr), L'\0');
+  if (full.empty()) throw runtime_error(RuntimeError::path_not_found);
   full.resize(GetFullPathNameW(path.c_str(), static_cast<DWORD>(full.size()), full.data(), nullptr));
   return full;
 }
@@ -74,7 +76,6 @@ std::string Win32FileSystem::file_name(std::string_view path) {
 }
 
 std::vector<std::string> Win32FileSystem::subfolders(const std::string& path) {
-  if (path.empty()) throw runtime_error(RuntimeError::path_not_found);
   // The full path treats repeated separators as one.
   std::wstring folder = full_path(windows::to_utf16(path));
   if (!folder.ends_with(L'\\')) folder.push_back(L'\\');

@@ -138,8 +138,9 @@ TEST_F(FileSystemTest, AFolderWithoutSubfoldersHasNone) {
 
 TEST_F(FileSystemTest, AMissingFolderRaises) {
   std::ofstream(root / L"file.txt") << "x";
-  // The empty name is not that of the drive's root.
-  for (const std::string& name : {path(L"missing"), path(L"file.txt"), std::string()}) {
+  // The empty name is not that of the drive's root, nor is one that Windows takes for empty.
+  for (const std::string& name :
+       {path(L"missing"), path(L"file.txt"), std::string(), std::string("\0x", 2)}) {
     try {
       static_cast<void>(files.subfolders(name));
       ADD_FAILURE() << "listed something that is no folder";
