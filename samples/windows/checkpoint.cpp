@@ -9,6 +9,7 @@
 
 #include <oleauto.h>
 
+#include <clocale>
 #include <cstdio>
 #include <string>
 
@@ -76,6 +77,8 @@ void look(_CheckPoint& check, const wchar_t* service, const wchar_t* program) {
 }  // namespace
 
 int wmain(int count, wchar_t** arguments) {
+  // Without it, lines with characters beyond ASCII are not printed.
+  std::setlocale(LC_ALL, "");
   const wchar_t* service = count > 1 ? arguments[1] : L"Event Log";
   const wchar_t* program = count > 2 ? arguments[2] : L"explorer.exe";
   if (FAILED(CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED))) return 1;

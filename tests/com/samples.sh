@@ -56,4 +56,8 @@ expect checkpoint.js 'There is no service Nothing
 no_such_program.exe does not run
 Error -2147220975: Invalid query 
 Done.'
+# A line with a character that is none of ASCII or Latin-1 is printed whole, in whatever code page there is.
+run_sample "$folder\\$exe" $'Kosten \xe2\x82\xac!' no_such_program.exe
+[[ $(head -n 1 <<<"$output" | LC_ALL=C sed -E 's/(Kosten ).+!/\1C!/') == 'There is no service Kosten C!' ]] ||
+  expect "$exe, a name beyond Latin-1" 'There is no service Kosten ...!'
 exit "$status"
