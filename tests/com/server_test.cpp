@@ -5,7 +5,9 @@
 
 #include <oleauto.h>
 
+#include <fstream>
 #include <functional>
+#include <iterator>
 #include <string>
 #include <thread>
 #include <vector>
@@ -61,6 +63,18 @@ TEST_F(Server, HandsOutFactoriesOfItsClassesOnly) {
   EXPECT_EQ(library.class_object(__uuidof(CheckPoint), IID_IDispatch, &wrong), E_NOINTERFACE);
   EXPECT_EQ(wrong, nullptr);
   EXPECT_EQ(library.class_object(__uuidof(CheckPoint), IID_IClassFactory, nullptr), E_POINTER);
+}
+
+TEST_F(Server, TheManifestOffersTheClassesThatThereAre) {
+  std::ifstream file("KVWMI.manifest", std::ios::binary);
+  const std::string manifest(std::istreambuf_iterator<char>(file), {});
+  std::vector<std::string> offered;
+  for (const catalogue::Class& type : catalogue::kTypeLibrary.classes) {
+    const bool is_offered =
+        manifest.find("<comClass clsid=\"" + std::string(type.class_id)) != std::string::npos;
+    if (is_offered) offered.emplace_back(type.name);
+  }
+  EXPECT_EQ(offered, available_classes(server::LoadedLibrary()));
 }
 
 TEST_F(Server, AFactoryRefusesAggregationAndUnknownInterfaces) {
