@@ -1,8 +1,7 @@
 #include "agent/watch_values.h"
 
-#include <array>
+#include <algorithm>
 #include <charconv>
-#include <cmath>
 #include <limits>
 #include <optional>
 #include <string_view>
@@ -58,6 +57,17 @@ std::optional<std::int32_t> to_whole(const std::string& text) {
   return value;
 }
 
+/// A duration in units of 1/10,000 ms; one that is too long for them is as long as can be.
+std::int64_t parse_exact_duration(const std::string& text) {
+  const Measure measure = split(text);
+  const auto unit = find_unit<std::int64_t>(
+      measure.unit, {{"", 1'000}, {"ms", 1}, {"s", 1'000}, {"min", 60'000}, {"h", 3'600'000}});
+  const auto value = to_currency(measure.number);
+  if (!unit || !value || *value < Currency()) refuse(text, "a duration such as 500ms, 30s, 2min or 1h");
+  constexpr std::int64_t kLongest = std::numeric_limits<std::int64_t>::max();
+  return value->scaled() > kLongest / *unit ? kLongest : value->scaled() * *unit;
+}
+
 }  // namespace
 
 Size parse_size(const std::string& text) {
@@ -77,23 +87,21 @@ std::int32_t parse_percentage(const std::string& text) {
 }
 
 std::chrono::milliseconds parse_duration(const std::string& text) {
-  const Measure measure = split(text);
-  const auto unit = find_unit<std::int64_t>(
-      measure.unit, {{"", 1'000}, {"ms", 1}, {"s", 1'000}, {"min", 60'000}, {"h", 3'600'000}});
-  const auto value = to_currency(measure.number);
-  if (!unit || !value || *value < Currency()) refuse(text, "a duration such as 500ms, 30s, 2min or 1h");
-  const double milliseconds = value->to_double() * static_cast<double>(*unit);
   // A year is as good as for ever, and far from what a clock cannot hold.
-  constexpr double kYear = 366.0 * 24 * 3'600'000;
-  return std::chrono::milliseconds(std::llround(std::min(milliseconds, kYear)));
+  constexpr std::chrono::milliseconds kYear = std::chrono::hours(366 * 24);
+  const std::int64_t half = Currency::kScale / 2;
+  const std::int64_t exact = std::min(parse_exact_duration(text), kYear.count() * Currency::kScale);
+  return std::chrono::milliseconds((exact + half) / Currency::kScale);
 }
 
 std::int32_t parse_seconds(const std::string& text) {
   // What looks like a whole number is taken as it is: whether it is good is the component's and WMI's to say.
   if (const auto whole = to_whole(text)) return *whole;
-  const auto duration = parse_duration(text);
-  if (duration.count() % 1'000 != 0) refuse(text, "a number of whole seconds");
-  return static_cast<std::int32_t>(duration.count() / 1'000);
+  constexpr std::int64_t kSecond = 1'000 * Currency::kScale;
+  const std::int64_t exact = parse_exact_duration(text);
+  if (exact / kSecond > std::numeric_limits<std::int32_t>::max()) refuse(text, "at most 2147483647 seconds");
+  if (exact % kSecond != 0) refuse(text, "a number of whole seconds");
+  return static_cast<std::int32_t>(exact / kSecond);
 }
 
 std::int32_t parse_count(const std::string& text) {

@@ -22,9 +22,9 @@ inline constexpr std::int32_t kPercentUnit = 4;
 [[nodiscard]] Size parse_size(const std::string& text);
 /// "80%" or "80": whole percent.
 [[nodiscard]] std::int32_t parse_percentage(const std::string& text);
-/// "30s", "500ms", "2min", "1h"; a bare number is in seconds.
+/// "30s", "500ms", "2min", "1h"; a bare number is in seconds. What is longer than a year is a year.
 [[nodiscard]] std::chrono::milliseconds parse_duration(const std::string& text);
-/// The same in whole seconds.
+/// The same in whole seconds, as many as there are.
 [[nodiscard]] std::int32_t parse_seconds(const std::string& text);
 [[nodiscard]] std::int32_t parse_count(const std::string& text);
 /// "true" or "false".

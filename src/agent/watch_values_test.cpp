@@ -51,6 +51,8 @@ TEST(WatchValuesTest, Durations) {
   EXPECT_EQ(parse_duration("30"), 30s);
   EXPECT_EQ(parse_duration("30s"), 30s);
   EXPECT_EQ(parse_duration("0.5s"), 500ms);
+  EXPECT_EQ(parse_duration("0.0004s"), 0ms);
+  EXPECT_EQ(parse_duration("0.0005s"), 1ms);
   EXPECT_EQ(parse_duration("500ms"), 500ms);
   EXPECT_EQ(parse_duration("2min"), 2min);
   EXPECT_EQ(parse_duration("1h"), 1h);
@@ -65,7 +67,16 @@ TEST(WatchValuesTest, WholeSeconds) {
   EXPECT_EQ(parse_seconds("5"), 5);
   EXPECT_EQ(parse_seconds("2min"), 120);
   EXPECT_EQ(parse_seconds("-1"), -1) << "the component's and WMI's to refuse";
-  EXPECT_EQ(refusal(parse_seconds, "500ms"), "\"500ms\" is not a number of whole seconds");
+  EXPECT_EQ(parse_seconds("1.1min"), 66);
+  EXPECT_EQ(parse_seconds("9000h"), 32'400'000) << "more than a year";
+  EXPECT_EQ(parse_seconds("2147483647000ms"), 2'147'483'647);
+  for (const char* text : {"500ms", "0.4ms", "0.5s"}) {
+    EXPECT_EQ(refusal(parse_seconds, text), "\"" + std::string(text) + "\" is not a number of whole seconds");
+  }
+  for (const char* text : {"2147483648", "99999999999", "600000h", "900000000000h"}) {
+    EXPECT_EQ(refusal(parse_seconds, text),
+              "\"" + std::string(text) + "\" is not at most 2147483647 seconds");
+  }
 }
 
 TEST(WatchValuesTest, CountsAndFlags) {
