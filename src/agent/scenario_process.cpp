@@ -83,7 +83,7 @@ bool ScenarioProcess::has_ended() {
 #else
 
 struct ScenarioProcess::System {
-  pid_t process = 0;  // 0 once it has been waited for
+  pid_t process = 0;
 };
 
 ScenarioProcess::ScenarioProcess(const std::vector<std::string>& command)
@@ -111,16 +111,16 @@ ScenarioProcess::ScenarioProcess(const std::vector<std::string>& command)
 }
 
 ScenarioProcess::~ScenarioProcess() {
-  if (system_->process == 0) return;
   kill(-system_->process, SIGKILL);
   waitpid(system_->process, nullptr, 0);
 }
 
 bool ScenarioProcess::has_ended() {
-  if (system_->process != 0 && waitpid(system_->process, nullptr, WNOHANG) == system_->process) {
-    system_->process = 0;
-  }
-  return system_->process == 0;
+  // It stays to be waited for, so that nobody else can get the group's number as long as the group may be
+  // needed.
+  siginfo_t ended{};
+  return waitid(P_PID, static_cast<id_t>(system_->process), &ended, WEXITED | WNOHANG | WNOWAIT) == 0 &&
+         ended.si_pid != 0;
 }
 
 #endif

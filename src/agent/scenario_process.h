@@ -6,7 +6,8 @@
 
 namespace kvwmi::agent {
 
-/// A command that a scenario starts. Its output is dropped; what still runs at the end is ended.
+/// A command that a scenario starts. Its output is dropped. What still runs at the end is ended, also what it
+/// has started itself (Linux: unless that made itself a process group of its own).
 class ScenarioProcess {
  public:
   /// The program, found like a shell finds it, and its arguments. One that cannot be started raises
