@@ -80,7 +80,7 @@ void Console::print_json(const Json& document) {
 }
 
 void Console::print_json_line(const Json& document) {
-  out_ << dump(document, -1) << '\n';
+  out_ << dump(document, -1) << '\n' << std::flush;
 }
 
 void Console::show_progress(std::string_view line) {
@@ -96,7 +96,7 @@ void Console::clear_progress() {
 
 void Console::complain(std::string_view line) {
   clear_progress();
-  err_ << paint(Colour::red, "kvwmi:") << ' ' << line << '\n';
+  err_ << paint(Colour::red, "kvwmi:") << ' ' << printable(line) << '\n';
 }
 
 void Console::complain(const Error& error, std::string_view hint) {

@@ -17,7 +17,8 @@ enum ExitStatus : int {
   kAnswered = 0,
   kRaised = 1,  ///< WMI or the component raised an error
   kUsage = 2,
-  kStepCode = 3,  ///< answered, with a result other than 0
+  kStepCode = 3,       ///< answered, with a result other than 0
+  kInterrupted = 130,  ///< asked to stop before it was done
 };
 
 /// What a command writes to: results for people or programs on `out`, complaints on `err`.
@@ -39,14 +40,14 @@ class Console {
   void print(std::string_view line) { out_ << line << '\n'; }
   void print(const Table& table);
   void print_json(const nlohmann::ordered_json& document);
-  /// The same on a single line.
+  /// The same on a single line, for those who read while more is to come.
   void print_json_line(const nlohmann::ordered_json& document);
 
   /// A line on `err` that the next one overwrites; nothing where nobody watches.
   void show_progress(std::string_view line);
   void clear_progress();
 
-  /// One line that names what is wrong.
+  /// One line that names what is wrong; control characters are made visible.
   void complain(std::string_view line);
   /// A failure for people: its text and number, where it comes from, and the place in a refused query. `hint`
   /// is one more line, where not empty.

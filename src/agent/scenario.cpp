@@ -190,7 +190,7 @@ ScenarioWatch watch_at(const Place& place, std::size_t index) {
     taken(*given, [&](const std::string& text) { option.set(result.request, text); });
   }
   try {
-    require_complete(*result.kind, result.request);
+    require_usable(*result.kind, result.request);
   } catch (const UsageError& error) {
     place.refuse(error.what());
   }

@@ -10,6 +10,7 @@
 // clang-format on
 #else
 #include <sys/ioctl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 #endif
 
@@ -56,6 +57,10 @@ Console::Style standard_output_style() {
   return style;
 }
 
+std::string process_identity() {
+  return std::to_string(GetCurrentProcessId());
+}
+
 ProcessSetup::ProcessSetup() {
   SetConsoleOutputCP(CP_UTF8);
   CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);
@@ -80,6 +85,14 @@ Console::Style standard_output_style() {
     if (ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0) style.width = size.ws_col;
   }
   return style;
+}
+
+std::string process_identity() {
+  // Processes in containers may share named events and still count from 1 each; what one user has left behind
+  // would be closed to another.
+  struct stat name_space {};
+  stat("/proc/self/ns/pid", &name_space);
+  return std::to_string(getuid()) + "-" + std::to_string(name_space.st_ino) + "-" + std::to_string(getpid());
 }
 
 ProcessSetup::ProcessSetup() = default;

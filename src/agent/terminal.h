@@ -15,6 +15,10 @@ namespace kvwmi::agent {
 /// width.
 [[nodiscard]] Console::Style standard_output_style();
 
+/// What tells this process from all others that run and share its named events. A later one may have the
+/// same.
+[[nodiscard]] std::string process_identity();
+
 /// What the process must set up before it uses the component, undone at its end.
 class ProcessSetup {
  public:

@@ -42,7 +42,8 @@ class WatchCommand final : public Command {
  public:
   CLI::App& declare(CLI::App& app) override {
     CLI::App* command = app.add_subcommand("watch", "Report events of this machine as they happen");
-    command->add_option("--for", duration_, "Stop after this time, such as 30s or 5min")->type_name("TIME");
+    duration_option_ = command->add_option("--for", duration_, "Stop after this time, such as 30s or 5min")
+                           ->type_name("TIME");
     command->require_subcommand(0, 1);
     command->footer(kFooter);
     for (const WatchKind& kind : watch_kinds()) lines_.push_back(declare_kind(*command, kind));
@@ -67,8 +68,7 @@ class WatchCommand final : public Command {
     const KindLine* line = chosen();
     if (line == nullptr) throw UsageError("watch needs to be told what; see kvwmi watch --help");
     const WatchRequest request = read(*line);
-    std::optional<std::chrono::milliseconds> duration;
-    if (!duration_.empty()) duration = parse_duration(duration_);
+    const auto duration = read_duration();
     const Interrupt interrupt;
     WatchSession session;
     line->kind->start(session.supervision(), kStep, kWatch, request);
@@ -78,7 +78,7 @@ class WatchCommand final : public Command {
       console.out().flush();
     }
     const auto deadline = duration ? Clock::now() + *duration : Clock::time_point::max();
-    while (!Interrupt::pending() && Clock::now() < deadline) {
+    while (!stop_asked(console) && Clock::now() < deadline) {
       session.wait(deadline, [] { return false; });
       show(session, *line->kind, request, console, "");
     }
@@ -123,8 +123,17 @@ class WatchCommand final : public Command {
         throw UsageError("--" + std::string(option.name) + ": " + error.what());
       }
     }
-    require_complete(*line.kind, request);
+    require_usable(*line.kind, request);
     return request;
+  }
+
+  [[nodiscard]] std::optional<std::chrono::milliseconds> read_duration() const {
+    if (duration_option_->count() == 0) return std::nullopt;
+    try {
+      return parse_duration(duration_);
+    } catch (const UsageError& error) {
+      throw UsageError(std::string("--for: ") + error.what());
+    }
   }
 
   static std::string subject(const WatchKind& kind, const WatchRequest& request) {
@@ -145,14 +154,15 @@ class WatchCommand final : public Command {
         if (!event.detail.empty()) line += "  " + printable(event.detail);
         if (!remark.empty()) line += "  " + std::string(remark);
         console.print(line);
+        console.out().flush();
       }
-      console.out().flush();
     }
     for (const Error& failure : session.new_failures()) console.complain(failure);
   }
 
   std::string name_;
   std::string duration_;
+  CLI::Option* duration_option_ = nullptr;
   std::vector<KindLine> lines_;
 };
 

@@ -1,5 +1,8 @@
 #include <gtest/gtest.h>
 
+#include <csignal>
+#include <filesystem>
+#include <fstream>
 #include <nlohmann/json.hpp>
 
 #include "agent/testing/agent_fixture.h"
@@ -57,6 +60,22 @@ TEST_F(WatchCommandTest, StopsByItselfWhenItsTimeIsUp) {
   const Result result = run_agent({"watch", "process", "a.exe", "--for", "1ms"});
   EXPECT_EQ(result.out, "Watching process \"a.exe\"\n");
   EXPECT_EQ(result.status, 0);
+}
+
+TEST_F(WatchCommandTest, StopsWhenNobodyReadsAnyMore) {
+  for (const bool json : {true, false}) {
+    bool went_on = false;
+    post_event({{"LoadPercentage", wmi::Value(std::int32_t{97})}});
+    fake_messages().push_back([&] {
+      went_on = true;
+      std::raise(SIGINT);
+    });
+    std::vector<std::string> arguments{"watch", "processor-load", "--above", "80%"};
+    if (json) arguments.emplace_back("--json");
+    EXPECT_EQ(run_agent_unread(arguments).err, "");
+    EXPECT_FALSE(went_on) << json;
+    fake_messages().clear();
+  }
 }
 
 TEST_F(WatchCommandTest, AbsenceIsReportedAtTheEnd) {
@@ -171,13 +190,30 @@ TEST_F(WatchCommandTest, PolledKinds) {
             (std::vector<std::pair<std::string, std::string>>{{"addresses.def", "eth*"}}));
 
   ground.fake_ip_address_library.interface_result = 2;
+  ground.fake_ip_address_library.interface_calls.clear();
   tick();
   tick();
   post_interrupt();
   EXPECT_EQ(
       without_times(run_agent({"watch", "network-interfaces", "state.def", "--poll", "1"}).out),
       "Watching network-interfaces \"state.def\"; Ctrl-C stops\nTIME  network-interfaces \"state.def\"\n");
+  const std::string full = (std::filesystem::current_path() / "state.def").string();
+  EXPECT_EQ(ground.fake_ip_address_library.interface_calls, std::vector<std::string>(2, full));
   ground.fake_ip_address_library.interface_result = 0;
+  EXPECT_TRUE(std::filesystem::remove("state.def")) << "the real component deletes it itself";
+}
+
+TEST_F(WatchCommandTest, AFileThatIsNoRecordOfInterfacesIsNotGivenAway) {
+  const std::string file = "watch_command_test.txt";
+  std::ofstream(file) << "my notes\n";
+  auto& ground = fake_local_ground();
+  ground.fake_file_system.deleted.clear();
+  const Result result = run_agent({"watch", "network-interfaces", file, "--for", "1ms"});
+  EXPECT_EQ(result.err, "kvwmi: \"" + file +
+                            "\" is there and no record of network interfaces; the watch would delete it\n");
+  EXPECT_EQ(result.status, 2);
+  EXPECT_EQ(ground.fake_file_system.deleted, std::vector<std::string>{});
+  std::filesystem::remove(file);
 }
 
 TEST_F(WatchCommandTest, KindsCoverTheRequestsOfTheComponent) {
@@ -207,7 +243,12 @@ TEST_F(WatchCommandTest, UsageErrorsNameWhatIsWrong) {
       {{"free-memory", "C:", "--below", "1GB"}, "watch free-memory has no use for \"C:\""},
       {{"process", "a", "--poll", "often"},
        "--poll: \"often\" is not a duration such as 500ms, 30s, 2min or 1h"},
-      {{"process", "a", "--for", "ever"}, "\"ever\" is not a duration such as 500ms, 30s, 2min or 1h"},
+      {{"process", "a", "--poll", "99999999999"},
+       "--poll: \"99999999999\" is not at most 2147483647 seconds"},
+      {{"process", "a", "--poll", "\x1b]0;x\n"},
+       "--poll: \"\\x1B]0;x\\n\" is not a duration such as 500ms, 30s, 2min or 1h"},
+      {{"process", "a", "--for", ""}, "--for: \"\" is not a duration such as 500ms, 30s, 2min or 1h"},
+      {{"process", "a", "--for", "ever"}, "--for: \"ever\" is not a duration such as 500ms, 30s, 2min or 1h"},
   };
   for (const UsageCase& c : cases) {
     std::vector<std::string> arguments{"watch"};

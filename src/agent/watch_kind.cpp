@@ -4,6 +4,7 @@
 #include <array>
 
 #include "agent/disk_name.h"
+#include "agent/interface_record.h"
 #include "agent/usage_error.h"
 
 namespace kvwmi::agent {
@@ -156,6 +157,15 @@ void start_address(Supervision& supervision, std::int32_t step, std::int32_t id,
                                    r.group_period, r.group_threshold, r.notify_if_undetected);
 }
 
+void start_interfaces(Supervision& supervision, std::int32_t step, std::int32_t id, const WatchRequest& r) {
+  WatchRequest request = r;
+  request.name = claim_interface_record(r.name);
+  start_named_change<&Supervision::m_SuperviseNetworkInterfaces>(supervision, step, id, request);
+}
+void require_interfaces(const WatchRequest& r) {
+  require_interface_record(r.name);
+}
+
 constexpr std::string_view kNone;
 constexpr std::string_view kProcessName = "a process's image name, such as bash";
 
@@ -187,9 +197,9 @@ constexpr std::array kKinds{
     WatchKind{"ip-address", "m_SuperviseIPAddress", "an address definition file",
               "addresses that change or are absent", kAddressOptions, false, start_address},
     WatchKind{"network-interfaces", "m_SuperviseNetworkInterfaces",
-              "a file for the interfaces' state, deleted at the end",
-              "network interfaces that come up or go down", kInterfaceOptions, false,
-              start_named_change<&Supervision::m_SuperviseNetworkInterfaces>},
+              "a file of the watch's own for the interfaces' state, deleted at the end",
+              "network interfaces that come up or go down", kInterfaceOptions, false, start_interfaces,
+              require_interfaces},
 };
 
 }  // namespace
@@ -220,10 +230,11 @@ std::vector<WatchOption> watch_options(const WatchKind& kind) {
   return result;
 }
 
-void require_complete(const WatchKind& kind, const WatchRequest& request) {
+void require_usable(const WatchKind& kind, const WatchRequest& request) {
   if (kind.compares && request.condition == 0) {
     throw UsageError("a " + std::string(kind.name) + " watch needs a comparison, such as below or above");
   }
+  if (kind.require != nullptr) kind.require(request);
 }
 
 }  // namespace kvwmi::agent

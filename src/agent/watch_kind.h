@@ -44,8 +44,11 @@ struct WatchKind {
   std::string_view summary;
   std::span<const WatchOption> options;  ///< besides the common ones
   bool compares;                         ///< whether it needs a comparison
-  /// Makes the request; raises UsageError for a NAME that this machine does not have, else what it raises.
+  /// Makes the request; raises UsageError for a NAME that cannot be used on this machine, else what it
+  /// raises.
   void (*start)(Supervision& supervision, std::int32_t step, std::int32_t id, const WatchRequest& request);
+  /// What else a request must be; null for nothing.
+  void (*require)(const WatchRequest& request) = nullptr;
 };
 
 /// All kinds in the order of the component's methods.
@@ -59,7 +62,7 @@ struct WatchKind {
 /// The kind's own options and the common ones.
 [[nodiscard]] std::vector<WatchOption> watch_options(const WatchKind& kind);
 
-/// Raises UsageError when the request lacks something that its kind needs.
-void require_complete(const WatchKind& kind, const WatchRequest& request);
+/// Raises UsageError when the request lacks something that its kind needs, or names what must not be used.
+void require_usable(const WatchKind& kind, const WatchRequest& request);
 
 }  // namespace kvwmi::agent

@@ -6,10 +6,10 @@
 #include <cstdio>
 #include <ctime>
 #include <mutex>
-#include <random>
 #include <set>
 #include <utility>
 
+#include "agent/terminal.h"
 #include "kvwmi/diagnostics.h"
 #include "kvwmi/message_loop.h"
 
@@ -24,28 +24,43 @@ void note_interrupt(int) {
   interrupted = 1;
 }
 
-/// A name that no other agent uses.
-std::string new_event_name() {
-  std::random_device random;
-  std::array<char, 32> name{};
-  std::snprintf(name.data(), name.size(), "kvwmi-%08x%08x", random(), random());
-  return name.data();
-}
+struct Handled {
+  int signal;
+  void (*handler)(int);
+};
+constexpr std::array kHandled{
+    Handled{SIGINT, note_interrupt},
+    Handled{SIGTERM, note_interrupt},
+#ifndef _WIN32
+    Handled{SIGHUP, note_interrupt},
+    // Not SIG_IGN, which a scenario's commands would inherit.
+    Handled{SIGPIPE, [](int) {}},
+#endif
+};
 
 }  // namespace
 
-Interrupt::Interrupt()
-    : old_interrupt_(std::signal(SIGINT, note_interrupt)),
-      old_terminate_(std::signal(SIGTERM, note_interrupt)) {}
+Interrupt::Interrupt() {
+  for (const Handled& handled : kHandled) {
+    before_.emplace_back(handled.signal, std::signal(handled.signal, handled.handler));
+#ifndef _WIN32
+    // Who runs it under nohup means it to outlive the terminal.
+    if (handled.signal == SIGHUP && before_.back().second == SIG_IGN) std::signal(SIGHUP, SIG_IGN);
+#endif
+  }
+}
 
 Interrupt::~Interrupt() {
-  std::signal(SIGINT, old_interrupt_);
-  std::signal(SIGTERM, old_terminate_);
+  for (const auto& [signal, handler] : before_) std::signal(signal, handler);
   interrupted = 0;
 }
 
 bool Interrupt::pending() noexcept {
   return interrupted != 0;
+}
+
+bool stop_asked(Console& console) {
+  return Interrupt::pending() || !console.out();
 }
 
 struct WatchSession::Failures {
@@ -61,7 +76,7 @@ struct WatchSession::Failures {
 };
 
 WatchSession::WatchSession()
-    : event_name_(new_event_name()),
+    : event_name_("kvwmi-" + process_identity()),
       event_(event_name_, NamedEvent::Reset::automatic),
       failures_(std::make_shared<Failures>()) {
   supervision_.p_strSupervisionEventName(event_name_);

@@ -5,8 +5,10 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
+#include "agent/console.h"
 #include "kvwmi/error.h"
 #include "kvwmi/named_event.h"
 #include "kvwmi/supervision.h"
@@ -21,7 +23,9 @@ struct WatchEvent {
   std::string detail;
 };
 
-/// An initialised Supervision with its named event, pumped by the calling thread until told to stop.
+/// An initialised Supervision with its named event, pumped by the calling thread until told to stop. A
+/// process has one at a time, whose event is named after it: what one that was killed left behind is found
+/// again.
 class WatchSession {
  public:
   WatchSession();
@@ -49,7 +53,8 @@ class WatchSession {
   std::shared_ptr<Failures> failures_;  // shared with the hook, which other threads may be about to call
 };
 
-/// Turns Ctrl-C and the request to terminate into a flag while it lives.
+/// While it lives, Ctrl-C, the request to terminate and (Linux) the end of the terminal set a flag, and
+/// writing to a reader that has gone fails instead of ending the process.
 class Interrupt {
  public:
   Interrupt();
@@ -60,10 +65,12 @@ class Interrupt {
   [[nodiscard]] static bool pending() noexcept;
 
  private:
-  using Handler = void (*)(int);
-  Handler old_interrupt_;
-  Handler old_terminate_;
+  std::vector<std::pair<int, void (*)(int)>> before_;
 };
+
+/// Whether a command that goes on until it is stopped has to end: the user asks for it, or nobody can read
+/// any more what it writes.
+[[nodiscard]] bool stop_asked(Console& console);
 
 /// 2026-01-31T08:15:02.123Z
 [[nodiscard]] std::string utc_text(std::chrono::system_clock::time_point time);

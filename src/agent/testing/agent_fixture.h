@@ -35,6 +35,15 @@ class AgentFixture : public ::testing::Test {
     return {status, out.str(), err.str()};
   }
 
+  /// The same where nobody reads any more what is written.
+  static Result run_agent_unread(std::vector<std::string> arguments) {
+    Unread unread;
+    std::ostream out(&unread);
+    std::ostringstream err;
+    const int status = agent::run_agent(std::move(arguments), out, err, {});
+    return {status, unread.written, err.str()};
+  }
+
   static constexpr std::size_t kLatest = std::numeric_limits<std::size_t>::max();
   /// An event of a subscription, counted in the order in which they are made.
   static void post_event(wmi::NamedValues target = {}, std::size_t subscription = kLatest) {
@@ -66,6 +75,16 @@ class AgentFixture : public ::testing::Test {
     }
     return result;
   }
+
+ private:
+  struct Unread : std::streambuf {
+    std::string written;
+    int_type overflow(int_type letter) override {
+      written += traits_type::to_char_type(letter);
+      return letter;
+    }
+    int sync() override { return -1; }
+  };
 };
 
 }  // namespace kvwmi::testing

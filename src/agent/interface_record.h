@@ -1,0 +1,15 @@
+#pragma once
+
+#include <string>
+
+/// The file of a network-interfaces watch. The component deletes it at the end whatever is in it, so it must
+/// be the watch's own: a record of interfaces, empty, or not there yet. Anything else raises UsageError.
+namespace kvwmi::agent {
+
+void require_interface_record(const std::string& file);
+
+/// Also makes the file where there is none, for a name that is missing at the end may find another file that
+/// differs in case. Gives its full path, which nothing else is found under.
+[[nodiscard]] std::string claim_interface_record(const std::string& file);
+
+}  // namespace kvwmi::agent
