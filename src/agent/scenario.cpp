@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <functional>
+#include <limits>
 #include <set>
 #include <span>
 
@@ -10,6 +11,7 @@
 #include "agent/scenario_document.h"
 #include "agent/table.h"
 #include "agent/usage_error.h"
+#include "kvwmi/error.h"
 
 namespace kvwmi::agent {
 namespace {
@@ -37,19 +39,23 @@ constexpr std::array kStepKeys{
     Key{"watches", "list of watches, asked for first", false},
     Key{"checks", "list of checks", false},
     Key{"wait", "time to let pass, such as \"2s\"", false},
-    Key{"start", "command to start: a list of texts, the program first", false},
+    Key{"start",
+        "command to start: a list of texts, the program first; what still runs at the step's end is ended. "
+        "Without \"until\" and \"for\" the step waits for the command's end",
+        false},
     Key{"until", "what ends the step", false},
-    Key{"for", "the step's time, such as \"10s\", which is also what it is with \"until\" alone", false},
+    Key{"for", "the step's time, such as \"10s\", which it also is where the step waits for something",
+        false},
     Key{"undetected", "true to ask for the watches that have not fired", false},
 };
 constexpr std::array kCheckKeys{
     Key{"check", "name of the check, as kvwmi check has it", true},
     Key{"name", "the check's NAME", false},
-    Key{"expect", "number, true or false: the answer to come", false},
+    Key{"expect", "the answer to come: true or false of an -exists check, else a number", false},
 };
 constexpr std::array kConditionKeys{
     Key{"seen", "list of the numbers of watches that have reported", false},
-    Key{"events", "number of records that have arrived", false},
+    Key{"events", "number of the step's records that have arrived", false},
     Key{"ended", "true for when the command has ended", false},
 };
 /// Of every watch, besides the options of its kind.
@@ -142,6 +148,18 @@ std::string name_at(const Place& place, std::string_view needs) {
   return name ? text_at(*name) : "";
 }
 
+/// An answer of the kind that the check gives.
+ScenarioCheck::Expected expected_at(const Place& place, const Check& check) {
+  // The names of the component's outputs begin with their type.
+  if (check.output.starts_with("f_bln")) return flag_at(place);
+  place.require(Kind::number, "a number");
+  try {
+    return Currency::from_text(place.node.text);
+  } catch (const Error&) {
+    place.refuse("is more than any answer");
+  }
+}
+
 ScenarioCheck check_at(const Place& place) {
   require_object(place, kCheckKeys);
   const Place kind = *place.member("check");
@@ -154,10 +172,7 @@ ScenarioCheck check_at(const Place& place) {
   }
   if (result.check == nullptr) kind.refuse("unknown check \"" + wanted + "\"" + nearest_hint(wanted, known));
   result.name = name_at(place, result.check->needs);
-  if (const auto expected = place.member("expect")) {
-    if (expected->node.kind != Kind::flag) expected->require(Kind::number, "a number, true or false");
-    result.expected = expected->node.text;
-  }
+  if (const auto expected = place.member("expect")) result.expected = expected_at(*expected, *result.check);
   return result;
 }
 
@@ -197,20 +212,37 @@ ScenarioWatch watch_at(const Place& place, std::size_t index) {
   return result;
 }
 
+/// A watch that is asked for at the end reports nothing before.
+bool reports_events(const ScenarioWatch& watch) {
+  return !watch.request.notify_if_undetected;
+}
+
+/// The number of a watch whose events a step can wait for.
+std::int32_t seen_at(const Place& place, const std::vector<ScenarioWatch>& watches) {
+  const std::int32_t id = number_at(place);
+  const auto watch = std::find_if(watches.begin(), watches.end(),
+                                  [&](const ScenarioWatch& candidate) { return candidate.id == id; });
+  if (watch == watches.end()) place.refuse("the step has no watch " + std::to_string(id));
+  if (!reports_events(*watch)) {
+    place.refuse("watch " + std::to_string(id) + " reports only that it has not fired");
+  }
+  return id;
+}
+
 ScenarioCondition condition_at(const Place& place, const ScenarioStep& step) {
   require_object(place, kConditionKeys);
   ScenarioCondition result;
   if (const auto seen = place.member("seen")) {
-    result.seen = list_at(*seen, "a list of the numbers of watches", [&](const Place& element) {
-      const std::int32_t id = number_at(element);
-      if (std::none_of(step.watches.begin(), step.watches.end(),
-                       [&](const ScenarioWatch& watch) { return watch.id == id; })) {
-        element.refuse("the step has no watch " + std::to_string(id));
-      }
-      return id;
-    });
+    result.seen = list_at(*seen, "a list of the numbers of watches",
+                          [&](const Place& element) { return seen_at(element, step.watches); });
   }
-  if (const auto events = place.member("events")) result.events = number_at(*events);
+  if (const auto events = place.member("events")) {
+    result.events = number_at(*events);
+    if (result.events < 1) events->refuse("must be 1 or more");
+    if (std::none_of(step.watches.begin(), step.watches.end(), reports_events)) {
+      events->refuse("no watch of the step reports any");
+    }
+  }
   if (const auto ended = place.member("ended")) {
     result.command_ended = flag_at(*ended);
     if (result.command_ended && step.command.empty()) ended->refuse("the step starts no command");
@@ -219,12 +251,21 @@ ScenarioCondition condition_at(const Place& place, const ScenarioStep& step) {
   return result;
 }
 
-ScenarioStep step_at(const Place& place, std::int32_t next_number) {
+/// The step's number where the one before lets it be `next` or more.
+std::int32_t step_number_at(const Place& place, std::int64_t next) {
+  if (const auto given = place.member("step")) {
+    const std::int32_t number = number_at(*given);
+    if (number < next) given->refuse("steps must be in rising order");
+    return number;
+  }
+  if (next > std::numeric_limits<std::int32_t>::max()) place.refuse("no number is left for this step");
+  return static_cast<std::int32_t>(next);
+}
+
+ScenarioStep step_at(const Place& place, std::int64_t next_number) {
   require_object(place, kStepKeys);
   ScenarioStep step;
-  const auto number = place.member("step");
-  step.number = number ? number_at(*number) : next_number;
-  if (number && step.number < next_number) number->refuse("steps must be in rising order");
+  step.number = step_number_at(place, next_number);
   if (const auto title = place.member("title")) step.title = text_at(*title);
   if (const auto watches = place.member("watches")) {
     std::size_t index = 0;
@@ -245,11 +286,14 @@ ScenarioStep step_at(const Place& place, std::int32_t next_number) {
     step.command = list_at(*start, "a list of texts, the program first", text_at);
     if (step.command.empty()) start->refuse("names no program");
   }
+  const auto limit = place.member("for");
   if (const auto until = place.member("until")) {
     step.until = condition_at(*until, step);
-    step.limit = kDefaultLimit;
+  } else if (!step.command.empty() && !limit) {
+    step.until.command_ended = true;
   }
-  if (const auto limit = place.member("for")) step.limit = duration_at(*limit);
+  if (!step.until.is_empty()) step.limit = kDefaultLimit;
+  if (limit) step.limit = duration_at(*limit);
   if (const auto undetected = place.member("undetected")) step.undetected = flag_at(*undetected);
   return step;
 }
@@ -264,9 +308,9 @@ Scenario parse_scenario(std::string_view text, const std::string& file) {
     Scenario result;
     if (const auto title = root.member("title")) result.title = text_at(*title);
     const Place steps = *root.member("steps");
-    result.steps = list_at(steps, "a list of steps", [next = std::int32_t{1}](const Place& element) mutable {
+    result.steps = list_at(steps, "a list of steps", [next = std::int64_t{1}](const Place& element) mutable {
       ScenarioStep step = step_at(element, next);
-      next = step.number + 1;
+      next = std::int64_t{step.number} + 1;
       return step;
     });
     if (result.steps.empty()) steps.refuse("holds no step");

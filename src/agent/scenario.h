@@ -5,6 +5,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <variant>
 #include <vector>
 
 #include "agent/checks.h"
@@ -14,9 +15,11 @@ namespace kvwmi::agent {
 
 /// One probe of a step.
 struct ScenarioCheck {
+  using Expected = std::variant<Currency, bool>;
+
   const Check* check = nullptr;
   std::string name;
-  std::optional<std::string> expected;  ///< the answer that it must give, as JSON writes it
+  std::optional<Expected> expected;  ///< the answer that it must give; true or false where the check says so
 };
 
 struct ScenarioWatch {
@@ -28,7 +31,7 @@ struct ScenarioWatch {
 /// What ends a step before its time: everything that is asked for here.
 struct ScenarioCondition {
   std::vector<std::int32_t> seen;  ///< each of these watches has reported
-  std::int32_t events = 0;         ///< so many records have arrived
+  std::int32_t events = 0;         ///< so many of the step's records have arrived
   bool command_ended = false;      ///< the step's command has ended
 
   [[nodiscard]] bool is_empty() const noexcept { return seen.empty() && events == 0 && !command_ended; }

@@ -17,9 +17,13 @@ class ScenarioCommand final : public Command {
     command->add_option("SCENARIO", file_, "A JSON file")->required();
     command->footer(
         scenario_keys() +
-        "\nA step ends when what it waits for has happened or its time is up; then its records are "
-        "taken.\nExit status: 0 every step ended as it should, 1 an error was raised, 2 usage, 3 a "
-        "condition was not met\nin time or a check answered something else.");
+        "\nA step ends when what it waits for has happened or its time is up. Its watches go on: what they "
+        "report\nduring later steps is shown as theirs.\n\n"
+        "With --json each line is one object: a record with time, step, supervision and detail; a check's "
+        "answer; an\nerror; and at a step's end time, step, result (ok, missed, error, stopped), took in "
+        "seconds, and of each of\nits watches supervision, events and undetected.\n\n"
+        "Exit status: 0 every step ended as it should, 1 an error was raised, 2 usage, 130 it was stopped "
+        "before its\nend, 3 a condition was not met in time or a check answered something else.");
     return *command;
   }
 

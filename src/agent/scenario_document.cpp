@@ -13,6 +13,9 @@ namespace {
 
 using Json = nlohmann::json;
 
+/// A scenario has six; far more would overflow the stack when they are taken apart.
+constexpr std::size_t kMostLevels = 64;
+
 [[noreturn]] void refuse(std::size_t line, const std::string& message) {
   throw UsageError(std::to_string(line) + ": " + message);
 }
@@ -70,7 +73,11 @@ class TreeBuilder final : public nlohmann::json_sax<Json> {
   bool number_float(number_float_t, const string_t& text) override {
     return add(JsonNode::Kind::number, text);
   }
-  bool string(string_t& value) override { return add(JsonNode::Kind::text, value); }
+  bool string(string_t& value) override {
+    // The system's names end at it, so what is shown would not be what is used.
+    if (value.find('\0') != std::string::npos) refuse(line_, "a text must not hold \\u0000");
+    return add(JsonNode::Kind::text, value);
+  }
   bool binary(binary_t&) override { return false; }
   bool start_object(std::size_t) override { return open(JsonNode::Kind::object); }
   bool start_array(std::size_t) override { return open(JsonNode::Kind::list); }
@@ -110,6 +117,7 @@ class TreeBuilder final : public nlohmann::json_sax<Json> {
     return true;
   }
   bool open(JsonNode::Kind kind) {
+    if (open_.size() == kMostLevels) refuse(line_, "nested too deeply");
     open_.push_back(&place(kind));
     return true;
   }

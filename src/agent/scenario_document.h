@@ -22,7 +22,8 @@ struct JsonNode {
   [[nodiscard]] const JsonNode* find(std::string_view wanted) const;
 };
 
-/// Reads a document; raises UsageError "LINE: message" where it is no JSON or names a member twice.
+/// Reads a document; raises UsageError "LINE: message" where it is no JSON, names a member twice, holds the
+/// character NUL in a text, or is nested more than 64 levels deep.
 [[nodiscard]] JsonNode read_json(std::string_view text);
 
 }  // namespace kvwmi::agent

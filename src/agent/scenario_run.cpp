@@ -5,6 +5,7 @@
 #include <memory>
 #include <nlohmann/json.hpp>
 #include <optional>
+#include <set>
 
 #include "agent/scenario_process.h"
 #include "agent/table.h"
@@ -33,7 +34,7 @@ constexpr std::array kEndings{
     EndingWord{Ending::time_up, "ok", kAnswered, Colour::green},
     EndingWord{Ending::missed, "missed", kStepCode, Colour::yellow},
     EndingWord{Ending::failed, "error", kRaised, Colour::red},
-    EndingWord{Ending::interrupted, "stopped", kAnswered, Colour::yellow},
+    EndingWord{Ending::interrupted, "stopped", kInterrupted, Colour::yellow},
 };
 const EndingWord& word_of(Ending ending) {
   return *std::find_if(kEndings.begin(), kEndings.end(), [&](auto& row) { return row.ending == ending; });
@@ -41,6 +42,7 @@ const EndingWord& word_of(Ending ending) {
 
 /// What came of one watch.
 struct WatchTally {
+  const ScenarioWatch* watch = nullptr;
   int events = 0;
   int undetected = 0;
   std::string last_detail;
@@ -48,12 +50,36 @@ struct WatchTally {
 
 /// What came of one step.
 struct StepReport {
+  explicit StepReport(const ScenarioStep& reported) : step(&reported) {
+    for (const ScenarioWatch& watch : reported.watches) watches[watch.id].watch = &watch;
+  }
+
   const ScenarioStep* step;
   Ending ending = Ending::met;
   std::chrono::milliseconds took{0};
   int events = 0;
-  std::map<std::int32_t, WatchTally> watches;
+  std::map<std::int32_t, WatchTally> watches;  // by number
 };
+
+using Expected = ScenarioCheck::Expected;
+
+Expected comparable(const Answer& answer) {
+  return std::visit(
+      [](const auto& value) -> Expected {
+        if constexpr (std::is_same_v<std::decay_t<decltype(value)>, std::int32_t>) {
+          return Currency::from_integer(value);
+        } else {
+          return value;
+        }
+      },
+      answer.value);
+}
+
+/// As JSON writes it.
+std::string text_of(const Expected& value) {
+  if (const bool* flag = std::get_if<bool>(&value)) return *flag ? "true" : "false";
+  return std::get<Currency>(value).to_text();
+}
 
 class Runner {
  public:
@@ -61,22 +87,25 @@ class Runner {
 
   int run() {
     for (const ScenarioStep& step : scenario_.steps) {
-      if (Interrupt::pending()) break;
-      reports_.push_back({&step, Ending::met, {}, 0, {}});
-      run_step(reports_.back());
+      if (stop_asked(console_)) break;
+      run_step(reports_.emplace_back(step));
     }
     summarise();
-    // The worst ending counts.
-    for (const ExitStatus status : {kRaised, kStepCode}) {
-      if (std::any_of(reports_.begin(), reports_.end(),
-                      [&](auto& report) { return word_of(report.ending).status == status; })) {
-        return status;
-      }
+    return status();
+  }
+
+ private:
+  /// The worst ending counts; a step that was not begun has been stopped.
+  [[nodiscard]] int status() const {
+    std::set<ExitStatus> seen;
+    for (const StepReport& report : reports_) seen.insert(word_of(report.ending).status);
+    if (reports_.size() < scenario_.steps.size()) seen.insert(kInterrupted);
+    for (const ExitStatus status : {kRaised, kInterrupted, kStepCode}) {
+      if (seen.contains(status)) return status;
     }
     return kAnswered;
   }
 
- private:
   void run_step(StepReport& report) {
     const ScenarioStep& step = *report.step;
     heading(step);
@@ -87,17 +116,17 @@ class Runner {
       for (const ScenarioCheck& check : step.checks) as_expected = probe(step, check) && as_expected;
       pump(report, Clock::now() + step.wait, [] { return false; });
       std::optional<ScenarioProcess> process;
-      if (!step.command.empty()) {
-        announce(step, "start " + command_text(step.command));
+      if (!step.command.empty() && !stop_asked(console_)) {
+        announce("start " + command_text(step.command));
         process.emplace(step.command);
       }
       const auto met = [&] { return is_met(report, process); };
       pump(report, Clock::now() + step.limit, met);
       if (step.undetected) {
         session_.supervision().m_PushUndetectedEventInfos();
-        take(report, true);
+        take(true);
       }
-      report.ending = Interrupt::pending()    ? Ending::interrupted
+      report.ending = stop_asked(console_)    ? Ending::interrupted
                       : !as_expected          ? Ending::missed
                       : step.until.is_empty() ? Ending::time_up
                       : met()                 ? Ending::met
@@ -108,6 +137,21 @@ class Runner {
       fail(report, error);
     }
     report.took = std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - begin);
+    if (console_.json()) console_.print_json_line(to_json(report));
+  }
+
+  static Json to_json(const StepReport& report) {
+    Json watches = Json::array();
+    for (const ScenarioWatch& watch : report.step->watches) {
+      const WatchTally& tally = report.watches.at(watch.id);
+      watches.push_back(
+          {{"supervision", watch.id}, {"events", tally.events}, {"undetected", tally.undetected > 0}});
+    }
+    return {{"time", utc_text(std::chrono::system_clock::now())},
+            {"step", report.step->number},
+            {"result", word_of(report.ending).word},
+            {"took", static_cast<double>(report.took.count()) / 1'000.0},
+            {"watches", std::move(watches)}};
   }
 
   void ask_for(const ScenarioStep& step, const ScenarioWatch& watch) {
@@ -118,56 +162,53 @@ class Runner {
   bool probe(const ScenarioStep& step, const ScenarioCheck& check) {
     if (!check_point_) check_point_ = std::make_unique<CheckPoint>();
     const Answer answer = check.check->ask(*check_point_, check.name);
-    const std::string given = std::visit(
-        [](const auto& value) {
-          if constexpr (std::is_same_v<std::decay_t<decltype(value)>, Currency>) {
-            return value.to_text();
-          } else {
-            return Json(value).dump();
-          }
-        },
-        answer.value);
+    const Expected given = comparable(answer);
     const bool as_expected = !check.expected || (answer.result == 0 && *check.expected == given);
     std::string words = describe(*check.check, answer);
-    if (!as_expected) words += console_.paint(Colour::yellow, " (expected " + *check.expected + ")");
+    if (!as_expected) words += console_.paint(Colour::yellow, " (expected " + text_of(*check.expected) + ")");
     if (console_.json()) {
       console_.print_json_line(Json{{"time", utc_text(std::chrono::system_clock::now())},
                                     {"step", step.number},
                                     {"check", check.check->name},
                                     {"result", answer.result},
-                                    {"answer", Json::parse(given, nullptr, false)},
+                                    {"answer", Json::parse(text_of(given))},
                                     {"expected", as_expected}});
     } else {
-      announce(step, std::string(check.check->name) +
-                         (check.name.empty() ? "" : " \"" + printable(check.name) + "\"") + ": " + words);
+      announce(std::string(check.check->name) +
+               (check.name.empty() ? "" : " \"" + printable(check.name) + "\"") + ": " + words);
     }
     return as_expected;
   }
 
   template <typename Condition>
   void pump(StepReport& report, Clock::time_point deadline, Condition condition) {
-    while (!condition() && !Interrupt::pending() && Clock::now() < deadline) {
+    while (!condition() && !stop_asked(console_) && Clock::now() < deadline) {
       progress(report, deadline);
       // Short waits, for the progress line tells the time.
       session_.wait(std::min(deadline, Clock::now() + std::chrono::milliseconds(250)), condition);
-      take(report, false);
+      take(false);
     }
   }
 
   static bool is_met(const StepReport& report, std::optional<ScenarioProcess>& process) {
     const ScenarioCondition& until = report.step->until;
     if (until.is_empty()) return false;
-    return report.events >= until.events && (!until.command_ended || process->has_ended()) &&
-           std::all_of(until.seen.begin(), until.seen.end(), [&](std::int32_t id) {
-             const auto found = report.watches.find(id);
-             return found != report.watches.end() && found->second.events > 0;
-           });
+    return report.events >= until.events && (!until.command_ended || (process && process->has_ended())) &&
+           std::all_of(until.seen.begin(), until.seen.end(),
+                       [&](std::int32_t id) { return report.watches.at(id).events > 0; });
   }
 
-  /// Takes the step's records from the queue and shows them.
+  /// Takes the records of all steps so far, for watches outlive their step, and shows them.
+  void take(bool undetected) {
+    for (StepReport& report : reports_) take(report, undetected);
+    for (const Error& failure : session_.new_failures()) {
+      console_.clear_progress();
+      console_.complain(failure);
+    }
+  }
   void take(StepReport& report, bool undetected) {
     for (const WatchEvent& event : session_.drain(report.step->number)) {
-      WatchTally& tally = report.watches[event.supervision];
+      WatchTally& tally = report.watches.at(event.supervision);
       ++(undetected ? tally.undetected : tally.events);
       if (!undetected) ++report.events;
       tally.last_detail = event.detail;
@@ -176,24 +217,19 @@ class Runner {
                                       {"step", event.step},
                                       {"supervision", event.supervision},
                                       {"detail", event.detail}});
-        console_.out().flush();
         continue;
       }
-      std::string line =
-          "watch " + std::to_string(event.supervision) + ": " + watch_text(*report.step, event);
+      std::string line = &report == &reports_.back() ? "" : "step " + std::to_string(event.step) + ", ";
+      line += "watch " + std::to_string(event.supervision) + ": " + watch_text(*tally.watch);
       if (!event.detail.empty()) line += "  " + printable(event.detail);
-      announce(*report.step, line + (undetected ? "  has not fired" : ""));
-    }
-    for (const Error& failure : session_.new_failures()) {
-      console_.clear_progress();
-      console_.complain(failure);
+      announce(line + (undetected ? "  has not fired" : ""));
     }
   }
 
   void fail(StepReport& report, const Error& error) {
     report.ending = Ending::failed;
     if (console_.json()) {
-      console_.print_json_line(Json{{"step", report.step->number}, {"error", to_json(error)}});
+      console_.print_json_line(Json{{"step", report.step->number}, {"error", agent::to_json(error)}});
     } else {
       console_.clear_progress();
       console_.complain(error);
@@ -217,10 +253,11 @@ class Runner {
     if (console_.json()) return;
     console_.clear_progress();
     console_.print(console_.paint(
-        Colour::bold, "Step " + std::to_string(step.number) + (step.title.empty() ? "" : "  " + step.title)));
+        Colour::bold,
+        "Step " + std::to_string(step.number) + (step.title.empty() ? "" : "  " + printable(step.title))));
     console_.out().flush();
   }
-  void announce(const ScenarioStep&, const std::string& line) {
+  void announce(const std::string& line) {
     if (console_.json()) return;
     console_.clear_progress();
     console_.print("  " + clock_text(std::chrono::system_clock::now()) + "  " + line);
@@ -231,12 +268,6 @@ class Runner {
     console_.show_progress("  step " + std::to_string(report.step->number) + " waits, " +
                            std::to_string(left.count()) + " s left, " + std::to_string(report.events) +
                            (report.events == 1 ? " event" : " events"));
-  }
-  static std::string watch_text(const ScenarioStep& step, const WatchEvent& event) {
-    const auto found =
-        std::find_if(step.watches.begin(), step.watches.end(),
-                     [&](const ScenarioWatch& watch) { return watch.id == event.supervision; });
-    return found == step.watches.end() ? std::string("(of another step)") : watch_text(*found);
   }
   static std::string watch_text(const ScenarioWatch& watch) {
     return std::string(watch.kind->name) +
@@ -262,11 +293,11 @@ class Runner {
       const std::string result = word_of(report.ending).word;
       std::array<char, 32> took{};
       std::snprintf(took.data(), took.size(), "%.1f s", static_cast<double>(report.took.count()) / 1'000.0);
-      if (report.step->watches.empty()) table.add({number, result, took.data(), report.step->title, "", ""});
+      if (report.step->watches.empty())
+        table.add({number, result, took.data(), printable(report.step->title), "", ""});
       bool first = true;
       for (const ScenarioWatch& watch : report.step->watches) {
-        const auto found = report.watches.find(watch.id);
-        const WatchTally tally = found == report.watches.end() ? WatchTally() : found->second;
+        const WatchTally& tally = report.watches.at(watch.id);
         table.add({first ? number : "", first ? result : "", first ? took.data() : "",
                    std::to_string(watch.id) + " " + watch_text(watch),
                    tally.undetected > 0 ? "undetected" : std::to_string(tally.events),

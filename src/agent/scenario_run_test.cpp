@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <csignal>
 #include <filesystem>
 #include <fstream>
 #include <nlohmann/json.hpp>
@@ -11,6 +12,9 @@ namespace kvwmi::agent {
 namespace {
 
 using Json = nlohmann::ordered_json;
+using testing::fake_local_ground;
+using testing::fake_messages;
+using testing::FakeObject;
 
 class ScenarioRunTest : public testing::AgentFixture {
  protected:
@@ -70,14 +74,75 @@ TEST_F(ScenarioRunTest, AsJson) {
   post_event({}, 1);
   const Result result = run(kTwoSteps, true);
   const std::vector<Json> lines = ScenarioRunTest::lines(result);
-  ASSERT_EQ(lines.size(), 3U);
+  ASSERT_EQ(lines.size(), 5U);
   EXPECT_EQ(lines[0]["step"], 1);
   EXPECT_EQ(lines[0]["supervision"], 1);
   EXPECT_EQ(lines[0]["detail"], "Value: 900 Kilobytes");
   EXPECT_EQ(lines[1]["supervision"], 2);
-  EXPECT_EQ(lines[2]["check"], "process-exists");
-  EXPECT_EQ(lines[2]["answer"], false);
-  EXPECT_EQ(lines[2]["expected"], true);
+  EXPECT_EQ(lines[3]["check"], "process-exists");
+  EXPECT_EQ(lines[3]["answer"], false);
+  EXPECT_EQ(lines[3]["expected"], true);
+}
+
+TEST_F(ScenarioRunTest, AsJsonAStepsEndTellsWhatCameOfIt) {
+  post_event({{"FreePhysicalMemory", wmi::Value("900")}}, 0);
+  post_event({}, 1);
+  const std::vector<Json> lines = ScenarioRunTest::lines(run(kTwoSteps, true));
+  ASSERT_EQ(lines.size(), 5U);
+  Json end = lines[2];
+  std::vector<std::string> keys;
+  for (const auto& entry : end.items()) keys.push_back(entry.key());
+  EXPECT_EQ(keys, (std::vector<std::string>{"time", "step", "result", "took", "watches"}));
+  EXPECT_TRUE(end["took"].is_number_float());
+  end.erase("time");
+  end.erase("took");
+  EXPECT_EQ(end.dump(),
+            R"({"step":1,"result":"ok","watches":[{"supervision":1,"events":1,"undetected":false},)"
+            R"({"supervision":2,"events":1,"undetected":false}]})");
+  EXPECT_EQ(lines[4]["step"], 5);
+  EXPECT_EQ(lines[4]["watches"], Json::array());
+}
+
+TEST_F(ScenarioRunTest, WhatAWatchReportsAfterItsStepIsItsOwn) {
+  post_event({}, 0);
+  fake_messages().push_back([] {});  // ends the wait of the first step
+  post_event({}, 0);
+  post_event({}, 1);
+  const Result result = run(
+      R"({"steps": [{"watches": [{"watch": "process", "name": "a", "start": true}], "until": {"seen": [1]}},
+                    {"watches": [{"watch": "process", "name": "b", "start": true}], "until": {"seen": [1]}}]})");
+  EXPECT_EQ(without_times(result.out),
+            "Step 1\n"
+            "  TIME  watch 1: process \"a\"\n"
+            "Step 2\n"
+            "  TIME  step 1, watch 1: process \"a\"\n"
+            "  TIME  watch 1: process \"b\"\n"
+            "\n"
+            "STEP  RESULT   TIME  WATCH          EVENTS  LAST DETAIL\n"
+            "   1  ok      0.0 s  1 process \"a\"       2\n"
+            "   2  ok      0.0 s  1 process \"b\"       1\n");
+  EXPECT_EQ(result.status, 0);
+}
+
+TEST_F(ScenarioRunTest, ControlCharactersAreMadeVisible) {
+  const Result result = run(R"({"title": "a\u001b[1m", "steps": [{"title": "b\u001b[2J\n"}]})");
+  EXPECT_EQ(without_times(result.out),
+            "a\\x1B[1m\n"
+            "Step 1  b\\x1B[2J\\n\n"
+            "\n"
+            "STEP  RESULT   TIME  WATCH       EVENTS  LAST DETAIL\n"
+            "   1  ok      0.0 s  b\\x1B[2J\\n\n");
+  EXPECT_EQ(run(R"({"steps": [{"x\u001b[2J": 1}]})").err.find('\x1b'), std::string::npos);
+  EXPECT_EQ(run(R"({"steps": [{"watches": [{"watch": "x\u001b[2J"}]}]})").err.find('\x1b'),
+            std::string::npos);
+}
+
+TEST_F(ScenarioRunTest, StopsWhenNobodyReadsAnyMore) {
+  std::ofstream(kFile) << R"({"steps": [{"title": "one", "for": "1h"}, {"title": "two"}]})";
+  const Result result = run_agent_unread({"run", kFile});
+  EXPECT_NE(result.out.find("one"), std::string::npos);
+  EXPECT_EQ(result.out.find("two"), std::string::npos);
+  EXPECT_NE(result.status, 0);
 }
 
 TEST_F(ScenarioRunTest, ConditionThatIsNotMetInTimeIsMissed) {
@@ -133,6 +198,16 @@ TEST_F(ScenarioRunTest, ProgramThatIsNotThereFailsItsStep) {
   EXPECT_EQ(as_json.status, 1);
 }
 
+TEST_F(ScenarioRunTest, ExpectedNumberIsComparedAsANumber) {
+  fake_local_ground().wmi.answer(
+      "SELECT * FROM Win32_OperatingSystem",
+      {std::make_shared<FakeObject>(wmi::NamedValues{{"SizeStoredInPagingFiles", wmi::Value("0")}})});
+  EXPECT_EQ(run(R"({"steps": [{"checks": [{"check": "paging", "expect": 0.0}]}]})").status, 0);
+  const Result other = run(R"({"steps": [{"checks": [{"check": "paging", "expect": 2.50}]}]})");
+  EXPECT_NE(other.out.find("paging: 0 KB (expected 2.5)\n"), std::string::npos) << other.out;
+  EXPECT_EQ(other.status, 3);
+}
+
 TEST_F(ScenarioRunTest, InterruptEndsTheScenarioCleanly) {
   post_interrupt();
   const Result result = run(R"({"steps": [{"watches": [{"watch": "power"}], "for": "1h"}, {"for": "1h"}]})");
@@ -140,7 +215,23 @@ TEST_F(ScenarioRunTest, InterruptEndsTheScenarioCleanly) {
             "Step 1\n\n"
             "STEP  RESULT    TIME  WATCH    EVENTS  LAST DETAIL\n"
             "   1  stopped  0.0 s  1 power       0\n");
-  EXPECT_EQ(result.status, 0);
+  EXPECT_EQ(result.status, 130);
+}
+
+TEST_F(ScenarioRunTest, InterruptDuringTheWaitStartsNoCommand) {
+  post_interrupt();
+  const Result result = run(R"({"steps": [{"wait": "1h", "start": ["no such program"]}]})");
+  EXPECT_EQ(result.err, "");
+  EXPECT_EQ(result.status, 130);
+}
+
+TEST_F(ScenarioRunTest, HangupEndsItToo) {
+#ifdef SIGHUP
+  fake_messages().push_back([] { std::raise(SIGHUP); });
+  EXPECT_EQ(run(R"({"steps": [{"for": "1h"}]})").status, 130);
+#else
+  GTEST_SKIP() << "no such signal on this system";
+#endif
 }
 
 TEST_F(ScenarioRunTest, UsageErrors) {

@@ -42,21 +42,23 @@ TEST(ScenarioTest, EverythingThatAStepCanHave) {
       {"step": 3, "title": "first",
        "watches": [
          {"watch": "disk", "id": 7, "name": "C:", "below": "10GB", "poll": 2, "group": "1min", "at-least": 3},
-         {"watch": "process", "name": "sleep", "start": true, "if-undetected": true}],
+         {"watch": "process", "name": "sleep", "start": true}, {"watch": "power", "if-undetected": true}],
        "checks": [{"check": "process-exists", "name": "sleep", "expect": false}, {"check": "free-memory"}],
        "wait": "500ms", "start": ["sleep", "3"],
        "until": {"seen": [7, 2], "events": 4, "ended": true}, "for": 20, "undetected": true},
-      {"until": {"events": 1}},
-      {}
+      {"watches": [{"watch": "power"}], "until": {"events": 1}},
+      {},
+      {"start": ["sleep", "3"]},
+      {"start": ["sleep", "3"], "for": "2s"}
     ]
   })",
                                            "s.json");
   EXPECT_EQ(scenario.title, "All of it");
-  ASSERT_EQ(scenario.steps.size(), 3U);
+  ASSERT_EQ(scenario.steps.size(), 5U);
   const ScenarioStep& step = scenario.steps[0];
   EXPECT_EQ(step.number, 3);
   EXPECT_EQ(step.title, "first");
-  ASSERT_EQ(step.watches.size(), 2U);
+  ASSERT_EQ(step.watches.size(), 3U);
   EXPECT_EQ(step.watches[0].kind->method, "m_SuperviseDiskFreeSpace");
   EXPECT_EQ(step.watches[0].id, 7);
   EXPECT_EQ(step.watches[0].request.name, "C:");
@@ -68,11 +70,12 @@ TEST(ScenarioTest, EverythingThatAStepCanHave) {
   EXPECT_EQ(step.watches[1].id, 2) << "its place in the list";
   EXPECT_TRUE(step.watches[1].request.first);
   EXPECT_FALSE(step.watches[1].request.second);
-  EXPECT_TRUE(step.watches[1].request.notify_if_undetected);
+  EXPECT_FALSE(step.watches[1].request.notify_if_undetected);
+  EXPECT_TRUE(step.watches[2].request.notify_if_undetected);
   ASSERT_EQ(step.checks.size(), 2U);
   EXPECT_EQ(step.checks[0].check->method, "m_GetProcessExistence");
   EXPECT_EQ(step.checks[0].name, "sleep");
-  EXPECT_EQ(step.checks[0].expected, "false");
+  EXPECT_EQ(step.checks[0].expected, ScenarioCheck::Expected(false));
   EXPECT_EQ(step.checks[1].expected, std::nullopt);
   EXPECT_EQ(step.wait, 500ms);
   EXPECT_EQ(step.command, (std::vector<std::string>{"sleep", "3"}));
@@ -87,6 +90,30 @@ TEST(ScenarioTest, EverythingThatAStepCanHave) {
   EXPECT_EQ(scenario.steps[2].number, 5);
   EXPECT_EQ(scenario.steps[2].limit, 0s);
   EXPECT_TRUE(scenario.steps[2].until.is_empty());
+  EXPECT_TRUE(scenario.steps[3].until.command_ended) << "of a command that nothing else is said about";
+  EXPECT_EQ(scenario.steps[3].limit, 10s);
+  EXPECT_TRUE(scenario.steps[4].until.is_empty());
+  EXPECT_EQ(scenario.steps[4].limit, 2s);
+}
+
+TEST(ScenarioTest, ExpectedNumbersAreNumbersHoweverTheyAreWritten) {
+  for (const char* number : {"12.5", "12.50", "1.25e1"}) {
+    const Scenario scenario = parse_scenario(
+        R"({"steps": [{"checks": [{"check": "paging", "expect": )" + std::string(number) + "}]}]}", "s.json");
+    EXPECT_EQ(scenario.steps[0].checks[0].expected, ScenarioCheck::Expected(Currency::from_text("12.5")));
+  }
+}
+
+TEST(ScenarioTest, TheLastStepNumberCanBeUsed) {
+  const Scenario scenario = parse_scenario(R"({"steps": [{"step": 2147483646}, {}]})", "s.json");
+  EXPECT_EQ(scenario.steps[1].number, 2'147'483'647);
+}
+
+TEST(ScenarioDocumentTest, NestingHasALimit) {
+  const auto nested = [](std::size_t levels) { return std::string(levels, '[') + std::string(levels, ']'); };
+  EXPECT_EQ(refusal(nested(64)), "s.json:1: must be an object in braces");
+  EXPECT_EQ(refusal(nested(65)), "s.json:1: nested too deeply");
+  EXPECT_EQ(refusal(std::string(2'000'000, '[')), "s.json:1: nested too deeply");
 }
 
 struct RefusalCase {
@@ -131,7 +158,30 @@ TEST(ScenarioTest, RefusalsNameLineAndKey) {
       {"{\"steps\": [{\"checks\": [{\"check\": \"service-state\"}]}]}",
        "s.json:1: steps[0].checks[0]: the key \"name\" is missing: a service's display name"},
       {"{\"steps\": [{\"checks\": [{\"check\": \"memory\", \"expect\": \"x\"}]}]}",
-       "s.json:1: steps[0].checks[0].expect: must be a number, true or false"},
+       "s.json:1: steps[0].checks[0].expect: must be a number"},
+      {"{\"steps\": [{\"checks\": [{\"check\": \"memory\",\n\"expect\": true}]}]}",
+       "s.json:2: steps[0].checks[0].expect: must be a number"},
+      {"{\"steps\": [{\"checks\": [{\"check\": \"memory\", \"expect\": 1e300}]}]}",
+       "s.json:1: steps[0].checks[0].expect: is more than any answer"},
+      {"{\"steps\": [{\"checks\": [{\"check\": \"process-exists\", \"name\": \"x\", \"expect\": 0}]}]}",
+       "s.json:1: steps[0].checks[0].expect: must be true or false"},
+      {"{\"steps\": [{\"step\": 2147483647},\n{\"title\": \"x\"}]}",
+       "s.json:2: steps[1]: no number is left for this step"},
+      {"{\"steps\": [{\"watches\": [{\"watch\": \"power\"}], \"until\": {\"events\": 0}}]}",
+       "s.json:1: steps[0].until.events: must be 1 or more"},
+      {"{\"steps\": [{\"watches\": [{\"watch\": \"power\"}], \"until\": {\"events\": -1}}]}",
+       "s.json:1: steps[0].until.events: must be 1 or more"},
+      {"{\"steps\": [{\"until\": {\"events\": 1}}]}",
+       "s.json:1: steps[0].until.events: no watch of the step reports any"},
+      {"{\"steps\": [{\"watches\": [{\"watch\": \"power\", \"if-undetected\": true}],\n"
+       "\"until\": {\"seen\": [1]}}]}",
+       "s.json:2: steps[0].until.seen[0]: watch 1 reports only that it has not fired"},
+      {"{\"steps\": [{\"watches\": [{\"watch\": \"power\", \"poll\": 99999999999}]}]}",
+       "s.json:1: steps[0].watches[0].poll: \"99999999999\" is not at most 2147483647 seconds"},
+      {"{\"steps\": [{\"watches\": [{\"watch\": \"network-interfaces\", \"name\": \".\"}]}]}",
+       "s.json:1: steps[0].watches[0]: \".\" is there and no record of network interfaces; the watch would "
+       "delete it"},
+      {"{\"steps\": [{\"start\": [\n\"/bin/echo\\u0000x\"]}]}", "s.json:2: a text must not hold \\u0000"},
       {"{\"steps\": [{\"watches\": [{}]}]}", "s.json:1: steps[0].watches[0]: the key \"watch\" is missing"},
       {"{\"steps\": [{\"watches\": [{\"watch\": \"dsk\"}]}]}",
        "s.json:1: steps[0].watches[0].watch: unknown watch \"dsk\"; nearest: disk"},
