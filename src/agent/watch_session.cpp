@@ -70,6 +70,11 @@ struct WatchSession::Failures {
     if (told.insert(text).second) fresh.push_back(error);
   }
 
+  [[nodiscard]] bool any() {
+    const std::scoped_lock lock(mutex);
+    return !fresh.empty();
+  }
+
   std::mutex mutex;
   std::set<std::string> told;
   std::vector<Error> fresh;
@@ -96,8 +101,9 @@ WatchSession::~WatchSession() {
 void WatchSession::wait(std::chrono::steady_clock::time_point deadline,
                         const std::function<bool()>& condition) {
   const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
-  message_loop::run_until([&] { return Interrupt::pending() || event_.wait(0ms) || condition(); },
-                          std::max(left, 0ms));
+  message_loop::run_until(
+      [&] { return Interrupt::pending() || event_.wait(0ms) || failures_->any() || condition(); },
+      std::max(left, 0ms));
 }
 
 std::vector<WatchEvent> WatchSession::drain(std::int32_t step) {

@@ -35,8 +35,8 @@ class WatchSession {
 
   [[nodiscard]] Supervision& supervision() noexcept { return supervision_; }
 
-  /// Runs the thread's message loop until the component signals a record, `condition` holds, the user
-  /// interrupts, or the time has come; whichever is first.
+  /// Runs the thread's message loop until the component signals a record, there is a new failure, `condition`
+  /// holds, the user interrupts, or the time has come; whichever is first.
   void wait(std::chrono::steady_clock::time_point deadline, const std::function<bool()>& condition);
   /// All records of a step.
   [[nodiscard]] std::vector<WatchEvent> drain(std::int32_t step);
