@@ -40,8 +40,8 @@ constexpr std::array kStepKeys{
     Key{"checks", "list of checks", false},
     Key{"wait", "time to let pass, such as \"2s\"", false},
     Key{"start",
-        "command to start: a list of texts, the program first; what still runs at the step's end is ended. "
-        "Without \"until\" and \"for\" the step waits for the command's end",
+        "command to start: a list of texts, the program first. What it starts ends with it, and it ends with "
+        "the step; without \"until\" and \"for\" the step waits for its end",
         false},
     Key{"until", "what ends the step", false},
     Key{"for", "the step's time, such as \"10s\", which it also is where the step waits for something",

@@ -77,13 +77,21 @@ ScenarioProcess::~ScenarioProcess() {
 }
 
 bool ScenarioProcess::has_ended() {
-  return WaitForSingleObject(system_->process, 0) == WAIT_OBJECT_0;
+  if (WaitForSingleObject(system_->process, 0) != WAIT_OBJECT_0) return false;
+  TerminateJobObject(system_->job, 1);
+  return true;
 }
 
 #else
 
 struct ScenarioProcess::System {
-  pid_t process = 0;
+  pid_t process = 0;  // and its group; 0 once it has been waited for
+
+  void end() {
+    kill(-process, SIGKILL);
+    waitpid(process, nullptr, 0);
+    process = 0;
+  }
 };
 
 ScenarioProcess::ScenarioProcess(const std::vector<std::string>& command)
@@ -111,16 +119,18 @@ ScenarioProcess::ScenarioProcess(const std::vector<std::string>& command)
 }
 
 ScenarioProcess::~ScenarioProcess() {
-  kill(-system_->process, SIGKILL);
-  waitpid(system_->process, nullptr, 0);
+  if (system_->process != 0) system_->end();
 }
 
 bool ScenarioProcess::has_ended() {
-  // It stays to be waited for, so that nobody else can get the group's number as long as the group may be
-  // needed.
+  if (system_->process == 0) return true;
+  // Until it is waited for, nobody else can get its number and the group's; long after, watches would still
+  // see it.
   siginfo_t ended{};
-  return waitid(P_PID, static_cast<id_t>(system_->process), &ended, WEXITED | WNOHANG | WNOWAIT) == 0 &&
-         ended.si_pid != 0;
+  waitid(P_PID, static_cast<id_t>(system_->process), &ended, WEXITED | WNOHANG | WNOWAIT);
+  if (ended.si_pid == 0) return false;
+  system_->end();
+  return true;
 }
 
 #endif

@@ -6,8 +6,8 @@
 
 namespace kvwmi::agent {
 
-/// A command that a scenario starts. Its output is dropped. What still runs at the end is ended, also what it
-/// has started itself (Linux: unless that made itself a process group of its own).
+/// A command that a scenario starts. Its output is dropped. It ends with this object at the latest, and what
+/// it has started ends with it (Linux: unless that is in a process group of its own).
 class ScenarioProcess {
  public:
   /// The program, found like a shell finds it, and its arguments. One that cannot be started raises
@@ -17,6 +17,7 @@ class ScenarioProcess {
   ScenarioProcess(const ScenarioProcess&) = delete;
   ScenarioProcess& operator=(const ScenarioProcess&) = delete;
 
+  /// To be asked again and again, for the command's end is complete when it has been noticed.
   [[nodiscard]] bool has_ended();
 
  private:

@@ -120,7 +120,10 @@ class Runner {
         announce("start " + command_text(step.command));
         process.emplace(step.command);
       }
-      const auto met = [&] { return is_met(report, process); };
+      const auto met = [&] {
+        const bool command_ended = process && process->has_ended();
+        return is_met(report, command_ended);
+      };
       pump(report, Clock::now() + step.limit, met);
       if (step.undetected) {
         session_.supervision().m_PushUndetectedEventInfos();
@@ -190,10 +193,10 @@ class Runner {
     }
   }
 
-  static bool is_met(const StepReport& report, std::optional<ScenarioProcess>& process) {
+  static bool is_met(const StepReport& report, bool command_ended) {
     const ScenarioCondition& until = report.step->until;
     if (until.is_empty()) return false;
-    return report.events >= until.events && (!until.command_ended || (process && process->has_ended())) &&
+    return report.events >= until.events && (!until.command_ended || command_ended) &&
            std::all_of(until.seen.begin(), until.seen.end(),
                        [&](std::int32_t id) { return report.watches.at(id).events > 0; });
   }
@@ -219,10 +222,12 @@ class Runner {
                                       {"detail", event.detail}});
         continue;
       }
-      std::string line = &report == &reports_.back() ? "" : "step " + std::to_string(event.step) + ", ";
+      const bool of_this_step = &report == &reports_.back();
+      std::string line = of_this_step ? "" : "step " + std::to_string(event.step) + ", ";
       line += "watch " + std::to_string(event.supervision) + ": " + watch_text(*tally.watch);
       if (!event.detail.empty()) line += "  " + printable(event.detail);
-      announce(line + (undetected ? "  has not fired" : ""));
+      if (undetected) line += "  has not fired";
+      announce(of_this_step ? line : console_.paint(Colour::dim, line));
     }
   }
 
