@@ -42,7 +42,7 @@ class RunningAgent {
       kill(pid_, SIGKILL);
       waitpid(pid_, nullptr, 0);
     }
-    std::fclose(out_);
+    stop_reading();
   }
   RunningAgent(const RunningAgent&) = delete;
   RunningAgent& operator=(const RunningAgent&) = delete;
@@ -56,6 +56,13 @@ class RunningAgent {
       file >> call;
       return file && (call == SYS_epoll_pwait || call == kWait || call == SYS_epoll_pwait2);
     });
+  }
+
+  [[nodiscard]] pid_t pid() const noexcept { return pid_; }
+  /// Goes away as the reader of its output.
+  void stop_reading() {
+    if (out_ != nullptr) std::fclose(out_);
+    out_ = nullptr;
   }
 
   /// The next line without its end; empty at the end of the output.
@@ -79,7 +86,7 @@ class RunningAgent {
     EXPECT_EQ(event["supervision"], 1);
     EXPECT_EQ(event["detail"], detail);
   }
-  /// Sends a signal, waits for the end and gives the exit status.
+  /// Sends a signal (0 sends none), waits for the end and gives the exit status.
   int stop(int signal) {
     kill(pid_, signal);
     int status = -1;
