@@ -24,6 +24,13 @@ endif()
 if(WIN32)
   add_compile_definitions(UNICODE _UNICODE WIN32_LEAN_AND_MEAN NOMINMAX _WIN32_WINNT=0x0A00)
   add_link_options(-static -Wl,--no-insert-timestamp)
+  if(CMAKE_SIZEOF_VOID_P EQUAL 4)
+    # Where the unlikely part of a function has no instruction left, g++ 12 still describes it to the unwinder, at the
+    # address of the function that follows. Of two descriptions with one address libgcc's search finds either, and when
+    # it is the empty one, an exception that crosses the function that follows ends the program. 64-bit Windows finds
+    # functions by other tables.
+    add_compile_options(-fno-reorder-blocks-and-partition)
+  endif()
 endif()
 
 find_program(KVWMI_CCACHE ccache)
