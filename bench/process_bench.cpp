@@ -148,13 +148,15 @@ double thread_seconds() {
   return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) * 1e-9;
 }
 
-/// Best times of several works, run in turns so that all of them see the same machine.
+/// Best times of several works, run in turns so that all of them see the same machine; every other round
+/// backwards, so that none always runs after the one that takes most of the caches.
 template <std::size_t count>
 std::array<double, count> in_turns(int rounds, const std::array<std::function<void()>, count>& works) {
   std::array<double, count> best;
   best.fill(1e9);
   for (int round = 0; round < rounds; ++round) {
-    for (std::size_t i = 0; i < count; ++i) {
+    for (std::size_t turn = 0; turn < count; ++turn) {
+      const std::size_t i = round % 2 == 0 ? turn : count - 1 - turn;
       const double begin = thread_seconds();
       works[i]();
       best[i] = std::min(best[i], thread_seconds() - begin);
@@ -184,7 +186,7 @@ void measure(int processes, Claims& claims) {
   claims.check("memory listed to memory read" + at, memory_ratio, "0.9 to 1.1",
                memory_ratio > 0.9 && memory_ratio < 1.1);
 
-  const int rounds = 30000 / processes;
+  const int rounds = 60000 / processes;
   const auto exists = in_turns<4>(rounds, {
                                               [&] { check_point.m_GetProcessExistence(kNeedle, found); },
                                               [&] { static_cast<void>(bare_count(kNeedle)); },
@@ -195,9 +197,8 @@ void measure(int processes, Claims& claims) {
   claims.note("  getdents and comm alone" + at, exists[1] * 1e6);
   claims.note("  libproc2, number and name" + at, exists[2] * 1e6);
   claims.at_most("process exists to the bare loop" + at, exists[0] / exists[1], 1.3);
-  claims.note("  the same where every process has the name" + at, exists[3] / exists[1]);
+  claims.at_most("  the same where every process has the name" + at, exists[3] / exists[1], 1.3);
   claims.at_most("process exists to libproc2" + at, exists[0] / exists[2], 0.5);
-
   claims.at_most("  the same where every process has the name" + at, exists[3] / exists[2], 0.5);
 
   const auto list = in_turns<2>(rounds, {

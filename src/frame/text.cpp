@@ -134,7 +134,7 @@ int compare_ignoring_case(std::string_view a, std::string_view b) {
 }
 
 bool equals_ignoring_case(std::string_view a, std::string_view b) {
-  return compare_ignoring_case(a, b) == 0;
+  return a == b || compare_ignoring_case(a, b) == 0;  // mostly they are spelt alike
 }
 
 std::string fold_case(std::string_view text) {
