@@ -44,7 +44,8 @@ constexpr std::array kStepKeys{
         "the step; without \"until\" and \"for\" the step waits for its end",
         false},
     Key{"until", "what ends the step", false},
-    Key{"for", "the step's time, such as \"10s\", which it also is where the step waits for something",
+    Key{"for",
+        "the step's time, such as \"30s\"; without it 10s where the step waits for something, else none",
         false},
     Key{"undetected", "true to ask for the watches that have not fired", false},
 };
