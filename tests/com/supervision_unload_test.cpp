@@ -74,13 +74,15 @@ TEST(SupervisionUnload, AThreadGoesOnAndEndsAfterTheLibraryThatItWatchedWith) {
     ASSERT_EQ(library.can_unload_now(), S_OK);
     library.free();
     ASSERT_EQ(GetModuleHandleW(L"KVWMI.dll"), nullptr);
-    // A timer that had been left behind would run before this later one does, in code that is gone.
+    // A timer that had been left behind would come before this later one does, and run code that is gone; the
+    // system would swallow what comes of that.
     const UINT_PTR timer = SetTimer(nullptr, 0, 1'500, note_tick);
     MSG message{};
     while (GetMessageW(&message, nullptr, 0, 0) > 0) {
-      const bool is_ours = message.message == WM_TIMER && message.wParam == timer;
+      const bool is_timer = message.message == WM_TIMER && !message.hwnd;
+      if (is_timer && message.wParam == timer) break;
+      EXPECT_FALSE(is_timer) << "a timer was left behind";
       DispatchMessageW(&message);
-      if (is_ours) break;
     }
     KillTimer(nullptr, timer);
     finished = true;
