@@ -35,9 +35,11 @@ class Services final : public PartialServices {
     return answer([&] {
       if (!sink) throw wmi::wmi_error(wmi::Status::invalid_parameter, wmi::source::kServices);
       const auto option_values = entries_of(options);
-      services_->exec_notification_query_async(service_sink(*sink, *backend_), from_bstr(text),
-                                               from_bstr(language), flags, options ? &option_values : nullptr,
-                                               entries_of(context));
+      const auto context_values = entries_of(context);
+      start_call(*sink, *backend_, context_values, [&](const std::shared_ptr<wmi::Sink>& behind) {
+        services_->exec_notification_query_async(behind, from_bstr(text), from_bstr(language), flags,
+                                                 options ? &option_values : nullptr, context_values);
+      });
     });
   }
   STDMETHODIMP get_Security_(ISWbemSecurity** security) override {

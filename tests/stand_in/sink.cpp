@@ -3,11 +3,14 @@
 #include <ocidl.h>
 #include <olectl.h>
 
+#include <array>
 #include <map>
 #include <utility>
+#include <vector>
 
 #include "frame/text.h"
 #include "frame/wmi_status.h"
+#include "stand_in/apartment_delivery.h"
 #include "stand_in/bag.h"
 #include "stand_in/named_value_set.h"
 #include "stand_in/object.h"
@@ -20,7 +23,10 @@ namespace {
 constexpr IID kSinkItself{0xC9B2B7E5, 0x2C6B, 0x4D0C, {0x9E, 0x2A, 0x5A, 0x1D, 0x7F, 0x0B, 0x6E, 0x33}};
 
 constexpr DISPID kCancel = 1;
+
+// Events.
 constexpr DISPID kOnObjectReady = 1;
+constexpr DISPID kOnCompleted = 2;
 
 /// The receivers of a sink's events.
 struct Receivers {
@@ -61,24 +67,40 @@ class SinkPoint final : public com::Implements<IConnectionPoint> {
   ComPtr<IConnectionPointContainer> container_;
 };
 
-/// Hands one event to every receiver that is connected when its turn comes.
-void fire(Receivers& receivers, wmi::Object& event, IDispatch* context) {
-  const auto object = make_object(std::make_shared<Bag>(event));
+VARIANT object_argument(IDispatch* object) {
+  VARIANT result;
+  VariantInit(&result);
+  V_VT(&result) = VT_DISPATCH;
+  V_DISPATCH(&result) = object;
+  return result;
+}
+
+/// Hands one event to every receiver that is connected when its turn comes. As in every late-bound call the
+/// last argument stands first.
+template <std::size_t count>
+void raise(const Receivers& receivers, DISPID event, std::array<VARIANT, count> arguments) {
   const auto at_the_start = receivers.connected;
   for (const auto& [cookie, receiver] : at_the_start) {
     if (!receivers.connected.contains(cookie)) continue;
-    // In reverse order, as every late-bound call has its arguments.
-    VARIANT arguments[2];
-    VariantInit(&arguments[0]);
-    V_VT(&arguments[0]) = VT_DISPATCH;
-    V_DISPATCH(&arguments[0]) = context;
-    VariantInit(&arguments[1]);
-    V_VT(&arguments[1]) = VT_DISPATCH;
-    V_DISPATCH(&arguments[1]) = object.get();
-    DISPPARAMS parameters{arguments, nullptr, 2, 0};
-    receiver->Invoke(kOnObjectReady, IID_NULL, LOCALE_NEUTRAL, DISPATCH_METHOD, &parameters, nullptr, nullptr,
+    DISPPARAMS parameters{arguments.data(), nullptr, count, 0};
+    receiver->Invoke(event, IID_NULL, LOCALE_NEUTRAL, DISPATCH_METHOD, &parameters, nullptr, nullptr,
                      nullptr);
   }
+}
+
+void raise_object_ready(const Receivers& receivers, wmi::Object& event, const wmi::NamedValues& context) {
+  const auto object = make_object(std::make_shared<Bag>(event));
+  const auto values = make_named_value_set(context);
+  raise(receivers, kOnObjectReady, std::array{object_argument(values.get()), object_argument(object.get())});
+}
+
+void raise_completed(const Receivers& receivers, wmi::Status status, const wmi::NamedValues& context) {
+  const auto values = make_named_value_set(context);
+  VARIANT number;
+  VariantInit(&number);
+  V_VT(&number) = VT_I4;
+  V_I4(&number) = static_cast<LONG>(status);
+  raise(receivers, kOnCompleted, std::array{object_argument(values.get()), object_argument(nullptr), number});
 }
 
 /// The type library of the machine may lack this interface, so its one method is served here.
@@ -106,22 +128,43 @@ class Sink final : public com::Implements<ISWbemSink, IConnectionPointContainer,
   }
   STDMETHODIMP InterfaceSupportsErrorInfo(REFIID) override { return S_OK; }
 
+  /// Each call hears that it is over, after the events that it has delivered so far.
   STDMETHODIMP Cancel() override {
-    behind.reset();
-    return S_OK;
+    return com::guarded(IID_IDispatch, [&] {
+      behind_.reset();
+      for (wmi::NamedValues& context : std::exchange(calls_, {})) {
+        delivery_.post([receivers = receivers_, context = std::move(context)] {
+          raise_completed(*receivers, wmi::Status::call_cancelled, context);
+        });
+      }
+    });
   }
   STDMETHODIMP EnumConnectionPoints(IEnumConnectionPoints**) override { return E_NOTIMPL; }
   STDMETHODIMP FindConnectionPoint(REFIID id, IConnectionPoint** point) override {
     if (!point) return E_POINTER;
     *point = nullptr;
     if (id != __uuidof(ISWbemSinkEvents)) return CONNECT_E_NOCONNECTION;
-    *point = new SinkPoint(receivers, ComPtr<IConnectionPointContainer>::share(this));
+    *point = new SinkPoint(receivers_, ComPtr<IConnectionPointContainer>::share(this));
     return S_OK;
   }
 
-  std::shared_ptr<Receivers> receivers = std::make_shared<Receivers>();
-  /// Has all of its subscriptions.
-  std::shared_ptr<wmi::Sink> behind;
+  void start_call(Backend& backend, const wmi::NamedValues& context, const StartCall& start) {
+    if (!behind_) {
+      // The receivers are shared rather than the sink, which owns what is made here.
+      behind_ =
+          backend.create_sink([receivers = receivers_](wmi::Object& event, const wmi::NamedValues& of_call) {
+            raise_object_ready(*receivers, event, of_call);
+          });
+    }
+    start(behind_);
+    calls_.push_back(context);
+  }
+
+ private:
+  std::shared_ptr<Receivers> receivers_ = std::make_shared<Receivers>();
+  std::shared_ptr<wmi::Sink> behind_;    ///< has all of its calls
+  std::vector<wmi::NamedValues> calls_;  ///< the contexts of those that run
+  ApartmentDelivery delivery_;
 };
 
 ComPtr<Sink> sink_itself(IUnknown& sink) {
@@ -138,16 +181,8 @@ ComPtr<ISWbemSink> make_sink() {
   return own<ISWbemSink>(new Sink);
 }
 
-std::shared_ptr<wmi::Sink> service_sink(IDispatch& sink, Backend& backend) {
-  const auto itself = sink_itself(sink);
-  if (!itself->behind) {
-    // The receivers are shared rather than the sink, which owns what is made here.
-    itself->behind = backend.create_sink(
-        [receivers = itself->receivers](wmi::Object& event, const wmi::NamedValues& context) {
-          fire(*receivers, event, make_named_value_set(context).get());
-        });
-  }
-  return itself->behind;
+void start_call(IDispatch& sink, Backend& backend, const wmi::NamedValues& context, const StartCall& start) {
+  sink_itself(sink)->start_call(backend, context, start);
 }
 
 }  // namespace kvwmi::stand_in
