@@ -49,8 +49,11 @@ TEST_F(SupervisionOnWindows, AChangeThatDoesNotCrossTheThresholdIsNoEvent) {
   const auto disk = machine->add("Win32_LogicalDisk",
                                  {{"DeviceID", "C:"}, {"DriveType", U{3}}, {"FreeSpace", U{90'000'000'000}}});
   supervision.m_SuperviseDiskFreeSpace(kStep, kWatch, "C:", kLess, currency("10"), kMegabytes, kPeriod);
-  machine->rows("Win32_LogicalDisk").set(disk, "FreeSpace", U{80'000'000'000});
-  expect_quiet_for(std::chrono::milliseconds(1500));
+  change_and_be_seen("Win32_LogicalDisk",
+                     [&](auto& disks) { disks.set(disk, "FreeSpace", U{80'000'000'000}); });
+  machine->rows("Win32_LogicalDisk").set(disk, "FreeSpace", U{9'000'000});
+  EXPECT_EQ(next_record(), Record(kWatch, "Value: 9000000 Bytes"));  // the first and only one
+  EXPECT_EQ(pop(), Record(0, ""));
 }
 
 TEST_F(SupervisionOnWindows, ProcessMemorySize) {
@@ -78,8 +81,9 @@ TEST_F(SupervisionOnWindows, FreeMemoryOfEveryKind) {
     // is low already.
     machine->rows("Win32_OperatingSystem").set(row, kinds[i].second, U{100'000});
     EXPECT_EQ(next_record(), Record(watch, "Value: 100000 Kilobytes")) << kinds[i].second;
-    machine->rows("Win32_OperatingSystem").set(row, kinds[i].second, U{900'000});
-    expect_quiet_for(std::chrono::milliseconds(1200));
+    EXPECT_EQ(pop(), Record(0, ""));
+    change_and_be_seen("Win32_OperatingSystem",
+                       [&](auto& systems) { systems.set(row, kinds[i].second, U{900'000}); });
   }
 }
 
@@ -105,8 +109,7 @@ TEST_F(SupervisionOnWindows, AGroupOfChangesIsOneRecord) {
   const auto service =
       machine->add("Win32_Service", {{"Name", "svc"}, {"DisplayName", "Some service"}, {"State", "Running"}});
   supervision.m_SuperviseService(kStep, kWatch, "Some service", true, true, kPeriod, 3, 0);
-  machine->rows("Win32_Service").set(service, "State", "Stopped");
-  message_loop::run_for(std::chrono::milliseconds(1500));
+  change_and_be_seen("Win32_Service", [&](auto& services) { services.set(service, "State", "Stopped"); });
   machine->rows("Win32_Service").set(service, "State", "Running");
   EXPECT_EQ(next_record(), Record(kWatch, ""));
   EXPECT_EQ(pop(), Record(0, ""));
@@ -125,16 +128,27 @@ TEST_F(SupervisionOnWindows, Process) {
   EXPECT_EQ(next_record(), Record(kWatch, ""));
   machine->rows("Win32_Process").remove(process);
   EXPECT_EQ(next_record(), Record(kWatch, ""));
-  machine->add("Win32_Process", {{"Handle", "8"}, {"Name", "other.exe"}});
-  expect_quiet_for(std::chrono::milliseconds(1500));
+  change_and_be_seen("Win32_Process", [](auto& processes) {
+    processes.add({{"Handle", "8"}, {"Name", "other.exe"}});
+  });
+  machine->add("Win32_Process", {{"Handle", "9"}, {"Name", "a.exe"}});
+  EXPECT_EQ(next_record(), Record(kWatch, ""));
+  EXPECT_EQ(pop(), Record(0, ""));
 }
 
 TEST_F(SupervisionOnWindows, AfterTheReleaseNothingIsDelivered) {
   const auto processor = machine->add("Win32_Processor", {{"DeviceID", "CPU0"}, {"LoadPercentage", U{5}}});
   supervision.m_SuperviseProcessorLoadPercentage(kStep, kWatch, kGreater, 90, kPeriod);
   supervision.m_Release();
+  // Another engine tells when the change has been delivered.
+  Supervision other;
+  other.p_strSupervisionEventName(event_name);
+  other.m_Initialize();
+  other.m_SuperviseProcessorLoadPercentage(kStep, kWatch, kGreater, 90, kPeriod);
   machine->rows("Win32_Processor").set(processor, "LoadPercentage", U{95});
-  expect_quiet_for(std::chrono::milliseconds(1500));
+  ASSERT_TRUE(message_loop::run_until([&] { return event.wait(std::chrono::milliseconds(0)); }, kDeadline));
+  EXPECT_EQ(pop(), Record(0, ""));
+  other.m_Release();
 }
 
 TEST_F(SupervisionOnWindows, ARefusedQueryIsTheServicesOwnError) {

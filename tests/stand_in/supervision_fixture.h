@@ -9,6 +9,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <utility>
 
 #include "kvwmi/message_loop.h"
@@ -49,9 +50,13 @@ struct SupervisionOnWindows : testing::Test {
     }
     return pop();
   }
-  void expect_quiet_for(std::chrono::milliseconds duration) {
-    message_loop::run_for(duration);
-    EXPECT_EQ(pop(), Record(0, ""));
+  /// Makes a change and waits until the service has seen it: it reads a class again only after a change.
+  template <typename Change>
+  void change_and_be_seen(std::string_view class_name, Change change) {
+    embedded::MemoryProvider& rows = machine->rows(class_name);
+    const std::size_t before = rows.enumerations();
+    change(rows);
+    ASSERT_TRUE(message_loop::run_until([&] { return rows.enumerations() > before; }, kDeadline));
   }
 
   std::string event_name = "kvwmi stand-in " + std::to_string(GetCurrentProcessId());
