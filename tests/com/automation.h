@@ -66,7 +66,7 @@ class Variant {
     return make(VT_ERROR, [](VARIANT& v) { V_ERROR(&v) = DISP_E_PARAMNOTFOUND; });
   }
   /// An array as scripts make them.
-  static Variant array(std::initializer_list<Variant> elements) {
+  static Variant array(const std::vector<Variant>& elements) {
     return make(VT_ARRAY | VT_VARIANT, [&](VARIANT& v) {
       V_ARRAY(&v) = SafeArrayCreateVector(VT_VARIANT, 0, static_cast<ULONG>(elements.size()));
       LONG index = 0;

@@ -1,23 +1,13 @@
 #!/usr/bin/env bash
-# Registers built libraries in a prefix of its own and runs scripts with the system's script host.
-#   run_scripts.sh WINE PREFIX LIBRARY... -- SCRIPT...
+# Runs scripts with the system's script host.
+#   run_scripts.sh WINE SCRIPT...
 # A script fails with a line that begins with FAIL, or by not ending with the line DONE: the script host itself tells
 # of no error.
 set -euo pipefail
 wine=$1
-export KVWMI_WINE_PREFIX=$2
-shift 2
-work=$(mktemp -d -p .)
-trap '"$wine" --stop; rm -rf "$work"' EXIT
-"$wine" --start
-while [[ $1 != -- ]]; do
-  "$wine" regsvr32 /s "$1" </dev/null || {
-    echo "regsvr32 $1 answered $?"
-    exit 1
-  }
-  shift
-done
 shift
+work=$(mktemp -d -p .)
+trap 'rm -rf "$work"' EXIT
 status=0
 for script; do
   name=${script##*/}

@@ -92,6 +92,14 @@ Value calls(Repository& repository, Arguments) {
   return Value(std::move(texts));
 }
 
+Value reads(Repository& repository, Arguments arguments) {
+  return Value(static_cast<std::int32_t>(repository.rows(to_text(arguments[0])).enumerations()));
+}
+
+Value process(Repository&, Arguments) {
+  return Value(static_cast<std::int32_t>(GetCurrentProcessId()));
+}
+
 Value pump(Repository&, Arguments arguments) {
   message_loop::run_for(std::chrono::milliseconds(to_long(arguments[0])));
   return Value();
@@ -106,7 +114,8 @@ struct Member {
 constexpr std::array kMembers{
     Member{"Add", 2, add},     Member{"Change", 4, change}, Member{"Remove", 2, remove},
     Member{"Clear", 0, clear}, Member{"Fail", 2, fail},     Member{"Answer", 3, answer},
-    Member{"Calls", 0, calls}, Member{"Pump", 1, pump},
+    Member{"Calls", 0, calls}, Member{"Reads", 1, reads},   Member{"Process", 0, process},
+    Member{"Pump", 1, pump},
 };
 
 class Control final : public com::Implements<IDispatch> {

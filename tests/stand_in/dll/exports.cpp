@@ -23,6 +23,17 @@ std::shared_ptr<Repository> repository() {
   return instance;
 }
 
+/// Other processes find this one's repository among the running objects, and reach it while the thread that
+/// first used it runs its message loop.
+void share_repository() {
+  static const HRESULT shared = [] {
+    DWORD registration = 0;
+    return RegisterActiveObject(make_control(repository()).get(), kControlClass, ACTIVEOBJECT_STRONG,
+                                &registration);
+  }();
+  static_cast<void>(shared);
+}
+
 std::vector<ServedClass> served_classes() {
   auto classes = scripting_classes(repository());
   classes.push_back({kControlClass, [] { return make_control(repository()); }});
@@ -56,6 +67,7 @@ bool register_prog_id(const std::wstring& name, const CLSID& id) {
 STDAPI DllGetClassObject(REFCLSID class_id, REFIID id, void** factory) {
   if (!factory) return E_POINTER;
   *factory = nullptr;
+  kvwmi::stand_in::share_repository();
   for (auto& served : kvwmi::stand_in::served_classes()) {
     if (served.id == class_id) return kvwmi::stand_in::make_factory(served)->QueryInterface(id, factory);
   }

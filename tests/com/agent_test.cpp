@@ -1,0 +1,258 @@
+// The agent, kvwmi.exe, as a process of its own: it watches a machine that this test makes up and changes
+// from outside. The prefix must have the stand-in for WMI registered.
+
+#include <gtest/gtest.h>
+#include <windows.h>
+
+#include <array>
+#include <chrono>
+#include <functional>
+#include <optional>
+#include <regex>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "automation.h"
+#include "server.h"
+#include "stand_in/control.h"
+
+namespace {
+
+using automation::Answer;
+using automation::ComPtr;
+using automation::Variant;
+using std::chrono::milliseconds;
+using Clock = std::chrono::steady_clock;
+
+constexpr std::chrono::seconds kDeadline{30};
+
+bool wait_until(const std::function<bool()>& condition) {
+  const auto deadline = Clock::now() + kDeadline;
+  while (!condition()) {
+    if (Clock::now() > deadline) return false;
+    std::this_thread::sleep_for(milliseconds(10));
+  }
+  return true;
+}
+
+/// A console for this process and the agents that it starts, whose Ctrl-C ends the agents only.
+class Console {
+ public:
+  Console() {
+    FreeConsole();
+    EXPECT_NE(AllocConsole(), FALSE);
+    SetConsoleCtrlHandler(stay, TRUE);
+  }
+  ~Console() {
+    SetConsoleCtrlHandler(stay, FALSE);
+    FreeConsole();
+  }
+  Console(const Console&) = delete;
+  Console& operator=(const Console&) = delete;
+
+  static void press_ctrl_c() { EXPECT_NE(GenerateConsoleCtrlEvent(CTRL_C_EVENT, 0), FALSE); }
+
+ private:
+  static BOOL WINAPI stay(DWORD) { return TRUE; }
+};
+
+/// A running kvwmi.exe.
+class Agent {
+ public:
+  explicit Agent(std::wstring arguments) {
+    SECURITY_ATTRIBUTES inherited{sizeof(SECURITY_ATTRIBUTES), nullptr, TRUE};
+    HANDLE write = nullptr;
+    EXPECT_NE(CreatePipe(&output_, &write, &inherited, 0), FALSE);
+    SetHandleInformation(output_, HANDLE_FLAG_INHERIT, 0);
+    STARTUPINFOW startup{};
+    startup.cb = sizeof(startup);
+    startup.dwFlags = STARTF_USESTDHANDLES;
+    startup.hStdInput = GetStdHandle(STD_INPUT_HANDLE);
+    startup.hStdOutput = write;
+    startup.hStdError = write;
+    std::wstring command = L"kvwmi.exe " + std::move(arguments);
+    started_ = CreateProcessW(nullptr, command.data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr, &startup,
+                              &process_) != FALSE;
+    EXPECT_TRUE(started_);
+    CloseHandle(write);
+  }
+  ~Agent() {
+    CloseHandle(output_);
+    if (!started_) return;
+    TerminateProcess(process_.hProcess, 99);  // nothing, where it has ended
+    WaitForSingleObject(process_.hProcess, 10'000);
+    CloseHandle(process_.hThread);
+    CloseHandle(process_.hProcess);
+  }
+  Agent(const Agent&) = delete;
+  Agent& operator=(const Agent&) = delete;
+
+  /// The next line of its output; empty where none comes in time.
+  std::string next_line() {
+    std::size_t end = 0;
+    wait_until([&] {
+      read();
+      end = text_.find("\r\n");
+      return end != std::string::npos;
+    });
+    if (end == std::string::npos) return "";
+    const std::string line = text_.substr(0, end);
+    text_.erase(0, end + 2);
+    return line;
+  }
+  /// The exit status, once it has ended; 98 where it does not.
+  DWORD exit_status() {
+    DWORD status = 98;
+    if (wait_until([&] { return WaitForSingleObject(process_.hProcess, 0) == WAIT_OBJECT_0; })) {
+      GetExitCodeProcess(process_.hProcess, &status);
+    }
+    return status;
+  }
+  /// What it has said since the last line that was taken.
+  std::string rest() {
+    read();
+    return text_;
+  }
+
+  /// The machine that it watches.
+  ComPtr<IDispatch> machine() {
+    ComPtr<IDispatch> found;
+    EXPECT_TRUE(wait_until([&] {
+      ComPtr<IUnknown> running;
+      if (GetActiveObject(kvwmi::stand_in::kControlClass, nullptr, running.put()) != S_OK) return false;
+      found = running.as<IDispatch>();
+      if (!found) return false;
+      const Answer answer = automation::call(*found.get(), L"Process");
+      return answer.status == S_OK && V_I4(&answer.result.raw()) == static_cast<LONG>(process_.dwProcessId);
+    }));
+    return found;
+  }
+
+ private:
+  void read() {
+    DWORD waiting = 0;
+    while (PeekNamedPipe(output_, nullptr, 0, nullptr, &waiting, nullptr) && waiting > 0) {
+      std::array<char, 512> part{};
+      DWORD got = 0;
+      if (!ReadFile(output_, part.data(), static_cast<DWORD>(part.size()), &got, nullptr)) return;
+      text_.append(part.data(), got);
+    }
+  }
+
+  HANDLE output_ = nullptr;
+  PROCESS_INFORMATION process_{};
+  bool started_ = false;
+  std::string text_;
+};
+
+/// The machine of a running agent.
+class Machine {
+ public:
+  explicit Machine(Agent& agent) : control_(agent.machine()) {}
+
+  LONG add(const char* class_name, const std::vector<std::pair<const char*, Variant>>& values) {
+    std::vector<Variant> pairs;
+    for (const auto& [property, value] : values) {
+      pairs.push_back(Variant::of(property));
+      pairs.push_back(value);
+    }
+    return number(call(L"Add", {Variant::of(class_name), Variant::array(pairs)}));
+  }
+  void change(const char* class_name, LONG row, const char* property, const Variant& value) {
+    call(L"Change", {Variant::of(class_name), Variant::of(row), Variant::of(property), value});
+  }
+  void remove(const char* class_name, LONG row) {
+    call(L"Remove", {Variant::of(class_name), Variant::of(row)});
+  }
+  [[nodiscard]] LONG reads(const char* class_name) {
+    return number(call(L"Reads", {Variant::of(class_name)}));
+  }
+  /// Until then a change is none for the agent's watch.
+  void wait_until_watched(const char* class_name) {
+    EXPECT_TRUE(wait_until([&] { return reads(class_name) > 0; }));
+  }
+
+ private:
+  static LONG number(const Answer& answer) {
+    return answer.result.type() == VT_I4 ? V_I4(&answer.result.raw()) : -1;
+  }
+  Answer call(const wchar_t* member, const std::vector<Variant>& arguments) {
+    std::vector<VARIANT> given;
+    for (const Variant& argument : arguments) given.push_back(automation::value(argument));
+    Answer answer = automation::call(*control_.get(), member, given);
+    EXPECT_EQ(answer.status, S_OK) << answer.description;
+    return answer;
+  }
+
+  ComPtr<IDispatch> control_;
+};
+
+class AgentWatch : public testing::Test {
+ protected:
+  /// A whole line of --json with that detail.
+  static void expect_event(Agent& agent, const std::string& detail) {
+    const std::string line = agent.next_line();
+    static const std::regex kTime(R"re("time":"\d{4}-\d\d-\d\dT\d\d:\d\d:\d\d\.\d{3}Z")re");
+    EXPECT_EQ(std::regex_replace(line, kTime, "TIME"),
+              R"({TIME,"step":1,"supervision":1,"detail":")" + detail + "\"}");
+  }
+  static void expect_end_by_ctrl_c(Agent& agent) {
+    Console::press_ctrl_c();
+    EXPECT_EQ(agent.exit_status(), 0U);
+    EXPECT_EQ(agent.rest(), "");
+  }
+
+  server::Apartment apartment_;
+  Console console_;
+};
+
+TEST_F(AgentWatch, ProcessesThatStartAndEnd) {
+  Agent agent(L"watch process a.exe --poll 1 --json");
+  Machine machine(agent);
+  machine.wait_until_watched("Win32_Process");
+  machine.add("Win32_Process", {{"Handle", Variant::of("6")}, {"Name", Variant::of("b.exe")}});
+  const LONG row =
+      machine.add("Win32_Process", {{"Handle", Variant::of("7")}, {"Name", Variant::of("a.exe")}});
+  expect_event(agent, "");
+  machine.remove("Win32_Process", row);
+  expect_event(agent, "");
+  expect_end_by_ctrl_c(agent);
+}
+
+TEST_F(AgentWatch, AServiceThatStops) {
+  Agent agent(L"watch service \"Some service\" --stop --poll 1 --json");
+  Machine machine(agent);
+  machine.wait_until_watched("Win32_Service");
+  const LONG before = machine.reads("Win32_Service");
+  const LONG row = machine.add("Win32_Service", {{"Name", Variant::of("svc")},
+                                                 {"DisplayName", Variant::of("Some service")},
+                                                 {"State", Variant::of("Running")}});
+  // A service that comes and stops between two looks has not changed.
+  EXPECT_TRUE(wait_until([&] { return machine.reads("Win32_Service") > before; }));
+  machine.change("Win32_Service", row, "State", Variant::of("Stopped"));
+  expect_event(agent, "");
+  expect_end_by_ctrl_c(agent);
+}
+
+TEST_F(AgentWatch, AThresholdWithItsDetail) {
+  Agent agent(L"watch processor-load --above 80% --poll 1 --json");
+  Machine machine(agent);
+  machine.wait_until_watched("Win32_Processor");
+  const LONG before = machine.reads("Win32_Processor");
+  const LONG row = machine.add("Win32_Processor",
+                               {{"DeviceID", Variant::of("CPU0")}, {"LoadPercentage", Variant::of(LONG{5})}});
+  EXPECT_TRUE(wait_until([&] { return machine.reads("Win32_Processor") > before; }));
+  machine.change("Win32_Processor", row, "LoadPercentage", Variant::of(LONG{95}));
+  expect_event(agent, "Value: 95 %");
+  expect_end_by_ctrl_c(agent);
+}
+
+TEST_F(AgentWatch, EndsByItselfWithWhatWasNotDetected) {
+  Agent agent(L"watch service \"Some service\" --stop --poll 1 --if-undetected --for 1s --json");
+  expect_event(agent, "");
+  EXPECT_EQ(agent.exit_status(), 0U);
+  EXPECT_EQ(agent.rest(), "");
+}
+
+}  // namespace
