@@ -110,6 +110,7 @@ void MemoryProvider::enumerate(const Request& request, const RowSink& sink) {
     last_equalities_.assign(request.any_of.begin(), request.any_of.end());
     last_columns_.assign(request.columns.begin(), request.columns.end());
     if (error_) throw *error_;
+    advance_counters();
     for (const Stored& stored : rows_) {
       auto& row = *rows.emplace_back(std::make_shared<Row>(definition_, stored.number));
       for (std::size_t i = 0; i < stored.values.size(); ++i) row.set(i, copy_of(stored.values[i]));
@@ -155,6 +156,22 @@ void MemoryProvider::set(std::size_t row, std::string_view property, cim::Value 
   if (stored == nullptr) return;
   stored->values[index] = std::move(value);
   ++changes_;
+}
+
+void MemoryProvider::count_up(std::size_t row, std::string_view property, std::uint64_t step) {
+  const std::size_t index = column(property);
+  const std::lock_guard lock(mutex_);
+  if (Stored* stored = find(row)) stored->steps[index] = step;
+}
+
+void MemoryProvider::advance_counters() {
+  for (Stored& stored : rows_) {
+    for (const auto& [index, step] : stored.steps) {
+      const auto* const value = stored.values[index].get_if<std::uint64_t>();
+      stored.values[index] = (value == nullptr ? 0 : *value) + step;
+      ++changes_;
+    }
+  }
 }
 
 cim::Value MemoryProvider::get(std::size_t row, std::string_view property) const {

@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <map>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -63,6 +64,9 @@ class MemoryProvider final : public Provider {
   /// class lacks raises std::invalid_argument.
   std::size_t add(const Values& values);
   void set(std::size_t row, std::string_view property, cim::Value value);
+  /// Makes the row's property, an unsigned 64-bit number, a counter: each enumeration finds it higher by
+  /// `step`.
+  void count_up(std::size_t row, std::string_view property, std::uint64_t step);
   /// The row's value; NULL once the row is gone.
   [[nodiscard]] cim::Value get(std::size_t row, std::string_view property) const;
   void remove(std::size_t row);
@@ -82,10 +86,12 @@ class MemoryProvider final : public Provider {
   struct Stored {
     std::size_t number;
     std::vector<cim::Value> values;
+    std::map<std::size_t, std::uint64_t> steps = {};  ///< of the columns that count up
   };
 
   [[nodiscard]] std::size_t column(std::string_view property) const;
   [[nodiscard]] Stored* find(std::size_t row);
+  void advance_counters();
 
   std::shared_ptr<const Definition> definition_;
   mutable std::mutex mutex_;

@@ -44,7 +44,7 @@ class MadeUpMachine : public testing::TestWithParam<std::pair<const char*, MakeC
   }
 
   server::Apartment apartment_;
-  server::RegistrationFree registration_free_;
+  server::FoundClasses found_classes_;
   std::shared_ptr<Repository> machine_ = std::make_shared<Repository>();
   InProcessStandIn stand_in_{machine_};
   std::unique_ptr<CheckPointClient> client_;
@@ -95,6 +95,21 @@ TEST_P(MadeUpMachine, Processes) {
   EXPECT_EQ(ask("m_GetProcessMemorySize", "a.exe"), "0, currency 50000000000000");
   EXPECT_EQ(ask("m_GetProcessMemorySize", "b.exe"), "2, currency 0");
   EXPECT_EQ(ask("m_GetProcessMemorySize", "c.exe"), "1, currency 0");
+}
+
+TEST_P(MadeUpMachine, ProcessLoadIsTheShareOfTheMachinesTimeInBetween) {
+  machine_->add("Win32_Process", {{"Handle", "7"}, {"Name", "a.exe"}, {"ProcessId", Number{7}}});
+  machine_->add("Win32_Process", {{"Handle", "8"}, {"Name", "a.exe"}, {"ProcessId", Number{8}}});
+  auto& counters = machine_->rows("Win32_PerfRawData_PerfProc_Process");
+  const auto counter = [&](const char* name, Number id, Number time) {
+    const auto row = counters.add({{"Name", name}, {"IDProcess", id}, {"PercentProcessorTime", Number{500}}});
+    counters.count_up(row, "PercentProcessorTime", time);
+  };
+  counter("_Total", 0, 10'000);
+  counter("a", 7, 2'000);
+  counter("a#1", 8, 1'250);
+  counter("b", 9, 4'000);
+  EXPECT_EQ(ask("m_GetProcessCPULoadPercentage", "a.exe"), "0, long 32");  // of 32.5, halves to the even one
 }
 
 TEST_P(MadeUpMachine, ProcessLoad) {
@@ -156,7 +171,7 @@ TEST_P(MadeUpMachine, WhatWmiRefusesArrivesInItsOwnWords) {
 /// The construction's failure is the creation's.
 TEST(WithoutWmi, CheckPointCannotBeCreated) {
   server::Apartment apartment;
-  server::RegistrationFree registration_free;
+  server::FoundClasses found_classes;
   const server::NoWmi no_wmi;
   kvwmi::ground::ComPtr<IUnknown> object;
   EXPECT_EQ(CoCreateInstance(__uuidof(CheckPoint), nullptr, CLSCTX_INPROC_SERVER, IID_PPV_ARGS(object.put())),

@@ -79,6 +79,17 @@ while read -r name id; do
 done < <(sed -n 's/^ *\[uuid(\([^)]*\)), helpstring("[^"]*")\]$/\1/p; s/^ *coclass \([A-Za-z]*\) {$/\1/p' \
   "$source_folder/windows/com/kvwmi.idl" | paste -d' ' - - | awk '{ print $2, "{" $1 "}" }')
 ((classes == 7)) || fail "7 classes expected, $classes found"
+# Clients in other apartments reach every interface through the system's marshaller of type libraries.
+interfaces=0
+while read -r name id; do
+  expect_value "Interface\\\\$id" @ "$name"
+  expect_value "Interface\\\\$id\\\\ProxyStubClsid32" @ '{00020424-0000-0000-C000-000000000046}'
+  expect_value "Interface\\\\$id\\\\TypeLib" @ '{7C675D32-994D-466D-91F1-E5C976C847E8}'
+  expect_value "Interface\\\\$id\\\\TypeLib" '"Version"' 2.0
+  ((++interfaces))
+done < <(awk '/^ *\[uuid\(.*object, dual/ { id = substr($0, index($0, "uuid(") + 5, 36) }
+  /^ *interface _[A-Za-z]* : IDispatch/ { print $2, "{" id "}" }' "$source_folder/windows/com/kvwmi.idl")
+((interfaces == 7)) || fail "7 interfaces expected, $interfaces found"
 grep -qi 'TypeLib\\{7C675D32-994D-466D-91F1-E5C976C847E8}\\2.0\\0\\win' "$work/registered" || fail "no type library"
 
 # A second registration changes nothing.

@@ -3,6 +3,7 @@
 #include <oleauto.h>
 
 #include <stdexcept>
+#include <string_view>
 
 #include "windows/automation/implements.h"
 #include "windows/text/bstr.h"
@@ -52,6 +53,11 @@ RegistrationFree::RegistrationFree() {
 RegistrationFree::~RegistrationFree() {
   DeactivateActCtx(0, cookie_);
   ReleaseActCtx(context_);
+}
+
+FoundClasses::FoundClasses() {
+  const std::wstring_view command = GetCommandLineW();
+  if (command.find(L" --registered") == std::wstring_view::npos) registration_free_.emplace();
 }
 
 NoWmi::NoWmi() {

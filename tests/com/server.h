@@ -4,6 +4,7 @@
 
 #include <objbase.h>
 
+#include <optional>
 #include <string>
 
 #include "windows/win32/com_ptr.h"
@@ -33,6 +34,16 @@ class RegistrationFree {
  private:
   HANDLE context_;
   ULONG_PTR cookie_ = 0;
+};
+
+/// Ways to the library's classes as this program was told to take them: the registry where it was called with
+/// --registered, otherwise the manifest.
+class FoundClasses {
+ public:
+  FoundClasses();
+
+ private:
+  std::optional<RegistrationFree> registration_free_;
 };
 
 /// While it lives, WMI's class of locators is there for the calling thread's apartment and makes none.

@@ -447,7 +447,7 @@ TEST_F(WrongArguments, ACallWithoutAPlaceForAnOutputSaysNothingOfAnEarlierFailur
 
 TEST(ServerApartments, AClientInAnotherApartmentReachesAnObjectThroughAProxy) {
   server::Apartment apartment;
-  server::RegistrationFree registration_free;
+  server::FoundClasses found_classes;
   const auto object = create("CheckPoint");
   ComPtr<IStream> stream;
   ASSERT_EQ(CoMarshalInterThreadInterfaceInStream(__uuidof(_CheckPoint), object.get(), stream.put()), S_OK);
@@ -455,7 +455,7 @@ TEST(ServerApartments, AClientInAnotherApartmentReachesAnObjectThroughAProxy) {
   std::thread client([&] {
     {
       server::Apartment multithreaded(COINIT_MULTITHREADED);
-      server::RegistrationFree also_here;
+      server::FoundClasses also_here;
       ComPtr<_CheckPoint> proxy;
       EXPECT_EQ(CoGetInterfaceAndReleaseStream(stream.detach(), IID_PPV_ARGS(proxy.put())), S_OK);
       if (proxy) {

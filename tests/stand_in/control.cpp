@@ -59,6 +59,13 @@ Value change(Repository& repository, Arguments arguments) {
   return Value();
 }
 
+Value count_up(Repository& repository, Arguments arguments) {
+  repository.rows(to_text(arguments[0]))
+      .count_up(row_number(arguments[1]), to_text(arguments[2]),
+                static_cast<std::uint64_t>(to_long(arguments[3])));
+  return Value();
+}
+
 Value remove(Repository& repository, Arguments arguments) {
   repository.rows(to_text(arguments[0])).remove(row_number(arguments[1]));
   return Value();
@@ -112,10 +119,10 @@ struct Member {
 };
 
 constexpr std::array kMembers{
-    Member{"Add", 2, add},     Member{"Change", 4, change}, Member{"Remove", 2, remove},
-    Member{"Clear", 0, clear}, Member{"Fail", 2, fail},     Member{"Answer", 3, answer},
-    Member{"Calls", 0, calls}, Member{"Reads", 1, reads},   Member{"Process", 0, process},
-    Member{"Pump", 1, pump},
+    Member{"Add", 2, add},         Member{"Change", 4, change}, Member{"CountUp", 4, count_up},
+    Member{"Remove", 2, remove},   Member{"Clear", 0, clear},   Member{"Fail", 2, fail},
+    Member{"Answer", 3, answer},   Member{"Calls", 0, calls},   Member{"Reads", 1, reads},
+    Member{"Process", 0, process}, Member{"Pump", 1, pump},
 };
 
 class Control final : public com::Implements<IDispatch> {

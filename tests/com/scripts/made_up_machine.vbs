@@ -43,6 +43,13 @@ Expect "memory", s, CCur(4096)
 r = c.m_GetProcessCPULoadPercentage("a.exe", s)
 Expect "m_GetProcessCPULoadPercentage, no counters", r, CLng(1)
 Expect "no load", s, CLng(0)
+row = machine.Add("Win32_PerfRawData_PerfProc_Process", Array("Name", "_Total", "IDProcess", 0, "PercentProcessorTime", 0))
+machine.CountUp "Win32_PerfRawData_PerfProc_Process", row, "PercentProcessorTime", 10000
+row = machine.Add("Win32_PerfRawData_PerfProc_Process", Array("Name", "a", "IDProcess", 7, "PercentProcessorTime", 0))
+machine.CountUp "Win32_PerfRawData_PerfProc_Process", row, "PercentProcessorTime", 2500
+r = c.m_GetProcessCPULoadPercentage("a.exe", s)
+Expect "m_GetProcessCPULoadPercentage", r, CLng(0)
+Expect "load", s, CLng(25)
 
 machine.Add "Win32_OperatingSystem", Array("Name", "os", "FreePhysicalMemory", 1, "TotalVisibleMemorySize", 2, "FreeVirtualMemory", 3, "TotalVirtualMemorySize", 4, "FreeSpaceInPagingFiles", 5, "SizeStoredInPagingFiles", 6)
 r = c.m_GetFreePhysicalMemorySize(s)
