@@ -1,0 +1,39 @@
+#include "wmi/memory_provider.h"
+
+#include <gtest/gtest.h>
+
+#include <vector>
+
+namespace kvwmi::embedded {
+namespace {
+
+std::uint64_t read(MemoryProvider& rows) {
+  std::uint64_t time = 0;
+  rows.enumerate({}, [&](const std::shared_ptr<cim::Instance>& row) {
+    time = *row->get(1).get_if<std::uint64_t>();
+    return true;
+  });
+  return time;
+}
+
+TEST(MemoryProvider, ACounterIsHigherInEachEnumerationAndSaysThatItChanged) {
+  MemoryProvider rows(
+      {.name = "Win32_Counter",
+       .properties = {{"Name", cim::CimType::string, cim::kKey}, {"Time", cim::CimType::uint64}}});
+  const auto row = rows.add({{"Name", "a"}, {"Time", std::uint64_t{100}}});
+  EXPECT_EQ(read(rows), 100U);
+  EXPECT_EQ(rows.change_token({}), rows.change_token({}));
+  rows.count_up(row, "Time", 7);
+  EXPECT_EQ(read(rows), 107U);
+  const auto token = rows.change_token({});
+  EXPECT_EQ(read(rows), 114U);
+  EXPECT_NE(rows.change_token({}), token);
+  // A value that is set counts on from there; one that is Null counts from 0.
+  rows.set(row, "Time", std::uint64_t{1000});
+  EXPECT_EQ(read(rows), 1007U);
+  rows.set(row, "Time", {});
+  EXPECT_EQ(read(rows), 7U);
+}
+
+}  // namespace
+}  // namespace kvwmi::embedded
