@@ -9,11 +9,13 @@
 #include <functional>
 #include <optional>
 #include <regex>
+#include <stdexcept>
 #include <string>
 #include <thread>
 #include <vector>
 
 #include "automation.h"
+#include "process.h"
 #include "server.h"
 #include "stand_in/control.h"
 
@@ -60,31 +62,16 @@ class Console {
 /// A running kvwmi.exe.
 class Agent {
  public:
-  explicit Agent(std::wstring arguments) {
+  explicit Agent(const std::wstring& arguments) {
     SECURITY_ATTRIBUTES inherited{sizeof(SECURITY_ATTRIBUTES), nullptr, TRUE};
     HANDLE write = nullptr;
     EXPECT_NE(CreatePipe(&output_, &write, &inherited, 0), FALSE);
     SetHandleInformation(output_, HANDLE_FLAG_INHERIT, 0);
-    STARTUPINFOW startup{};
-    startup.cb = sizeof(startup);
-    startup.dwFlags = STARTF_USESTDHANDLES;
-    startup.hStdInput = GetStdHandle(STD_INPUT_HANDLE);
-    startup.hStdOutput = write;
-    startup.hStdError = write;
-    std::wstring command = L"kvwmi.exe " + std::move(arguments);
-    started_ = CreateProcessW(nullptr, command.data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr, &startup,
-                              &process_) != FALSE;
-    EXPECT_TRUE(started_);
+    process_.emplace(L"kvwmi.exe " + arguments, write);
+    EXPECT_TRUE(process_->started());
     CloseHandle(write);
   }
-  ~Agent() {
-    CloseHandle(output_);
-    if (!started_) return;
-    TerminateProcess(process_.hProcess, 99);  // nothing, where it has ended
-    WaitForSingleObject(process_.hProcess, 10'000);
-    CloseHandle(process_.hThread);
-    CloseHandle(process_.hProcess);
-  }
+  ~Agent() { CloseHandle(output_); }
   Agent(const Agent&) = delete;
   Agent& operator=(const Agent&) = delete;
 
@@ -103,11 +90,7 @@ class Agent {
   }
   /// The exit status, once it has ended; 98 where it does not.
   DWORD exit_status() {
-    DWORD status = 98;
-    if (wait_until([&] { return WaitForSingleObject(process_.hProcess, 0) == WAIT_OBJECT_0; })) {
-      GetExitCodeProcess(process_.hProcess, &status);
-    }
-    return status;
+    return wait_until([&] { return process_->has_ended(); }) ? process_->exit_status() : 98;
   }
   /// What it has said since the last line that was taken.
   std::string rest() {
@@ -118,14 +101,15 @@ class Agent {
   /// The machine that it watches.
   ComPtr<IDispatch> machine() {
     ComPtr<IDispatch> found;
-    EXPECT_TRUE(wait_until([&] {
+    const bool is_its_own = wait_until([&] {
       ComPtr<IUnknown> running;
       if (GetActiveObject(kvwmi::stand_in::kControlClass, nullptr, running.put()) != S_OK) return false;
       found = running.as<IDispatch>();
       if (!found) return false;
       const Answer answer = automation::call(*found.get(), L"Process");
-      return answer.status == S_OK && V_I4(&answer.result.raw()) == static_cast<LONG>(process_.dwProcessId);
-    }));
+      return answer.status == S_OK && V_I4(&answer.result.raw()) == static_cast<LONG>(process_->id());
+    });
+    if (!is_its_own) throw std::runtime_error("the agent's machine is not among the running objects");
     return found;
   }
 
@@ -141,8 +125,7 @@ class Agent {
   }
 
   HANDLE output_ = nullptr;
-  PROCESS_INFORMATION process_{};
-  bool started_ = false;
+  std::optional<Process> process_;
   std::string text_;
 };
 

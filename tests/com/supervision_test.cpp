@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 #include <windows.h>
 
-#include <array>
 #include <chrono>
 #include <filesystem>
 #include <fstream>
@@ -12,10 +11,12 @@
 #include <memory>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include "frame/ground.h"
 #include "kvwmi/message_loop.h"
 #include "kvwmi/named_event.h"
+#include "process.h"
 #include "server.h"
 #include "stand_in/class_objects.h"
 #include "stand_in/repository.h"
@@ -38,6 +39,11 @@ using std::chrono::milliseconds;
 constexpr std::chrono::seconds kDeadline{30};
 constexpr HRESULT kClassError = -2147220977;
 const Record kNothing{0, ""};
+
+constexpr std::int32_t kGreater = 1;
+constexpr std::int32_t kLess = 2;
+constexpr std::int32_t kMegabytes = 2;
+constexpr std::int32_t kPercent = 4;
 
 std::string unique_name(const std::string& what) {
   return "kvwmi " + what + " " + std::to_string(GetCurrentProcessId());
@@ -64,12 +70,12 @@ class SupervisionEvents : public testing::TestWithParam<std::pair<const char*, M
     ASSERT_EQ(outcome.status, S_OK) << outcome.source << ": " << outcome.description;
     EXPECT_EQ(outcome.result, 0);
   }
-  /// The next record of step 7, once the event says that there is one.
-  Record next_record() {
+  /// The next record of the step, once the event says that there is a record.
+  Record next_record(long step = 7) {
     if (!message_loop::run_until([&] { return event_.wait(milliseconds(0)); }, kDeadline)) {
       return {0, "nothing was signalled"};
     }
-    return client_->pop(7);
+    return client_->pop(step);
   }
   void expect_refusal(const SupervisionRequest& request, const std::string& source,
                       const std::string& description) {
@@ -128,12 +134,61 @@ TEST_P(SupervisionEvents, DiskThreshold) {
                                                        {"DriveType", Number{3}},
                                                        {"FreeSpace", Number{90'000'000'000}},
                                                        {"Size", Number{100'000'000'000}}});
-  constexpr std::int32_t kLess = 2;
-  constexpr std::int32_t kPercent = 4;
   ask(REQUEST(m_SuperviseDiskFreeSpace, 7, 3, "C:\\", kLess, Currency::from_integer(10), kPercent, 1, 0, 0,
               false));
   machine_->rows("Win32_LogicalDisk").set(row, "FreeSpace", Number{9'999'999'999});
   EXPECT_EQ(next_record(), Record(3, "Value: 9999999999 Bytes"));
+}
+
+TEST_P(SupervisionEvents, MemoryOfAProcess) {
+  const auto row =
+      machine_->add("Win32_Process", {{"Handle", "7"}, {"Name", "a.exe"}, {"WorkingSetSize", Number{1}}});
+  ask(REQUEST(m_SuperviseProcessMemorySize, 7, 3, "a.exe", kGreater, Currency::from_text("1.5"), kMegabytes,
+              1, 0, 0, false));
+  machine_->rows("Win32_Process").set(row, "WorkingSetSize", Number{2'000'000});
+  EXPECT_EQ(next_record(), Record(3, "Value: 2000000 Bytes"));
+}
+
+TEST_P(SupervisionEvents, FreeMemoryOfEveryKind) {
+  const auto row = machine_->add("Win32_OperatingSystem", {{"Name", "os"},
+                                                           {"FreePhysicalMemory", Number{900}},
+                                                           {"TotalVisibleMemorySize", Number{1'000}},
+                                                           {"FreeVirtualMemory", Number{1'900}},
+                                                           {"TotalVirtualMemorySize", Number{2'000}},
+                                                           {"FreeSpaceInPagingFiles", Number{2'900}},
+                                                           {"SizeStoredInPagingFiles", Number{3'000}}});
+  auto& systems = machine_->rows("Win32_OperatingSystem");
+  const Currency half = Currency::from_integer(50);
+  // A step each: a watch sees every change of the row, and its own value stays low.
+  ask(REQUEST(m_SuperviseFreePhysicalMemorySize, 7, 3, kLess, half, kPercent, 1, 0, 0, false));
+  systems.set(row, "FreePhysicalMemory", Number{499});
+  EXPECT_EQ(next_record(), Record(3, "Value: 499 Kilobytes"));
+  ask(REQUEST(m_SuperviseFreeVirtualMemorySize, 8, 4, kLess, half, kPercent, 1, 0, 0, false));
+  systems.set(row, "FreeVirtualMemory", Number{999});
+  EXPECT_EQ(next_record(8), Record(4, "Value: 999 Kilobytes"));
+  ask(REQUEST(m_SuperviseFreePagingFilesSize, 9, 5, kLess, half, kPercent, 1, 0, 0, false));
+  systems.set(row, "FreeSpaceInPagingFiles", Number{1'499});
+  EXPECT_EQ(next_record(9), Record(5, "Value: 1499 Kilobytes"));
+}
+
+TEST_P(SupervisionEvents, LoadOfAProcessor) {
+  const auto row = machine_->add("Win32_Processor", {{"DeviceID", "CPU0"}, {"LoadPercentage", Number{5}}});
+  ask(REQUEST(m_SuperviseProcessorLoadPercentage, 7, 3, kGreater, 90, 1, 0, 0, false));
+  machine_->rows("Win32_Processor").set(row, "LoadPercentage", Number{95});
+  EXPECT_EQ(next_record(), Record(3, "Value: 95 %"));
+}
+
+TEST_P(SupervisionEvents, PowerSource) {
+  const auto row = machine_->add("Win32_Battery", {{"DeviceID", "b"}, {"BatteryStatus", Number{2}}});
+  constexpr std::int32_t kMains = 25;
+  constexpr std::int32_t kBattery = 26;
+  ask(REQUEST(m_SupervisePowerSource, 7, 3, kBattery, 1, 0, 0, false));
+  ask(REQUEST(m_SupervisePowerSource, 7, 4, kMains, 1, 0, 0, false));
+  machine_->rows("Win32_Battery").set(row, "BatteryStatus", Number{1});
+  EXPECT_EQ(next_record(), Record(3, ""));
+  machine_->rows("Win32_Battery").set(row, "BatteryStatus", Number{2});
+  EXPECT_EQ(next_record(), Record(4, ""));
+  EXPECT_EQ(client_->pop(7), kNothing);
 }
 
 TEST_P(SupervisionEvents, FilesOfADirectoryThatMatchThePattern) {
@@ -240,8 +295,16 @@ TEST_P(SupervisionEvents, AfterTheReleaseTheQueueIsLeftAndNothingComes) {
   ASSERT_TRUE(message_loop::run_until([&] { return event_.wait(milliseconds(0)); }, kDeadline));
   EXPECT_EQ(client_->release().status, S_OK);
   EXPECT_EQ(client_->pop(7), Record(3, ""));
+  // Another object tells when the change has been delivered.
+  const auto other = GetParam().second();
+  other->name_event(event_name_);
+  ASSERT_EQ(other->initialize().status, S_OK);
+  ASSERT_EQ(other->request(REQUEST(m_SuperviseProcess, 7, 4, "a.exe", true, true, 1, 0, 0, false)).status,
+            S_OK);
   machine_->rows("Win32_Process").remove(row);
-  message_loop::run_for(milliseconds(1500));
+  ASSERT_TRUE(message_loop::run_until([&] { return event_.wait(milliseconds(0)); }, kDeadline));
+  EXPECT_EQ(other->pop(7), Record(4, ""));
+  EXPECT_EQ(other->release().status, S_OK);
   EXPECT_EQ(client_->pop(7), kNothing);
   expect_refusal(REQUEST(m_SuperviseProcess, 7, 3, "a.exe", true, true, 1, 0, 0, false),
                  "KVWMI\r\n\tKVWMI : Supervision.m_SuperviseProcess",
@@ -256,8 +319,6 @@ TEST_P(SupervisionEvents, WhatWmiRefusesIsNotRegistered) {
 }
 
 TEST_P(SupervisionEvents, OwnRefusalsHaveTheirTexts) {
-  constexpr std::int32_t kLess = 2;
-  constexpr std::int32_t kPercent = 4;
   expect_refusal(REQUEST(m_SuperviseProcessorLoadPercentage, 7, 3, 7, 90, 1, 0, 0, true),
                  "KVWMI\r\n\tKVWMI : Supervision.strGetConditionFilter\r\n\tKVWMI : "
                  "Supervision.m_SuperviseProcessorLoadPercentage",
@@ -277,6 +338,19 @@ TEST_P(SupervisionEvents, OwnRefusalsHaveTheirTexts) {
   EXPECT_EQ(client_->pop(7), kNothing);
 }
 
+TEST_P(SupervisionEvents, AnotherProcessSeesTheSignal) {
+  const std::string name = unique_name("shared");
+  const NamedEvent shared(name, NamedEvent::Reset::manual);
+  client_->name_event(name);
+  const Process agent(L"event_waiter.exe \"" + kvwmi::windows::to_utf16(name) + L"\"");
+  ASSERT_TRUE(agent.started());
+  ask(REQUEST(m_SuperviseProcess, 7, 3, "a.exe", true, false, 1, 0, 0, false));
+  machine_->add("Win32_Process", {{"Handle", "7"}, {"Name", "a.exe"}});
+  ASSERT_TRUE(message_loop::run_until([&] { return agent.has_ended(); }, kDeadline));
+  EXPECT_EQ(agent.exit_status(), 0U);
+  EXPECT_EQ(client_->pop(7), Record(3, ""));
+}
+
 // --- Without WMI ---
 
 using SupervisionWithoutWmi = testing::TestWithParam<std::pair<const char*, MakeClient>>;
@@ -293,107 +367,6 @@ TEST_P(SupervisionWithoutWmi, CanBeCreatedAndNotInitialised) {
   EXPECT_EQ(outcome.status, kClassError);
   EXPECT_EQ(outcome.source, "KVWMI\r\n\tKVWMI : Supervision.m_Initialize");
   EXPECT_EQ(outcome.description, "WMI not installed");
-}
-
-// --- In a process of its own: these tests run only there ---
-
-constexpr const char* kEventVariable = "KVWMI_TEST_EVENT";
-
-/// Another process of this program.
-class OtherProcess {
- public:
-  /// Runs the one test, which is disabled elsewhere.
-  explicit OtherProcess(const std::string& test) {
-    std::wstring program(MAX_PATH, L'\0');
-    program.resize(GetModuleFileNameW(nullptr, program.data(), MAX_PATH));
-    std::wstring command = L"\"" + program +
-                           L"\" --gtest_brief=1 --gtest_also_run_disabled_tests --gtest_output= "
-                           L"--gtest_filter=" +
-                           kvwmi::windows::to_utf16(test);
-    STARTUPINFOW startup{};
-    startup.cb = sizeof(startup);
-    started_ = CreateProcessW(program.c_str(), command.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr,
-                              &startup, &process_) != FALSE;
-  }
-  ~OtherProcess() {
-    if (!started_) return;
-    TerminateProcess(process_.hProcess, 2);  // nothing, where it has ended
-    CloseHandle(process_.hThread);
-    CloseHandle(process_.hProcess);
-  }
-  OtherProcess(const OtherProcess&) = delete;
-  OtherProcess& operator=(const OtherProcess&) = delete;
-
-  [[nodiscard]] bool started() const { return started_; }
-  [[nodiscard]] bool has_ended() const { return WaitForSingleObject(process_.hProcess, 0) == WAIT_OBJECT_0; }
-  [[nodiscard]] DWORD exit_code() const {
-    DWORD code = 99;
-    GetExitCodeProcess(process_.hProcess, &code);
-    return code;
-  }
-
- private:
-  PROCESS_INFORMATION process_{};
-  bool started_ = false;
-};
-
-TEST(InOtherProcess, DISABLED_TheEventIsSet) {
-  std::array<char, 200> name{};
-  ASSERT_NE(GetEnvironmentVariableA(kEventVariable, name.data(), static_cast<DWORD>(name.size())), 0U);
-  const HANDLE event = OpenEventA(SYNCHRONIZE, FALSE, name.data());
-  ASSERT_NE(event, nullptr);
-  EXPECT_EQ(WaitForSingleObject(event, 30'000), WAIT_OBJECT_0);
-  CloseHandle(event);
-}
-
-TEST_P(SupervisionEvents, AnotherProcessSeesTheSignal) {
-  const std::string name = unique_name("shared");
-  const NamedEvent shared(name, NamedEvent::Reset::manual);
-  client_->name_event(name);
-  SetEnvironmentVariableA(kEventVariable, name.c_str());
-  const OtherProcess agent("InOtherProcess.DISABLED_TheEventIsSet");
-  ASSERT_TRUE(agent.started());
-  ask(REQUEST(m_SuperviseProcess, 7, 3, "a.exe", true, false, 1, 0, 0, false));
-  machine_->add("Win32_Process", {{"Handle", "7"}, {"Name", "a.exe"}});
-  ASSERT_TRUE(message_loop::run_until([&] { return agent.has_ended(); }, kDeadline));
-  EXPECT_EQ(agent.exit_code(), 0U);
-  EXPECT_EQ(client_->pop(7), Record(3, ""));
-}
-
-/// The engine that this leaves behind stays for the life of the process.
-TEST(InOtherProcess, DISABLED_AnEngineThatIsNotReleasedKeepsTheModule) {
-  const server::Apartment apartment;
-  const server::RegistrationFree registration_free;
-  const server::LoadedLibrary library;
-  const auto machine = std::make_shared<Repository>();
-  const InProcessStandIn stand_in(machine);
-  const std::string name = unique_name("kept");
-  NamedEvent event(name, NamedEvent::Reset::automatic);
-
-  auto client = make_early_bound_supervision();
-  ASSERT_EQ(client->initialize().status, S_OK);
-  EXPECT_EQ(library.can_unload_now(), S_FALSE);
-  ASSERT_EQ(client->release().status, S_OK);
-  client.reset();
-  EXPECT_EQ(library.can_unload_now(), S_OK);
-
-  client = make_early_bound_supervision();
-  client->name_event(name);
-  ASSERT_EQ(client->initialize().status, S_OK);
-  ASSERT_EQ(client->request(REQUEST(m_SuperviseProcess, 7, 3, "a.exe", true, false, 1, 0, 0, false)).status,
-            S_OK);
-  client.reset();
-  EXPECT_EQ(library.can_unload_now(), S_FALSE);
-  // It goes on watching.
-  machine->add("Win32_Process", {{"Handle", "7"}, {"Name", "a.exe"}});
-  EXPECT_TRUE(message_loop::run_until([&] { return event.wait(milliseconds(0)); }, kDeadline));
-}
-
-TEST(SupervisionModule, AnEngineThatIsNotReleasedKeepsIt) {
-  const OtherProcess process("InOtherProcess.DISABLED_AnEngineThatIsNotReleasedKeepsTheModule");
-  ASSERT_TRUE(process.started());
-  ASSERT_TRUE(message_loop::run_until([&] { return process.has_ended(); }, kDeadline));
-  EXPECT_EQ(process.exit_code(), 0U);
 }
 
 }  // namespace
