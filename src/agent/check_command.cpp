@@ -6,9 +6,9 @@
 
 #include "agent/checks.h"
 #include "agent/command.h"
-#include "agent/nearest.h"
 #include "agent/table.h"
 #include "agent/values.h"
+#include "kvwmi/nearest.h"
 
 namespace kvwmi::agent {
 namespace {

@@ -4,9 +4,9 @@
 #include <optional>
 
 #include "agent/command.h"
-#include "agent/nearest.h"
 #include "agent/table.h"
 #include "agent/values.h"
+#include "kvwmi/nearest.h"
 
 namespace kvwmi::agent {
 namespace {

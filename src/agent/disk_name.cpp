@@ -4,9 +4,9 @@
 #include <filesystem>
 #include <vector>
 
-#include "agent/nearest.h"
 #include "agent/usage_error.h"
 #include "agent/values.h"
+#include "kvwmi/nearest.h"
 #include "kvwmi/wmi_session.h"
 
 namespace kvwmi::agent {

@@ -5,9 +5,10 @@
 #include <sstream>
 
 #include "agent/command.h"
-#include "agent/nearest.h"
+#include "agent/same_name.h"
 #include "agent/table.h"
 #include "agent/values.h"
+#include "kvwmi/nearest.h"
 
 namespace kvwmi::agent {
 namespace {

@@ -7,11 +7,11 @@
 #include <set>
 #include <span>
 
-#include "agent/nearest.h"
 #include "agent/scenario_document.h"
 #include "agent/table.h"
 #include "agent/usage_error.h"
 #include "kvwmi/error.h"
+#include "kvwmi/nearest.h"
 
 namespace kvwmi::agent {
 namespace {

@@ -7,7 +7,7 @@
 #include <string_view>
 #include <utility>
 
-#include "agent/nearest.h"
+#include "agent/same_name.h"
 #include "agent/usage_error.h"
 #include "kvwmi/error.h"
 

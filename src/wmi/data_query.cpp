@@ -6,8 +6,8 @@
 #include <utility>
 
 #include "frame/text.h"
+#include "kvwmi/nearest.h"
 #include "wmi/wql/class_scope.h"
-#include "wmi/wql/nearest.h"
 #include "wmi/wql/query_error.h"
 
 namespace kvwmi::embedded {
@@ -59,7 +59,7 @@ void DataQuery::check_instances() {
     const std::string name(query_.class_name.text);
     throw wql::QueryError(
         wmi::Status::invalid_class, query_.class_name.offset,
-        wql::with_nearest("there is no class '" + wql::excerpt(name) + "'", name, catalog_->names()));
+        "there is no class '" + wql::excerpt(name) + "'" + nearest_hint(name, catalog_->names()));
   }
   // A class known by its derived ones only has the properties that they have.
   std::vector<const cim::Class*> relatives;
@@ -98,9 +98,8 @@ std::optional<std::vector<std::size_t>> DataQuery::selected_columns(
     const std::string text(name.text);
     const wql::ClassScope scope(schema, location_, *catalog_);
     throw wql::QueryError(wmi::Status::invalid_query, name.offset,
-                          wql::with_nearest(std::string(query_.class_name.text) + " has no property '" +
-                                                wql::excerpt(text) + "'",
-                                            text, scope.names()));
+                          std::string(query_.class_name.text) + " has no property '" + wql::excerpt(text) +
+                              "'" + scope.nearest(text));
   }
   for (std::size_t i = 0; i < schema.properties.size(); ++i) {
     if (schema.properties[i].is_key()) columns.push_back(i);

@@ -298,13 +298,13 @@ TEST_F(ServiceTest, Refusals_surface_at_the_call_or_with_flag_16_at_the_first_ac
            Case{"SELECT Nmae FROM Win32_Process", "80041017", "Invalid query ", 7,
                 "Win32_Process has no property 'Nmae'; nearest: Name"},
            Case{"SELECT Name.Length FROM Win32_Process", "80041017", "Invalid query ", 7,
-                "Win32_Process has no property 'Name.Length'"},
+                "Win32_Process has no property 'Name.Length'; nearest: Name"},
            Case{"SELECT * FROM Win32_Process WHERE Zebra=1", "80041017", "Invalid query ", 34,
-                "Win32_Process has no property 'Zebra'"},
+                "Win32_Process has no property 'Zebra'; nearest: Name"},
            Case{"SELECT * FROM Win32_Process WHERE __this ISA 'Nix'", "80041010", "Invalid class ", 45,
-                "there is no class 'Nix'"},
+                "there is no class 'Nix'; nearest: CIM_Process"},
            Case{"SELECT * FROM meta_class WHERE Name='x'", "80041017", "Invalid query ", 31,
-                "meta_class has no property 'Name'"},
+                "meta_class has no property 'Name'; nearest: __NAMESPACE"},
        }) {
     const std::string parts = std::string(description);
     EXPECT_EQ(failure([&, text = text] { static_cast<void>(query(text, wmi::kReturnWhenComplete)); }),

@@ -114,12 +114,20 @@ TEST(AgentCli, AMalformedQueryShowsACaretUnderThePlace) {
 }
 
 TEST(AgentCli, AnUnknownClassOrPropertyNamesTheNearest) {
-  EXPECT_NE(complaint("query 'SELECT * FROM Win32_Proces'").out.find("nearest: Win32_Process"),
-            std::string::npos);
-  EXPECT_NE(complaint("query 'SELECT WorkingSetSiz FROM Win32_Process'").out.find("nearest: WorkingSetSize"),
-            std::string::npos)
-      << complaint("query 'SELECT WorkingSetSiz FROM Win32_Process'").out;
-  EXPECT_NE(complaint("classes Win32_Servis").out.find("nearest: Win32_Service"), std::string::npos);
+  for (const auto& [arguments, words] : {
+           std::pair{"query 'SELECT * FROM Win32_Proces'", "'Win32_Proces'; nearest: Win32_Process"},
+           std::pair{"query 'SELECT WorkingSetSiz FROM Win32_Process'", "nearest: WorkingSetSize"},
+           std::pair{"query 'SELECT * FROM Process'", "nearest: CIM_Process, CIM_Processor, Win32_Process"},
+           std::pair{"classes Process", "nearest: CIM_Process, CIM_Processor, Win32_Process"},
+           std::pair{"query 'SELECT * FROM Win32_Disk'", "nearest: Win32_LogicalDisk"},
+           std::pair{"query 'SELECT * FROM Nope'", "there is no class 'Nope'; nearest: "},
+           std::pair{"query 'SELECT * FROM Win32_Process WHERE Pid=1'", "nearest: ProcessId, "},
+           std::pair{"classes Win32_Servis", "nearest: Win32_Service"},
+       }) {
+    const CommandResult result = complaint(arguments);
+    EXPECT_NE(result.out.find(words), std::string::npos) << result.out;
+    EXPECT_EQ(result.status, 1) << arguments;
+  }
 }
 
 TEST(AgentCli, ClassesAndTheirProperties) {

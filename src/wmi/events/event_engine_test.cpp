@@ -652,6 +652,25 @@ TEST_F(EventEngineTest, RefusesWithWmisNumbers) {
   EXPECT_EQ(engine->polls(), 0U);
 }
 
+TEST_F(EventEngineTest, ARefusalNamesWhatWasProbablyMeant) {
+  const auto message = [&](const std::string& query) {
+    const Error error = refused(query);
+    return error.query_diagnostic() != nullptr ? error.query_diagnostic()->message : "";
+  };
+  const std::string isa = " WITHIN 1 WHERE TargetInstance ISA 'Win32_Process'";
+  EXPECT_EQ(message("SELECT * FROM __InstanceCreation WITHIN 1"),
+            "there is no class '__InstanceCreation'; nearest: __InstanceCreationEvent");
+  EXPECT_EQ(message("SELECT * FROM __InstanceCreationEvent WITHIN 1 WHERE TargetInstance ISA 'Process'"),
+            "there is no class 'Process'; nearest: CIM_Process, Win32_Process");
+  EXPECT_EQ(message("SELECT * FROM __InstanceCreationEvent" + isa + " AND TargetInstance.Nme='a'"),
+            "__InstanceCreationEvent has no property 'TargetInstance.Nme'; nearest: Name");
+  EXPECT_EQ(message("SELECT Target FROM __InstanceCreationEvent" + isa),
+            "__InstanceCreationEvent has no property 'Target'; nearest: TargetInstance");
+  EXPECT_EQ(
+      message("SELECT * FROM __InstanceModificationEvent" + isa + " GROUP WITHIN 5 BY PreviousInstance.Nme"),
+      "__InstanceModificationEvent has no property 'PreviousInstance.Nme'; nearest: Name");
+}
+
 TEST_F(EventEngineTest, RefusesAForeignSinkAndUnknownFlags) {
   class OtherSink final : public wmi::Sink {};
   sink = std::make_shared<OtherSink>();

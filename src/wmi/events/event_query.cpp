@@ -7,8 +7,8 @@
 #include <utility>
 
 #include "frame/text.h"
+#include "kvwmi/nearest.h"
 #include "wmi/events/event_scope.h"
-#include "wmi/wql/nearest.h"
 #include "wmi/wql/query_error.h"
 
 namespace kvwmi::embedded {
@@ -41,7 +41,7 @@ const EventClass& event_class_of(const wql::Query& query, const Catalog& catalog
     names.emplace_back(known);
   }
   throw QueryError(Status::invalid_class, offset,
-                   wql::with_nearest("there is no class '" + name + "'", name, names));
+                   "there is no class '" + name + "'" + nearest_hint(name, names));
 }
 
 void check_period(const wql::Query& query) {
@@ -69,7 +69,7 @@ std::optional<ClassNames> restricted_to(const Expression& e, const Catalog& cata
       const std::string& name = *e.literal.value.get_if<std::string>();
       if (!catalog.knows(name)) {
         throw QueryError(Status::invalid_class, e.literal.offset,
-                         wql::with_nearest("there is no class '" + name + "'", name, catalog.names()));
+                         "there is no class '" + name + "'" + nearest_hint(name, catalog.names()));
       }
       ClassNames names;
       for (const Catalog::Entry* entry : catalog.derived(name)) names.insert(fold_case(entry->schema->name));
@@ -128,7 +128,7 @@ std::optional<std::size_t> group_slot(const Name& name, const EventScope& scope)
   const auto binding = scope.find(name.text);
   if (!binding) {
     throw QueryError(Status::invalid_query, name.offset,
-                     std::string(scope.title()) + " has no property '" + text + "'");
+                     std::string(scope.title()) + " has no property '" + text + "'" + scope.nearest(text));
   }
   if (binding->leads_nowhere || !binding->rest.empty()) {
     throw QueryError(Status::property_not_an_object, name.offset,
@@ -169,7 +169,8 @@ std::vector<Equality> narrowing(const wql::Predicate& condition, const cim::Clas
 
 /// Columns of an event class that the query selects; nullopt for all.
 std::optional<std::vector<std::size_t>> selected(const wql::Query& query, const EventClass& asked,
-                                                 const cim::Class& delivered) {
+                                                 const cim::Class& delivered,
+                                                 const NotificationRequest& request) {
   if (query.columns.empty()) return std::nullopt;
   std::vector<std::size_t> columns;
   for (const Name& name : query.columns) {
@@ -177,8 +178,10 @@ std::optional<std::vector<std::size_t>> selected(const wql::Query& query, const 
     const bool through_object = column && asked.schema->properties[*column].type == cim::CimType::object;
     const bool known = column || cim::find_system_property(name.head());
     if (!known || (!name.rest().empty() && !through_object)) {
+      const wql::ClassScope scope(*asked.schema, request.location, *request.catalog);
+      const std::string text(name.text);
       throw QueryError(Status::invalid_query, name.offset,
-                       std::string(asked.schema->name) + " has no property '" + std::string(name.text) + "'");
+                       std::string(scope.title()) + " has no property '" + text + "'" + scope.nearest(text));
     }
     if (const auto there = delivered.find_property(name.head())) columns.push_back(*there);
   }
@@ -208,7 +211,7 @@ EventQuery check_event_query(const NotificationRequest& request) {
        {"__InstanceCreationEvent", "__InstanceDeletionEvent", "__InstanceModificationEvent"}) {
     const cim::Class& delivered = *find_event_class(name)->schema;
     auto view = std::make_shared<ObjectContext>(*subscription.whole_view);
-    view->columns = selected(query, event_class, delivered);
+    view->columns = selected(query, event_class, delivered, request);
     subscription.views.emplace(&delivered, std::move(view));
   }
   if (query.group) {

@@ -4,11 +4,24 @@
 
 namespace kvwmi::embedded {
 
+bool EventScope::is_previous(std::string_view head) const {
+  return event_class_.has_previous && equals_ignoring_case(head, "PreviousInstance");
+}
+
+bool EventScope::is_instance(std::string_view head) const {
+  return is_previous(head) || equals_ignoring_case(head, "TargetInstance");
+}
+
+std::string EventScope::nearest(std::string_view name) const {
+  const auto dot = name.find('.');
+  const bool of_instance = dot != std::string_view::npos && is_instance(name.substr(0, dot));
+  return of_instance ? instance_.nearest(name.substr(dot + 1)) : Scope::nearest(name);
+}
+
 std::optional<wql::Binding> EventScope::find(std::string_view name) const {
   const auto dot = name.find('.');
   const std::string_view head = name.substr(0, dot);
-  const bool previous = event_class_.has_previous && equals_ignoring_case(head, "PreviousInstance");
-  if (previous || equals_ignoring_case(head, "TargetInstance")) {
+  if (is_instance(head)) {
     if (dot == std::string_view::npos) {
       wql::Binding itself;
       itself.type = cim::CimType::object;
@@ -17,7 +30,7 @@ std::optional<wql::Binding> EventScope::find(std::string_view name) const {
       return itself;
     }
     auto binding = instance_.find(name.substr(dot + 1));
-    if (binding && previous) binding->slot += kPreviousSlots;
+    if (binding && is_previous(head)) binding->slot += kPreviousSlots;
     return binding;
   }
   auto binding = event_.find(name);

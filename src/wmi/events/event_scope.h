@@ -31,9 +31,14 @@ class EventScope final : public wql::Scope {
   [[nodiscard]] std::optional<wql::Binding> find(std::string_view name) const override;
   [[nodiscard]] std::string_view title() const override { return event_class_.schema->name; }
   [[nodiscard]] std::vector<std::string_view> names() const override { return event_.names(); }
+  /// Of a dotted name, by what its instance has.
+  [[nodiscard]] std::string nearest(std::string_view name) const override;
   [[nodiscard]] const wql::Classes& classes() const override { return instance_.classes(); }
 
  private:
+  [[nodiscard]] bool is_previous(std::string_view head) const;
+  [[nodiscard]] bool is_instance(std::string_view head) const;
+
   const EventClass& event_class_;
   const cim::Class& schema_;
   wql::ClassScope instance_;

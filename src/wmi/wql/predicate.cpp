@@ -8,11 +8,11 @@
 #include <string_view>
 
 #include "frame/text.h"
+#include "kvwmi/nearest.h"
 #include "wmi/cim/datetime.h"
 #include "wmi/cim/instance.h"
 #include "wmi/cim/object_path.h"
 #include "wmi/wql/lexer.h"
-#include "wmi/wql/nearest.h"
 #include "wmi/wql/pattern.h"
 #include "wmi/wql/query_error.h"
 
@@ -489,7 +489,7 @@ NodePtr isa(const Expression& e, const Binding& binding, const Classes& classes)
   const std::string& name = *e.literal.value.get_if<std::string>();
   if (!classes.knows(name)) {
     throw QueryError(wmi::Status::invalid_class, e.literal.offset,
-                     with_nearest("there is no class '" + excerpt(name) + "'", name, classes.names()));
+                     "there is no class '" + excerpt(name) + "'" + nearest_hint(name, classes.names()));
   }
   if (binding.known_class != nullptr) return std::make_unique<Always>(truth(binding.known_class->is_a(name)));
   if (binding.type != CimType::object) {
@@ -584,8 +584,7 @@ NodePtr compile_leaf(const Expression& e, const Scope& scope) {
   if (!binding) {
     const std::string name(e.property.text);
     refuse(e.property.offset,
-           with_nearest(std::string(scope.title()) + " has no property '" + excerpt(name) + "'", name,
-                        scope.names()));
+           std::string(scope.title()) + " has no property '" + excerpt(name) + "'" + scope.nearest(name));
   }
   if (e.kind == Expression::Kind::isa && (binding->leads_nowhere || !binding->rest.empty())) {
     static_cast<void>(isa(e, {.type = CimType::object, .constant = cim::Value()}, scope.classes()));

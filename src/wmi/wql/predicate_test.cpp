@@ -253,8 +253,10 @@ TEST_F(PredicateTest, Refuses_what_does_not_fit_the_class) {
   };
   for (const auto& [where, status, offset, message] : {
            Case{"Nmae = 'x'", Status::invalid_query, 0, "Test_Process has no property 'Nmae'; nearest: Name"},
-           Case{"Id = 1 AND Zebra = 'x'", Status::invalid_query, 11, "Test_Process has no property 'Zebra'"},
-           Case{"Zebra.Name = 'x'", Status::invalid_query, 0, "Test_Process has no property 'Zebra.Name'"},
+           Case{"Id = 1 AND Zebra = 'x'", Status::invalid_query, 11,
+                "Test_Process has no property 'Zebra'; nearest: Delta"},
+           Case{"Zebra.Name = 'x'", Status::invalid_query, 0,
+                "Test_Process has no property 'Zebra.Name'; nearest: Delta"},
            Case{"Id = 'abc'", Status::invalid_query, 5, "'abc' is no value for Id (uint32)"},
            Case{"Id = ''", Status::invalid_query, 5, "'' is no value for Id (uint32)"},
            Case{"Id = TRUE", Status::invalid_query, 5, "TRUE is no value for Id (uint32)"},
@@ -282,10 +284,11 @@ TEST_F(PredicateTest, Refuses_what_does_not_fit_the_class) {
                 "ISA is for objects, Name is of type string"},
            Case{"__this ISA 'CIM_Proces'", Status::invalid_class, 11,
                 "there is no class 'CIM_Proces'; nearest: CIM_Process"},
-           Case{"Parent.Parent ISA 'Zebra'", Status::invalid_class, 18, "there is no class 'Zebra'"},
+           Case{"Parent.Parent ISA 'Zebra'", Status::invalid_class, 18,
+                "there is no class 'Zebra'; nearest: Test_Process"},
            // A part that cannot matter is checked all the same.
            Case{"__CLASS = 'x' AND Zebra = 1", Status::invalid_query, 18,
-                "Test_Process has no property 'Zebra'"},
+                "Test_Process has no property 'Zebra'; nearest: Delta"},
        }) {
     const Refusal refused = refusal(where);
     EXPECT_EQ(refused.status, status) << where;

@@ -49,6 +49,8 @@ class Scope {
   [[nodiscard]] virtual std::string_view title() const = 0;
   /// All names, for messages.
   [[nodiscard]] virtual std::vector<std::string_view> names() const = 0;
+  /// "; nearest: a, b": what a name that does not exist here was probably meant to be, for messages.
+  [[nodiscard]] virtual std::string nearest(std::string_view name) const;
   [[nodiscard]] virtual const Classes& classes() const = 0;
 };
 
