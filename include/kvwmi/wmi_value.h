@@ -9,6 +9,8 @@
 #include <variant>
 #include <vector>
 
+#include "kvwmi/export.h"
+
 namespace kvwmi::wmi {
 
 class Object;
@@ -32,6 +34,9 @@ enum class CimType : std::uint8_t {
   reference = 102,
   char16 = 103,
 };
+
+/// The type's name in schemas: "uint32", "ref" for a reference. Empty for a number that is no type.
+[[nodiscard]] KVWMI_API std::string_view type_name(CimType type);
 
 /// A property's value as WMI's scripting layer hands it to automation clients.
 ///

@@ -28,8 +28,8 @@ Json schema_to_json(const WmiObject& description) {
 void print_schema(Console& console, const WmiObject& description) {
   Table table({{description.class_name}, {"TYPE"}, {"KEY"}, {"DESCRIPTION"}});
   for (const WmiProperty& property : description.properties) {
-    table.add({"  " + property.name, type_name(property.type, property.is_array),
-               property.is_key ? "key" : "", printable(property.description)});
+    table.add({"  " + property.name, type_text(property), property.is_key ? "key" : "",
+               printable(property.description)});
   }
   console.print(table);
 }

@@ -1,7 +1,5 @@
 #include "agent/values.h"
 
-#include <algorithm>
-#include <array>
 #include <nlohmann/json.hpp>
 #include <sstream>
 #include <type_traits>
@@ -15,26 +13,6 @@ namespace {
 using Json = nlohmann::ordered_json;
 using wmi::CimType;
 using wmi::Value;
-
-constexpr std::array<std::pair<CimType, const char*>, 16> kTypes{{
-    {CimType::sint8, "sint8"},
-    {CimType::uint8, "uint8"},
-    {CimType::sint16, "sint16"},
-    {CimType::uint16, "uint16"},
-    {CimType::sint32, "sint32"},
-    {CimType::uint32, "uint32"},
-    {CimType::sint64, "sint64"},
-    {CimType::uint64, "uint64"},
-    {CimType::real32, "real32"},
-    {CimType::real64, "real64"},
-    {CimType::boolean, "boolean"},
-    {CimType::string, "string"},
-    {CimType::datetime, "datetime"},
-    {CimType::reference, "reference"},
-    {CimType::char16, "char16"},
-    {CimType::object, "object"},
-}};
-constexpr std::size_t kNumbers = 10;  // the first of kTypes
 
 /// Calls `handle` with the held alternative: Null, bool, a number, text, an array, or an object read out.
 template <typename Handle>
@@ -115,15 +93,26 @@ std::string to_line(const Value& value) {
   });
 }
 
-std::string type_name(CimType type, bool is_array) {
-  const auto* found =
-      std::find_if(kTypes.begin(), kTypes.end(), [&](const auto& entry) { return entry.first == type; });
-  return std::string(found == kTypes.end() ? "unknown" : found->second) + (is_array ? "[]" : "");
+std::string type_text(const WmiProperty& property) {
+  return std::string(type_name(property.type)) + (property.is_array ? "[]" : "");
 }
 
 bool is_number(CimType type) {
-  return std::any_of(kTypes.begin(), kTypes.begin() + kNumbers,
-                     [&](const auto& entry) { return entry.first == type; });
+  switch (type) {
+    case CimType::sint8:
+    case CimType::uint8:
+    case CimType::sint16:
+    case CimType::uint16:
+    case CimType::sint32:
+    case CimType::uint32:
+    case CimType::sint64:
+    case CimType::uint64:
+    case CimType::real32:
+    case CimType::real64:
+      return true;
+    default:
+      return false;
+  }
 }
 
 }  // namespace kvwmi::agent

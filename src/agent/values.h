@@ -20,8 +20,8 @@ namespace kvwmi::agent {
 /// One line, control characters made visible; Null is "NULL", an array {a, b}.
 [[nodiscard]] std::string to_line(const wmi::Value& value);
 
-/// WMI's word for a CIM type, with [] for an array of it.
-[[nodiscard]] std::string type_name(wmi::CimType type, bool is_array = false);
+/// The name of its type, with [] for an array.
+[[nodiscard]] std::string type_text(const WmiProperty& property);
 [[nodiscard]] bool is_number(wmi::CimType type);
 
 }  // namespace kvwmi::agent

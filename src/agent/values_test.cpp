@@ -58,8 +58,12 @@ TEST(Values, ErrorsTellNumberSourceAndDescription) {
 }
 
 TEST(Values, TypeNamesAreWmis) {
-  EXPECT_EQ(type_name(CimType::uint64), "uint64");
-  EXPECT_EQ(type_name(CimType::string, true), "string[]");
+  WmiProperty property;
+  property.type = CimType::uint64;
+  EXPECT_EQ(type_text(property), "uint64");
+  property.type = CimType::reference;
+  property.is_array = true;
+  EXPECT_EQ(type_text(property), "ref[]");
   EXPECT_TRUE(is_number(CimType::uint64));
   EXPECT_TRUE(is_number(CimType::real64));
   EXPECT_FALSE(is_number(CimType::boolean));

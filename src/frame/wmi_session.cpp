@@ -12,16 +12,6 @@
 namespace kvwmi {
 namespace {
 
-std::shared_ptr<wmi::Services> connect(Ground& ground, const std::string& name_space) {
-  try {
-    wmi::ConnectArguments arguments;
-    arguments.name_space = name_space;
-    return ground.create_locator()->connect_server(arguments);
-  } catch (const Error& error) {
-    throw explain_missing_wmi(error);
-  }
-}
-
 /// Calls `take` with each object of an answer.
 template <typename Take>
 void for_each_object(wmi::Services& services, const std::string& query, Take take) {

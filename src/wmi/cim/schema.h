@@ -14,9 +14,6 @@ namespace kvwmi::cim {
 
 class Instance;
 
-/// The type's name in schemas: "uint32", "ref" for a reference.
-[[nodiscard]] std::string_view type_name(CimType type);
-
 /// What reading a property costs, for the engine and for people choosing what to select.
 enum class Cost : std::uint8_t {
   free,  ///< known once the row exists

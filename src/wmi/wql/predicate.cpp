@@ -351,7 +351,7 @@ NodePtr leaf(const Binding& binding, Test test) {
 
 [[noreturn]] void refuse_literal(const Expression& e, CimType type) {
   refuse(e.literal.offset, excerpt(e.literal.spelling) + " is no value for " + excerpt(e.property.text) +
-                               " (" + std::string(cim::type_name(type)) + ")");
+                               " (" + std::string(type_name(type)) + ")");
 }
 
 /// The number that a literal stands for, quoted or not: int64, uint64 or double; Null for what is none.
@@ -443,7 +443,7 @@ NodePtr like(const Expression& e, const Binding& binding) {
   if (binding.type != CimType::string && binding.type != CimType::datetime &&
       binding.type != CimType::reference) {
     refuse(e.property.offset, "LIKE is for text, " + excerpt(e.property.text) + " is of type " +
-                                  std::string(cim::type_name(binding.type)));
+                                  std::string(type_name(binding.type)));
   }
   const std::string& text = *e.literal.value.get_if<std::string>();
   try {
@@ -494,7 +494,7 @@ NodePtr isa(const Expression& e, const Binding& binding, const Classes& classes)
   if (binding.known_class != nullptr) return std::make_unique<Always>(truth(binding.known_class->is_a(name)));
   if (binding.type != CimType::object) {
     refuse(e.property.offset, "ISA is for objects, " + excerpt(e.property.text) + " is of type " +
-                                  std::string(cim::type_name(binding.type)));
+                                  std::string(type_name(binding.type)));
   }
   return leaf(binding, IsaTest{name});
 }
