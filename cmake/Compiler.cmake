@@ -10,6 +10,7 @@ set(CMAKE_RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR})
 set(CMAKE_LIBRARY_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR})
 
 set(KVWMI_SANITIZE "" CACHE STRING "Sanitizers for every target, as -fsanitize takes them")
+option(KVWMI_TESTS "Build tests, benchmarks and fuzz targets; without them fewer packages are needed" ON)
 option(KVWMI_BENCH "Build the benchmarks" OFF)
 option(KVWMI_FUZZ "Build the fuzz targets for libFuzzer (clang only)" OFF)
 

@@ -1,7 +1,9 @@
 # A room is one folder under src/: its sources make the library kvwmi_<name>, save a main.cpp, which is a program's, and
 # the *_test.cpp beside them the test program <name>_test, run as one test. New files are picked up by themselves.
 
-if(CMAKE_CROSSCOMPILING)
+if(NOT KVWMI_TESTS)
+  # nothing to find
+elseif(CMAKE_CROSSCOMPILING)
   # Debian ships GoogleTest for Linux only; its sources build for Windows.
   set(INSTALL_GTEST OFF)
   set(gtest_disable_pthreads OFF)
@@ -25,10 +27,12 @@ if(KVWMI_SANITIZE)
   add_library(kvwmi_headers OBJECT EXCLUDE_FROM_ALL ${CMAKE_BINARY_DIR}/precompiled.cpp)
   target_precompile_headers(kvwmi_headers PRIVATE ${standard_headers})
 endif()
-add_executable(kvwmi_test_headers EXCLUDE_FROM_ALL ${CMAKE_BINARY_DIR}/precompiled.cpp)
-target_link_libraries(kvwmi_test_headers PRIVATE GTest::gmock_main)
-target_compile_options(kvwmi_test_headers PRIVATE ${test_optimisation})
-target_precompile_headers(kvwmi_test_headers PRIVATE <gmock/gmock.h> <gtest/gtest.h> ${standard_headers})
+if(KVWMI_TESTS)
+  add_executable(kvwmi_test_headers EXCLUDE_FROM_ALL ${CMAKE_BINARY_DIR}/precompiled.cpp)
+  target_link_libraries(kvwmi_test_headers PRIVATE GTest::gmock_main)
+  target_compile_options(kvwmi_test_headers PRIVATE ${test_optimisation})
+  target_precompile_headers(kvwmi_test_headers PRIVATE <gmock/gmock.h> <gtest/gtest.h> ${standard_headers})
+endif()
 
 # kvwmi_precompiled(TARGET HEADERS)
 function(kvwmi_precompiled target headers)
@@ -83,7 +87,7 @@ function(kvwmi_room name)
   list(TRANSFORM arg_DEPENDS PREPEND kvwmi_)
   target_link_libraries(kvwmi_${name} PUBLIC ${arg_DEPENDS} ${arg_LIBS})
   kvwmi_precompiled(kvwmi_${name} kvwmi_headers)
-  if(tests)
+  if(tests AND KVWMI_TESTS)
     kvwmi_test(${name}_test ${tests} LIBS kvwmi_${name} ${arg_TEST_LIBS} kvwmi_fake_ground)
   endif()
 endfunction()

@@ -1,6 +1,8 @@
 #pragma once
 
+#include <pty.h>
 #include <sys/wait.h>
+#include <unistd.h>
 
 #include <array>
 #include <cstdio>
@@ -25,6 +27,27 @@ inline CommandResult run_shell(const std::string& line) {
     result.out.append(buffer.data(), size);
   }
   const int status = pclose(pipe);
+  result.status = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+  return result;
+}
+
+/// The same on a terminal of its own; gives all that appears there, its line ends as a terminal writes them.
+inline CommandResult run_on_terminal(const std::string& line) {
+  int terminal = -1;
+  const pid_t child = forkpty(&terminal, nullptr, nullptr, nullptr);
+  if (child < 0) throw std::runtime_error("no terminal");
+  if (child == 0) {
+    execl("/bin/sh", "sh", "-c", line.c_str(), nullptr);
+    _exit(127);
+  }
+  CommandResult result{0, ""};
+  std::array<char, 4096> buffer{};
+  for (ssize_t size = 0; (size = read(terminal, buffer.data(), buffer.size())) > 0;) {
+    result.out.append(buffer.data(), static_cast<std::size_t>(size));
+  }
+  close(terminal);
+  int status = 0;
+  waitpid(child, &status, 0);
   result.status = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
   return result;
 }

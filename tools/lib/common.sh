@@ -37,22 +37,22 @@ missing_packages() {
     <(printf '%s\n' "${wanted[@]}" | sort -u)
 }
 
-# Words that run a command as root, or a failure where there is no way to.
-as_root() {
-  if ((EUID == 0)); then
-    "$@"
-  elif command -v sudo >/dev/null && { sudo -n true 2>/dev/null || [[ -t 0 && -t 2 ]]; }; then
-    sudo "$@"
-  else
-    return 126
-  fi
+# What follows reads it, and so does what is built.
+[[ -e /proc/self/fd ]] || die "/proc is missing here; as root: mount -t proc proc /proc"
+
+# Whether a command can be run as root. A sudo that wants a password asks for it on the terminal, wherever the command's
+# input and output go; so it takes somebody who sits there.
+can_be_root() {
+  ((EUID == 0)) || { command -v sudo >/dev/null && { sudo -n true || : </dev/tty; } 2>/dev/null; }
 }
+as_root() { if ((EUID == 0)); then "$@"; else sudo "$@"; fi; }
 
 # install_packages PURPOSE... - installs what is missing. Fails with the list in `missing` where it cannot.
 install_packages() {
   local log=$root/build/logs/packages.log
   mapfile -t missing < <(missing_packages "$@")
   ((${#missing[@]})) || return 0
+  can_be_root || return 1
   mkdir -p "$root/build/logs"
   say "Installing ${#missing[@]} Debian packages: ${missing[*]}"
   local apt=(env DEBIAN_FRONTEND=noninteractive apt-get -q -y -o Acquire::Retries=3 -o DPkg::Lock::Timeout=300)
@@ -69,18 +69,22 @@ install_packages() {
 
 cores() { nproc; }
 
-# configure PRESET - only where it has not been done; the build tool repeats it when a CMake file changes.
+# configure PRESET TESTS - with tests (ON) or, where their packages may be missing, without (OFF). Only where it has not
+# been done with them already; the build tool repeats it when a CMake file changes.
 configure() {
-  [[ -f $root/build/$1/build.ninja ]] && return 0
-  (cd "$root" && cmake --preset "$1")
+  local tree=$root/build/$1
+  [[ -f $tree/build.ninja ]] && grep -qx KVWMI_TESTS:BOOL=ON "$tree/CMakeCache.txt" && return 0
+  (cd "$root" && cmake --preset "$1" -D KVWMI_TESTS="$2")
 }
 
 # build PRESET [TARGET...]
 build() {
   local preset=$1
   shift
-  configure "$preset" && cmake --build "$root/build/$preset" -j "$(cores)" ${1:+--target "$@"}
+  configure "$preset" ON && compile "$preset" "$@"
 }
+# compile PRESET [TARGET...] - what has been configured
+compile() { cmake --build "$root/build/$1" -j "$(cores)" ${2:+--target "${@:2}"}; }
 
 # sources_newer STAMP - whether anything that a build depends on changed since; folders count, so that files which came
 # or went are seen.
