@@ -4,6 +4,7 @@
 
 #include <csignal>
 #include <limits>
+#include <regex>
 #include <sstream>
 #include <string>
 #include <utility>
@@ -61,19 +62,11 @@ class AgentFixture : public ::testing::Test {
     fake_messages().push_back([] { std::raise(SIGINT); });
   }
 
-  /// The text with TIME for times of day.
+  /// The text with TIME for times of day, and 0.0 s for what a step took.
   static std::string without_times(const std::string& text) {
-    constexpr std::size_t kLength = 8;  // of 12:34:56
-    std::string result;
-    for (std::size_t i = 0; i < text.size(); ++i) {
-      if (text.size() - i > kLength && text[i + 2] == ':' && text[i + 5] == ':') {
-        result += "TIME";
-        i += kLength - 1;
-      } else {
-        result += text[i];
-      }
-    }
-    return result;
+    static const std::regex of_day(R"(\d\d:\d\d:\d\d)");
+    static const std::regex taken(R"(\d\.\d s\b)");
+    return std::regex_replace(std::regex_replace(text, of_day, "TIME"), taken, "0.0 s");
   }
 
  private:
