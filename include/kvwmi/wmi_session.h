@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "kvwmi/export.h"
+#include "kvwmi/wmi_method.h"
 #include "kvwmi/wmi_value.h"
 
 namespace kvwmi {
@@ -28,7 +29,17 @@ struct WmiProperty {
 struct WmiObject {
   std::string class_name;  ///< in the schema's spelling
   std::vector<WmiProperty>
-      properties;  ///< in the schema's order, then the system properties asked for by name
+      properties;         ///< in the schema's order, then the system properties asked for by name
+  bool is_class = false;  ///< whether it is a class, as schema queries answer, and no instance
+};
+
+/// A class with what its schema says of it.
+struct WmiClass {
+  std::string name;                       ///< in the schema's spelling
+  std::vector<std::string> superclasses;  ///< nearest first
+  std::string description;                ///< empty where WMI has none
+  std::vector<WmiProperty> properties;    ///< in the schema's order
+  std::vector<wmi::Method> methods;
 };
 
 /// A connection to one WMI namespace of the local machine, for queries of any kind.
@@ -51,7 +62,7 @@ class KVWMI_API WmiSession {
   [[nodiscard]] std::vector<std::string> classes();
   /// What the schema says of a class, its name in any case. A class that the namespace lacks raises
   /// "Not found " (0x80041002).
-  [[nodiscard]] WmiObject class_description(const std::string& name);
+  [[nodiscard]] WmiClass class_description(const std::string& name);
 
   /// Reads out an object that is the value of a property.
   [[nodiscard]] static WmiObject read(wmi::Object& object);

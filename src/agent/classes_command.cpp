@@ -13,7 +13,7 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
-Json schema_to_json(const WmiObject& description) {
+Json schema_to_json(const WmiClass& description) {
   Json properties = Json::array();
   for (const WmiProperty& property : description.properties) {
     properties.push_back({{"name", property.name},
@@ -22,30 +22,73 @@ Json schema_to_json(const WmiObject& description) {
                           {"key", property.is_key},
                           {"description", property.description}});
   }
-  return {{"class", description.class_name}, {"properties", std::move(properties)}};
+  Json methods = Json::array();
+  for (const wmi::Method& method : description.methods) {
+    Json in = Json::array();
+    for (const wmi::Parameter& parameter : method.in)
+      in.push_back({{"name", parameter.name}, {"type", type_name(parameter.type)}});
+    methods.push_back({{"name", method.name}, {"in", std::move(in)}, {"description", method.description}});
+  }
+  return {{"class", description.name},
+          {"superclasses", description.superclasses},
+          {"description", description.description},
+          {"properties", std::move(properties)},
+          {"methods", std::move(methods)}};
 }
 
-void print_schema(Console& console, const WmiObject& description) {
-  Table table({{description.class_name}, {"TYPE"}, {"KEY"}, {"DESCRIPTION"}});
+std::string joined(const std::vector<std::string>& parts) {
+  std::string result;
+  for (const std::string& part : parts) result += (result.empty() ? "" : ", ") + part;
+  return result;
+}
+
+std::string signature(const wmi::Method& method) {
+  std::vector<std::string> in;
+  for (const wmi::Parameter& parameter : method.in)
+    in.push_back(std::string(type_name(parameter.type)) + ' ' + parameter.name);
+  return method.name + '(' + joined(in) + ')';
+}
+
+void print_schema(Console& console, const WmiClass& description) {
+  const std::string superclasses = joined(description.superclasses);
+  console.print(console.paint(Console::Colour::bold, description.name) +
+                (superclasses.empty() ? "" : ", derived from " + superclasses));
+  if (!description.description.empty()) console.print(printable(description.description));
+
+  console.print("");
+  Table properties({{"PROPERTY"}, {"TYPE"}, {"KEY"}, {"DESCRIPTION"}});
   for (const WmiProperty& property : description.properties) {
-    table.add({"  " + property.name, type_text(property), property.is_key ? "key" : "",
-               printable(property.description)});
+    properties.add(
+        {property.name, type_text(property), property.is_key ? "key" : "", printable(property.description)});
   }
-  console.print(table);
+  console.print(properties);
+
+  if (description.methods.empty()) return;
+  console.print("");
+  Table methods({{"METHOD"}, {"DESCRIPTION"}});
+  for (const wmi::Method& method : description.methods)
+    methods.add({signature(method), printable(method.description)});
+  console.print(methods);
 }
 
 class ClassesCommand final : public Command {
  public:
   CLI::App& declare(CLI::App& app) override {
-    CLI::App* command = app.add_subcommand("classes", "Name the classes, or a class's properties");
-    command->add_option("CLASS", name_, "The class to describe, in any case");
+    CLI::App* command = app.add_subcommand("classes", "Name the classes, or what one consists of");
+    name_option_ = command->add_option("CLASS", name_, "The class to describe, in any case");
     command->add_option("--namespace", name_space_, "The WMI namespace")->capture_default_str();
+    command->footer(
+        "Of a class: what it derives from, its properties with their types and keys, its methods.\n\n"
+        "Examples:\n"
+        "  kvwmi classes                           every class of the namespace\n"
+        "  kvwmi classes Win32_Service\n"
+        "  kvwmi classes Win32_Process --json");
     return *command;
   }
 
   int run(Console& console) override {
     WmiSession session(name_space_);
-    if (name_.empty()) {
+    if (name_option_->count() == 0) {
       const std::vector<std::string> names = session.classes();
       if (console.json()) {
         console.print_json(names);
@@ -54,7 +97,7 @@ class ClassesCommand final : public Command {
       }
       return kAnswered;
     }
-    std::optional<WmiObject> description;
+    std::optional<WmiClass> description;
     try {
       description = session.class_description(name_);
     } catch (const Error& error) {
@@ -78,6 +121,7 @@ class ClassesCommand final : public Command {
 
  private:
   std::string name_;
+  CLI::Option* name_option_ = nullptr;
   std::string name_space_ = R"(root\CIMV2)";
 };
 

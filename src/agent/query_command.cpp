@@ -1,5 +1,6 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <cctype>
 #include <cstdint>
 #include <nlohmann/json.hpp>
 #include <sstream>
@@ -68,19 +69,18 @@ void print_table(Console& console, const std::vector<WmiObject>& objects) {
   }
 }
 
-/// The word after FROM.
-std::string class_of(const std::string& query) {
+/// The name after FROM, as far as that can be told without reading the query: for a hint.
+std::string class_of(std::string query) {
+  std::replace_if(
+      query.begin(), query.end(), [](unsigned char c) { return std::isalnum(c) == 0 && c != '_'; }, ' ');
   std::istringstream words(query);
   for (std::string word; words >> word;) {
-    if (same_name(word, "FROM")) {
-      words >> word;
-      return word.substr(0, word.find(';'));
-    }
+    if (same_name(word, "FROM")) return words >> word ? word : "";
   }
   return {};
 }
 
-/// The classes nearest to an unknown one, where the error itself does not tell.
+/// The classes nearest to an unknown one, where the ground does not tell them with the error.
 std::string class_hint(WmiSession& session, const std::string& query, const Error& error) {
   constexpr auto kInvalidClass = static_cast<std::int32_t>(0x80041010);
   const std::string name = class_of(query);
@@ -116,9 +116,9 @@ class QueryCommand final : public Command {
   }
 
  private:
-  void print(Console& console, const std::vector<WmiObject>& objects) const {
-    // The objects of such a query are classes: their names are the answer.
-    const bool classes = same_name(class_of(wql_), "meta_class");
+  static void print(Console& console, const std::vector<WmiObject>& objects) {
+    // Of classes the names are the answer.
+    const bool classes = !objects.empty() && objects.front().is_class;
     if (console.json()) {
       Json document = Json::array();
       for (const WmiObject& object : objects) {

@@ -7,6 +7,7 @@
 #include <string_view>
 #include <vector>
 
+#include "kvwmi/wmi_method.h"
 #include "kvwmi/wmi_value.h"
 
 /// The WMI access layer: the operations that the core needs of WMI's scripting objects, whoever provides
@@ -61,6 +62,9 @@ class Object {
   virtual std::int32_t call(std::string_view method, const NamedValues& arguments) = 0;
   /// Class part of the object's path, in the schema's spelling.
   [[nodiscard]] virtual std::string class_name() = 0;
+  /// What the schema says of its class, and the class's methods; empty where the ground does not tell.
+  [[nodiscard]] virtual std::string class_description() { return {}; }
+  [[nodiscard]] virtual std::vector<Method> methods() { return {}; }
 };
 
 /// Walks one result set; ends with null.

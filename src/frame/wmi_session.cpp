@@ -55,6 +55,31 @@ WmiProperty read_system_property(wmi::Object& object, std::string_view written) 
   return result;
 }
 
+/// NULL where WMI does not tell it: no reason to withhold the rest of the object.
+wmi::Value system_property(wmi::Object& object, const char* name) {
+  try {
+    return object.get(name);
+  } catch (const Error&) {
+    return {};
+  }
+}
+
+WmiClass describe(wmi::Object& object) {
+  WmiObject read = WmiSession::read(object);
+  WmiClass result{std::move(read.class_name),
+                  {},
+                  object.class_description(),
+                  std::move(read.properties),
+                  object.methods()};
+  const wmi::Value derivation = system_property(object, "__DERIVATION");
+  if (const auto* names = derivation.get_if<wmi::Value::Array>()) {
+    for (const wmi::Value& name : *names) {
+      if (const auto* text = name.get_if<std::string>()) result.superclasses.push_back(*text);
+    }
+  }
+  return result;
+}
+
 }  // namespace
 
 WmiSession::WmiSession(const std::string& name_space) : WmiSession(local_ground(), name_space) {}
@@ -83,13 +108,13 @@ std::vector<std::string> WmiSession::classes() {
   return result;
 }
 
-WmiObject WmiSession::class_description(const std::string& name) {
+WmiClass WmiSession::class_description(const std::string& name) {
   if (is_class_name(name)) {
     try {
       // ISA also answers the classes derived from it, which may come first.
       const auto set = services_->exec_query("SELECT * FROM meta_class WHERE __this ISA '" + name + "'");
       for (const auto objects = set->enumerate(); const auto object = objects->next();) {
-        if (equals_ignoring_case(object->class_name(), name)) return read(*object);
+        if (equals_ignoring_case(object->class_name(), name)) return describe(*object);
       }
     } catch (const Error& error) {
       // Where WMI refuses ISA with a class that it lacks, the caller has asked for a class all the same.
@@ -100,7 +125,9 @@ WmiObject WmiSession::class_description(const std::string& name) {
 }
 
 WmiObject WmiSession::read(wmi::Object& object) {
-  WmiObject result{object.class_name(), {}};
+  constexpr std::int32_t kClass = 1;
+  const bool is_class = system_property(object, "__GENUS") == wmi::Value(kClass);
+  WmiObject result{object.class_name(), {}, is_class};
   for (wmi::Property& property : object.properties()) {
     result.properties.push_back({std::move(property.name), std::move(property.value), property.type,
                                  property.is_array, property.is_key, std::move(property.description)});

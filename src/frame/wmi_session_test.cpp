@@ -118,10 +118,38 @@ TEST(WmiSession, DescribesAClassInAnyCaseAndNotOneDerivedFromIt) {
   ground.wmi.answer("SELECT * FROM meta_class WHERE __this ISA 'cim_service'",
                     {object({{"State", wmi::Value()}}, "Win32_Service"),
                      object({{"Started", wmi::Value()}}, "CIM_Service")});
-  const WmiObject description = WmiSession(ground).class_description("cim_service");
-  EXPECT_EQ(description.class_name, "CIM_Service");
+  const WmiClass description = WmiSession(ground).class_description("cim_service");
+  EXPECT_EQ(description.name, "CIM_Service");
   ASSERT_EQ(description.properties.size(), 1U);
   EXPECT_EQ(description.properties[0].name, "Started");
+}
+
+TEST(WmiSession, AClassTellsItsSuperclassesItsDescriptionAndItsMethods) {
+  FakeGround ground;
+  const auto service = object({{"State", wmi::Value()}}, "Win32_Service");
+  service->genus = 1;
+  service->superclasses = {wmi::Value("Win32_BaseService"), wmi::Value("CIM_Service")};
+  service->description = "The services.";
+  service->class_methods = {{"Change", {{"Flags", wmi::CimType::sint32}}, "Changes it."}};
+  ground.wmi.answer("SELECT * FROM meta_class WHERE __this ISA 'Win32_Service'", {service});
+  const WmiClass description = WmiSession(ground).class_description("Win32_Service");
+  EXPECT_EQ(description.superclasses, (std::vector<std::string>{"Win32_BaseService", "CIM_Service"}));
+  EXPECT_EQ(description.description, "The services.");
+  ASSERT_EQ(description.methods.size(), 1U);
+  EXPECT_EQ(description.methods[0].name, "Change");
+  ASSERT_EQ(description.methods[0].in.size(), 1U);
+  EXPECT_EQ(description.methods[0].in[0].name, "Flags");
+  EXPECT_EQ(description.methods[0].in[0].type, wmi::CimType::sint32);
+}
+
+TEST(WmiSession, AnObjectSaysWhetherItIsAClass) {
+  FakeGround ground;
+  const auto process = object({}, "Win32_Process");
+  process->genus = 1;
+  ground.wmi.answer("SELECT*FROM meta_class", {process});
+  ground.wmi.answer("SELECT * FROM Win32_Process", {object({}, "Win32_Process")});
+  EXPECT_TRUE(WmiSession(ground).query("SELECT*FROM meta_class").at(0).is_class);
+  EXPECT_FALSE(WmiSession(ground).query("SELECT * FROM Win32_Process").at(0).is_class);
 }
 
 TEST(WmiSession, AnUnknownClassIsNotFound) {

@@ -135,6 +135,17 @@ class ClassObject final : public wmi::Object {
     throw failure(Status::invalid_method);  // no class here has a method of its own
   }
   std::string class_name() override { return std::string(schema_.name); }
+  std::string class_description() override { return std::string(schema_.description); }
+  std::vector<wmi::Method> methods() override {
+    std::vector<wmi::Method> result;
+    for (const cim::Method& method : schema_.methods) {
+      wmi::Method& entry =
+          result.emplace_back(wmi::Method{std::string(method.name), {}, std::string(method.description)});
+      for (const cim::Parameter& parameter : method.in)
+        entry.in.push_back({std::string(parameter.name), parameter.type});
+    }
+    return result;
+  }
 
  private:
   const cim::Class& schema_;

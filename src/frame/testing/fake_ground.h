@@ -31,6 +31,8 @@ class FakeObject final : public wmi::Object {
     for (const wmi::NamedValue& entry : values_) {
       if (equals_ignoring_case(entry.name, property)) return entry.value;
     }
+    if (equals_ignoring_case(property, "__GENUS")) return wmi::Value(genus);
+    if (equals_ignoring_case(property, "__DERIVATION")) return wmi::Value(superclasses);
     throw wmi::wmi_error(wmi::Status::not_found, wmi::source::kObject);
   }
   std::vector<wmi::Property> properties() override {
@@ -46,6 +48,13 @@ class FakeObject final : public wmi::Object {
     return return_code;
   }
   std::string class_name() override { return class_name_; }
+  std::string class_description() override { return description; }
+  std::vector<wmi::Method> methods() override { return class_methods; }
+
+  std::int32_t genus = 2;  ///< 1 makes it a class, which has what follows
+  wmi::Value::Array superclasses;
+  std::string description;
+  std::vector<wmi::Method> class_methods;
 
   std::int32_t return_code = 0;
   std::vector<std::pair<std::string, wmi::NamedValues>> calls;
