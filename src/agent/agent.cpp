@@ -1,6 +1,8 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <cerrno>
 #include <nlohmann/json.hpp>
+#include <system_error>
 #include <utility>
 
 #include "agent/command.h"
@@ -102,9 +104,9 @@ class CommandLine {
   std::vector<std::pair<CLI::App*, std::unique_ptr<Command>>> commands_;
 };
 
-/// What is wrong with an argument that nothing has taken.
-std::string explain_extra(CommandLine& line, const std::string& extra) {
-  if (extra.starts_with('-')) {
+/// What is wrong with an argument that nothing has taken; `is_word` where it cannot be an option.
+std::string explain_extra(CommandLine& line, const std::string& extra, bool is_word) {
+  if (extra.starts_with('-') && !is_word) {
     return "unknown option \"" + extra + "\"" + nearest_hint(extra, line.option_names(line.chosen_app()));
   }
   if (line.chosen() == nullptr) {
@@ -144,10 +146,8 @@ int complete(const std::vector<std::string>& words, Console& console) {
   return kAnswered;
 }
 
-}  // namespace
-
-int run_agent(std::vector<std::string> arguments, std::ostream& out, std::ostream& err,
-              Console::Style style) {
+/// The program but for the end of its output.
+int answer(std::vector<std::string> arguments, std::ostream& out, std::ostream& err, Console::Style style) {
   try {
     if (!arguments.empty() && arguments.front() == "complete") {
       Console console(out, err, style);
@@ -169,9 +169,13 @@ int run_agent(std::vector<std::string> arguments, std::ostream& out, std::ostrea
     }
     style.json = line.json();
     Console console(out, err, style);
-    const std::vector<std::string> extras = line.app().remaining(true);
+    std::vector<std::string> extras = line.app().remaining(true);
+    // What stands behind the first -- is no option; the mark itself is left over too.
+    const auto mark = std::find(extras.begin(), extras.end(), "--");
+    const bool all_words = mark == extras.begin();
+    if (mark != extras.end()) extras.erase(mark);
     if (!extras.empty()) {
-      console.complain(explain_extra(line, extras.front()));
+      console.complain(explain_extra(line, extras.front(), all_words));
       return kUsage;
     }
     Command* command = line.chosen();
@@ -193,6 +197,19 @@ int run_agent(std::vector<std::string> arguments, std::ostream& out, std::ostrea
     Console(out, err, style).complain(error.what());
     return kRaised;
   }
+}
+
+}  // namespace
+
+int run_agent(std::vector<std::string> arguments, std::ostream& out, std::ostream& err,
+              Console::Style style) {
+  const int status = answer(std::move(arguments), out, err, style);
+  // What was not written was not answered. Of a write that failed earlier the reason is no longer known.
+  errno = 0;
+  if (out.flush()) return status;
+  const std::string reason = errno == 0 ? "" : ": " + std::generic_category().message(errno);
+  Console(out, err, style).complain("cannot write the answer" + reason);
+  return kRaised;
 }
 
 }  // namespace kvwmi::agent

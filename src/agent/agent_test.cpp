@@ -1,7 +1,9 @@
 #include <gtest/gtest.h>
 
+#include <cerrno>
 #include <nlohmann/json.hpp>
 #include <sstream>
+#include <streambuf>
 
 #include "agent/command.h"
 #include "frame/testing/local_ground.h"
@@ -30,6 +32,12 @@ Result run(std::vector<std::string> arguments, Console::Style style = {}) {
 
 std::shared_ptr<FakeObject> object(wmi::NamedValues values, std::string class_name = "") {
   return std::make_shared<FakeObject>(std::move(values), std::move(class_name));
+}
+
+std::shared_ptr<FakeObject> class_object(wmi::NamedValues values, std::string name) {
+  auto result = object(std::move(values), std::move(name));
+  result->genus = 1;
+  return result;
 }
 
 /// The agent on a machine that a test makes up.
@@ -190,8 +198,8 @@ TEST_F(Agent, QueryAsJsonIsAnArrayOfObjects) {
 }
 
 TEST_F(Agent, AQueryOfClassesNamesThem) {
-  const std::string query = "SELECT * FROM meta_class WHERE __CLASS LIKE 'CIM%'";
-  wmi.answer(query, {object({}, "CIM_A"), object({{"Name", Value()}}, "CIM_B")});
+  const std::string query = "SELECT*FROM meta_class WHERE __CLASS LIKE 'CIM%'";
+  wmi.answer(query, {class_object({}, "CIM_A"), class_object({{"Name", Value()}}, "CIM_B")});
   EXPECT_EQ(Json::parse(run({"query", query, "--json"}).out).dump(),
             R"([{"__CLASS":"CIM_A"},{"__CLASS":"CIM_B","Name":null}])");
   EXPECT_EQ(run({"query", query}).out, "CIM_A\n\nCIM_B\n  Name  NULL\n");
@@ -256,9 +264,13 @@ TEST_F(Agent, AnUnknownClassNamesTheNearest) {
   wmi.errors.emplace("SELECT * FROM Win32_Proces",
                      wmi::wmi_error(wmi::Status::invalid_class, wmi::source::kObjectSet));
   wmi.answer("SELECT * FROM meta_class", {object({}, "Win32_Process"), object({}, "Win32_Service")});
-  const Result result = run({"query", "SELECT * FROM Win32_Proces"});
-  EXPECT_NE(result.err.find("    no class \"Win32_Proces\"; nearest: Win32_Process\n"), std::string::npos)
-      << result.err;
+  wmi.errors.emplace("SELECT*FROM Win32_Proces;",
+                     wmi::wmi_error(wmi::Status::invalid_class, wmi::source::kObjectSet));
+  for (const char* query : {"SELECT * FROM Win32_Proces", "SELECT*FROM Win32_Proces;"}) {
+    const Result result = run({"query", query});
+    EXPECT_NE(result.err.find("    no class \"Win32_Proces\"; nearest: Win32_Process\n"), std::string::npos)
+        << result.err;
+  }
 }
 
 TEST_F(Agent, ClassesNamesThemAll) {
@@ -268,11 +280,77 @@ TEST_F(Agent, ClassesNamesThemAll) {
 }
 
 TEST_F(Agent, ClassesDescribesOne) {
-  wmi.answer("SELECT * FROM meta_class WHERE __this ISA 'x'", {object({{"Name", Value()}}, "X")});
-  EXPECT_EQ(run({"classes", "x"}).out, "X       TYPE    KEY  DESCRIPTION\n  Name  string\n");
+  const auto plain = class_object({{"Name", Value()}}, "X");
+  wmi.answer("SELECT * FROM meta_class WHERE __this ISA 'x'", {plain});
+  EXPECT_EQ(run({"classes", "x"}).out, "X\n\nPROPERTY  TYPE    KEY  DESCRIPTION\nName      string\n");
   EXPECT_EQ(Json::parse(run({"classes", "x", "--json"}).out).dump(),
-            R"({"class":"X","properties":[{"name":"Name","type":"string","array":false,"key":false,)"
-            R"("description":""}]})");
+            R"({"class":"X","superclasses":[],"description":"","properties":[{"name":"Name","type":"string",)"
+            R"("array":false,"key":false,"description":""}],"methods":[]})");
+}
+
+TEST_F(Agent, ClassesTellsDerivationAndMethodsToo) {
+  const auto machine = class_object({{"Name", Value()}}, "Y");
+  machine->superclasses = {Value("B"), Value("A")};
+  machine->description = "The machine.";
+  machine->class_methods = {{"Reboot", {}, "Starts anew."},
+                            {"Stop", {{"Flags", wmi::CimType::sint32}, {"Why", wmi::CimType::string}}, ""}};
+  wmi.answer("SELECT * FROM meta_class WHERE __this ISA 'y'", {machine});
+  EXPECT_EQ(run({"classes", "y"}).out,
+            "Y, derived from B, A\n"
+            "The machine.\n\n"
+            "PROPERTY  TYPE    KEY  DESCRIPTION\n"
+            "Name      string\n\n"
+            "METHOD                          DESCRIPTION\n"
+            "Reboot()                        Starts anew.\n"
+            "Stop(sint32 Flags, string Why)\n");
+  const Json json = Json::parse(run({"classes", "y", "--json"}).out);
+  EXPECT_EQ(json["superclasses"].dump(), R"(["B","A"])");
+  EXPECT_EQ(json["description"], "The machine.");
+  EXPECT_EQ(json["methods"].dump(),
+            R"([{"name":"Reboot","in":[],"description":"Starts anew."},{"name":"Stop","in":[)"
+            R"({"name":"Flags","type":"sint32"},{"name":"Why","type":"string"}],"description":""}])");
+}
+
+TEST_F(Agent, AnEmptyNameIsANameAndNotNone) {
+  EXPECT_EQ(run({"check", ""}).err.substr(0, 24), "kvwmi: unknown check \"\";");
+  EXPECT_EQ(run({"check", ""}).status, 2);
+  wmi.answer("SELECT * FROM meta_class", {class_object({}, "Win32_Process")});
+  const Result classes = run({"classes", ""});
+  EXPECT_EQ(classes.err, "kvwmi: unknown class \"\" in root\\CIMV2; nearest: Win32_Process\n");
+  EXPECT_EQ(classes.out, "");
+  EXPECT_EQ(classes.status, 1);
+}
+
+TEST_F(Agent, BehindTwoDashesEverythingIsAPlainWord) {
+  EXPECT_EQ(run({"check", "process-exists", "--", "-bash"}).out, "process-exists \"-bash\": no\n");
+  EXPECT_EQ(run({"check", "process-exists", "--", "--"}).out, "process-exists \"--\": no\n");
+  EXPECT_EQ(run({"check", "--json", "--", "memory"}).status, 3);
+  EXPECT_EQ(run({"query", "--", "SELECT * FROM Empty"}).out, "(no objects)\n");
+  EXPECT_EQ(run({"check", "process-exists", "--", "x", "-y"}).err, "kvwmi: check has no use for \"-y\"\n");
+}
+
+/// Takes some bytes and refuses the rest, as a full disk does.
+class FullBuffer final : public std::streambuf {
+ protected:
+  int_type overflow(int_type c) override {
+    if (room_ > 0) {
+      --room_;
+      return c;
+    }
+    errno = ENOSPC;
+    return traits_type::eof();
+  }
+
+ private:
+  int room_ = 3;
+};
+
+TEST_F(Agent, AnAnswerThatCannotBeWrittenIsAFailure) {
+  FullBuffer full;
+  std::ostream out(&full);
+  std::ostringstream err;
+  EXPECT_EQ(run_agent({"--version"}, out, err, {}), 1);
+  EXPECT_EQ(err.str(), "kvwmi: cannot write the answer\n");
 }
 
 TEST_F(Agent, ClassesOfAnUnknownNameNamesTheNearest) {
@@ -350,9 +428,13 @@ TEST_F(Agent, CompletesCommandsChecksClassesAndOptions) {
 
 TEST_F(Agent, ColoursOnlyWhereTheyAreWanted) {
   Console::Style colour;
-  colour.colour = true;
+  colour.error_colour = true;
   EXPECT_EQ(run({"chek"}, colour).err.substr(0, 15), "\x1b[31mkvwmi:\x1b[0m");
+  EXPECT_EQ(run({"query", "SELECT * FROM Empty"}, colour).out, "(no objects)\n");
+  colour.colour = true;
   EXPECT_EQ(run({"query", "SELECT * FROM Empty"}, colour).out, "\x1b[2m(no objects)\x1b[0m\n");
+  colour.error_colour = false;
+  EXPECT_EQ(run({"chek"}, colour).err.substr(0, 6), "kvwmi:");
   EXPECT_EQ(run({"chek"}).err.find('\x1b'), std::string::npos);
 }
 

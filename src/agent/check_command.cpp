@@ -84,14 +84,14 @@ class CheckCommand final : public Command {
  public:
   CLI::App& declare(CLI::App& app) override {
     CLI::App* command = app.add_subcommand("check", "Probe this machine once");
-    command->add_option("CHECK", name_, "The check; see below");
+    name_option_ = command->add_option("CHECK", name_, "The check; see below");
     argument_option_ = command->add_option("NAME", argument_, "The service or process that some checks need");
     command->footer(check_list());
     return *command;
   }
 
   int run(Console& console) override {
-    if (name_.empty()) return run_all(console);
+    if (name_option_->count() == 0) return run_all(console);
     const auto known = checks();
     const auto check =
         std::find_if(known.begin(), known.end(), [&](const Check& c) { return c.name == name_; });
@@ -166,6 +166,7 @@ class CheckCommand final : public Command {
 
   std::string name_;
   std::string argument_;
+  CLI::Option* name_option_ = nullptr;
   CLI::Option* argument_option_ = nullptr;
 };
 

@@ -38,6 +38,12 @@ std::size_t bytes_of_columns(std::string_view text, std::size_t columns) {
   return bytes;
 }
 
+std::string painted(Console::Colour colour, std::string_view text) {
+  static constexpr std::array<const char*, 5> kCodes{"1", "2", "31", "33", "32"};
+  return std::string("\x1b[") + kCodes[static_cast<std::size_t>(colour)] + 'm' + std::string(text) +
+         "\x1b[0m";
+}
+
 }  // namespace
 
 std::string_view trimmed(std::string_view text) {
@@ -96,7 +102,9 @@ void Console::clear_progress() {
 
 void Console::complain(std::string_view line) {
   clear_progress();
-  err_ << paint(Colour::red, "kvwmi:") << ' ' << printable(line) << '\n';
+  constexpr std::string_view kProgram = "kvwmi:";
+  err_ << (style_.error_colour ? painted(Colour::red, kProgram) : std::string(kProgram)) << ' '
+       << printable(line) << '\n';
 }
 
 void Console::complain(const Error& error, std::string_view hint) {
@@ -121,10 +129,7 @@ void Console::complain(const Error& error, std::string_view hint) {
 }
 
 std::string Console::paint(Colour colour, std::string_view text) const {
-  static constexpr std::array<const char*, 5> kCodes{"1", "2", "31", "33", "32"};
-  if (!style_.colour) return std::string(text);
-  return std::string("\x1b[") + kCodes[static_cast<std::size_t>(colour)] + 'm' + std::string(text) +
-         "\x1b[0m";
+  return style_.colour ? painted(colour, text) : std::string(text);
 }
 
 }  // namespace kvwmi::agent

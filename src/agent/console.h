@@ -26,9 +26,10 @@ class Console {
  public:
   struct Style {
     bool json = false;
-    bool colour = false;
-    bool live = false;        ///< whether a line may be overwritten: `err` is a terminal
-    std::size_t width = 100;  ///< columns that a line for people may take
+    bool colour = false;        ///< of what goes to `out`
+    bool error_colour = false;  ///< of what goes to `err`
+    bool live = false;          ///< whether a line may be overwritten: `err` is a terminal
+    std::size_t width = 100;    ///< columns that a line for people may take
   };
 
   Console(std::ostream& out, std::ostream& err, Style style) : out_(out), err_(err), style_(style) {}
@@ -54,7 +55,7 @@ class Console {
   void complain(const Error& error, std::string_view hint = {});
 
   enum class Colour { bold, dim, red, yellow, green };
-  /// `text` in a colour, where there are colours.
+  /// `text` in a colour, where `out` has colours.
   [[nodiscard]] std::string paint(Colour colour, std::string_view text) const;
 
  private:

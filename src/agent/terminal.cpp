@@ -9,6 +9,7 @@
 #include <shellapi.h>
 // clang-format on
 #else
+#include <fcntl.h>
 #include <sys/ioctl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -19,9 +20,13 @@ namespace {
 
 bool colours_wanted() {
   const char* refused = std::getenv("NO_COLOR");
+  return refused == nullptr || *refused == '\0';
+}
+
+/// Whether a terminal takes escape codes.
+bool terminal_is_able() {
   const char* terminal = std::getenv("TERM");
-  return (refused == nullptr || *refused == '\0') &&
-         (terminal == nullptr || std::string_view(terminal) != "dumb");
+  return terminal == nullptr || std::string_view(terminal) != "dumb";
 }
 
 }  // namespace
@@ -43,16 +48,25 @@ std::vector<std::string> process_arguments(int, char**) {
   return result;
 }
 
-Console::Style standard_output_style() {
+namespace {
+
+/// Whether it is a console that takes escape codes; from here on it does.
+bool takes_escape_codes(DWORD stream) {
+  return SetConsoleMode(GetStdHandle(stream), ENABLE_PROCESSED_OUTPUT | ENABLE_WRAP_AT_EOL_OUTPUT |
+                                                  ENABLE_VIRTUAL_TERMINAL_PROCESSING) != 0;
+}
+
+}  // namespace
+
+Console::Style standard_style() {
   Console::Style style;
-  HANDLE output = GetStdHandle(STD_OUTPUT_HANDLE);
+  const bool able = terminal_is_able();
+  style.live = able && takes_escape_codes(STD_ERROR_HANDLE);
+  style.error_colour = style.live && colours_wanted();
+  style.colour = able && takes_escape_codes(STD_OUTPUT_HANDLE) && colours_wanted();
   CONSOLE_SCREEN_BUFFER_INFO info;
-  if (GetConsoleScreenBufferInfo(output, &info) != 0) {
+  if (GetConsoleScreenBufferInfo(GetStdHandle(STD_OUTPUT_HANDLE), &info) != 0) {
     style.width = static_cast<std::size_t>(info.srWindow.Right - info.srWindow.Left + 1);
-    style.colour =
-        colours_wanted() && SetConsoleMode(output, ENABLE_PROCESSED_OUTPUT | ENABLE_WRAP_AT_EOL_OUTPUT |
-                                                       ENABLE_VIRTUAL_TERMINAL_PROCESSING) != 0;
-    style.live = style.colour;
   }
   return style;
 }
@@ -76,14 +90,13 @@ std::vector<std::string> process_arguments(int argc, char** argv) {
   return argc > 1 ? std::vector<std::string>(argv + 1, argv + argc) : std::vector<std::string>();
 }
 
-Console::Style standard_output_style() {
+Console::Style standard_style() {
   Console::Style style;
-  if (isatty(STDOUT_FILENO) != 0) {
-    style.colour = colours_wanted();
-    winsize size{};
-    style.live = isatty(STDERR_FILENO) != 0;
-    if (ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0) style.width = size.ws_col;
-  }
+  style.live = terminal_is_able() && isatty(STDERR_FILENO) != 0;
+  style.error_colour = style.live && colours_wanted();
+  style.colour = terminal_is_able() && isatty(STDOUT_FILENO) != 0 && colours_wanted();
+  winsize size{};
+  if (ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0) style.width = size.ws_col;
   return style;
 }
 
@@ -95,7 +108,14 @@ std::string process_identity() {
   return std::to_string(getuid()) + "-" + std::to_string(name_space.st_ino) + "-" + std::to_string(getpid());
 }
 
-ProcessSetup::ProcessSetup() = default;
+ProcessSetup::ProcessSetup() {
+  // The next file that is opened gets the lowest free number: without this, a watch's queue or a connection
+  // could become the standard output. Opened the wrong way round, each fails as a closed one does.
+  for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+    if (fcntl(stream, F_GETFD) >= 0) continue;
+    static_cast<void>(open("/dev/null", stream == STDIN_FILENO ? O_WRONLY : O_RDONLY));
+  }
+}
 ProcessSetup::~ProcessSetup() = default;
 
 #endif

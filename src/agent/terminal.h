@@ -11,9 +11,9 @@ namespace kvwmi::agent {
 /// The arguments after the program's name, as UTF-8.
 [[nodiscard]] std::vector<std::string> process_arguments(int argc, char** argv);
 
-/// How standard output wants to be written to: colours on a terminal where NO_COLOR is not set, and its
-/// width.
-[[nodiscard]] Console::Style standard_output_style();
+/// How standard output and standard error want to be written to: colours on each that is a terminal, where
+/// NO_COLOR is not set, and the width of the output.
+[[nodiscard]] Console::Style standard_style();
 
 /// What tells this process from all others that run and share its named events. A later one may have the
 /// same.
