@@ -11,6 +11,9 @@ fi
 # The tree may belong to another user than the one who builds it, as in a container.
 export GIT_CONFIG_COUNT=1 GIT_CONFIG_KEY_0=safe.directory GIT_CONFIG_VALUE_0=$root
 
+# The compiler's cache lies in its user's home; who has none gets a cache in the tree.
+[[ ${CCACHE_DIR:-} || -w ${HOME:-} ]] || export CCACHE_DIR=$root/build/ccache
+
 say() { printf '%s\n' "$*"; }
 complain() { printf '%s\n' "$*" >&2; }
 die() {
