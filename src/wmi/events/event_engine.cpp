@@ -1,7 +1,6 @@
 #include "wmi/events/event_engine.h"
 
 #include <utility>
-#include <vector>
 
 #include "frame/wmi_status.h"
 
@@ -41,24 +40,22 @@ void EventEngine::subscribe(const NotificationRequest& request,
   query.subscription->counted = Counted(subscriptions_);
 
   const auto admission = std::make_shared<Admission>(query.targets.size());
-  std::vector<std::shared_ptr<PollGroup>> joined;
   try {
-    for (const EventQuery::Target& target : query.targets) joined.push_back(join(target, admission));
+    for (const EventQuery::Target& target : query.targets) join(target, admission);
     await(*admission);
     admission->check();
   } catch (...) {
     query.subscription->cancelled.store(true);
-    for (const auto& group : joined) group->request_purge();
+    purge();
     throw;
   }
   sink->channel()->on_close(this, [self = weak_from_this()] {
-    if (const auto engine = self.lock()) engine->sink_closed();
+    if (const auto engine = self.lock()) engine->purge();
   });
 }
 
 /// Adds to the poll that serves the target, or begins one.
-std::shared_ptr<PollGroup> EventEngine::join(const EventQuery::Target& target,
-                                             const std::shared_ptr<Admission>& admission) {
+void EventEngine::join(const EventQuery::Target& target, const std::shared_ptr<Admission>& admission) {
   std::string narrowing;
   for (const Equality& equality : target.scope.any_of) {
     narrowing += std::to_string(equality.column) + '=' + key_text(equality.constant) + '\n';
@@ -67,21 +64,21 @@ std::shared_ptr<PollGroup> EventEngine::join(const EventQuery::Target& target,
   const std::scoped_lock lock(mutex_);
   Slot& slot = slots_[key];
   if (!slot.group || !slot.group->add(target.part, admission)) {
-    // What is scheduled of the one before means nothing any more.
+    // The one before is not scheduled: it has retired in a run that is about to finish.
     slot = {std::make_shared<PollGroup>(target.scope, settings_), {}, false};
     static_cast<void>(slot.group->add(target.part, admission));
   }
   schedule(key, slot);
-  return slot.group;
 }
 
 /// With the lock held.
 void EventEngine::schedule(const Key& key, Slot& slot) {
   if (slot.running) return;
   const TimePoint due = slot.group->due();
-  if (slot.scheduled && *slot.scheduled <= due) return;
-  slot.scheduled = due;
+  if (slot.scheduled && (*slot.scheduled)->first <= due) return;
   const auto entry = schedule_.emplace(due, key);
+  if (slot.scheduled) schedule_.erase(*slot.scheduled);
+  slot.scheduled = entry;
   if (entry == schedule_.begin()) wake_();
 }
 
@@ -90,17 +87,12 @@ bool EventEngine::run_one(TimePoint now) {
   Key key;
   {
     const std::scoped_lock lock(mutex_);
-    while (!group) {
-      if (schedule_.empty() || schedule_.begin()->first > now) return false;
-      const auto next = schedule_.extract(schedule_.begin());
-      const auto found = slots_.find(next.mapped());
-      // Entries that were overtaken by an earlier one, or whose group is gone, mean nothing any more.
-      if (found == slots_.end() || found->second.scheduled != next.key()) continue;
-      found->second.scheduled.reset();
-      found->second.running = true;
-      key = next.mapped();
-      group = found->second.group;
-    }
+    if (schedule_.empty() || schedule_.begin()->first > now) return false;
+    key = schedule_.extract(schedule_.begin()).mapped();
+    Slot& slot = slots_.at(key);
+    slot.scheduled.reset();
+    slot.running = true;
+    group = slot.group;
   }
   bool wanted = true;
   try {
@@ -135,7 +127,13 @@ std::size_t EventEngine::polls() {
   return slots_.size();
 }
 
-void EventEngine::sink_closed() {
+std::size_t EventEngine::scheduled() {
+  const std::scoped_lock lock(mutex_);
+  return schedule_.size();
+}
+
+/// Has every poll forget what nobody wants any more, now and not only when it next polls.
+void EventEngine::purge() {
   const std::scoped_lock lock(mutex_);
   for (auto& [key, slot] : slots_) {
     slot.group->request_purge();

@@ -32,31 +32,32 @@ class EventEngine : public std::enable_shared_from_this<EventEngine> {
   /// When the next thing is due; nullopt for never.
   [[nodiscard]] std::optional<TimePoint> due();
 
-  /// How many polls there are, for tests.
+  /// How many polls there are, and how many times at which one is due, for tests.
   [[nodiscard]] std::size_t polls();
+  [[nodiscard]] std::size_t scheduled();
 
  private:
   /// Provider, period, and the equalities that narrow the poll.
   using Key = std::tuple<const Provider*, std::chrono::nanoseconds, std::string>;
+  using Schedule = std::multimap<TimePoint, Key>;
   struct Slot {
     std::shared_ptr<PollGroup> group;
-    std::optional<TimePoint> scheduled;
+    std::optional<Schedule::iterator> scheduled;
     bool running = false;  ///< by a thread that schedules it anew after that
   };
   using Slots = std::map<Key, Slot>;
 
-  std::shared_ptr<PollGroup> join(const EventQuery::Target& target,
-                                  const std::shared_ptr<Admission>& admission);
+  void join(const EventQuery::Target& target, const std::shared_ptr<Admission>& admission);
   void schedule(const Key& key, Slot& slot);
   void finish(const Key& key, const std::shared_ptr<PollGroup>& group, bool wanted);
-  void sink_closed();
+  void purge();
 
   const std::shared_ptr<const EventSettings> settings_;
   const std::function<void()> wake_;
   const std::shared_ptr<std::atomic<std::size_t>> subscriptions_;
   std::mutex mutex_;
   Slots slots_;
-  std::multimap<TimePoint, Key> schedule_;
+  Schedule schedule_;
 };
 
 }  // namespace kvwmi::embedded

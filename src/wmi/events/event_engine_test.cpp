@@ -536,6 +536,21 @@ TEST_F(EventEngineTest, OtherSinksGoOn) {
   EXPECT_EQ(take(), Texts{"first __InstanceCreationEvent 1"});
 }
 
+TEST_F(EventEngineTest, SubscriptionsThatComeAndGoLeaveNothingInTheSchedule) {
+  subscribe(kProcessStarts);
+  const auto kept = sink;
+  for (int i = 0; i < 1000; ++i) {
+    sink = make_sink();
+    subscribe(kProcessStarts);
+    sink.reset();
+    while (engine->run_one(now)) continue;
+    ASSERT_EQ(engine->scheduled(), 1U) << i;
+  }
+  add_process("1", "a");
+  pass(seconds(1));
+  EXPECT_EQ(take(), Texts{"__InstanceCreationEvent 1"});
+}
+
 TEST_F(EventEngineTest, ASinkThatIsNotServedLosesWhatIsTooMuch) {
   settings->most_pending = 3;
   subscribe("SELECT * FROM __InstanceCreationEvent WITHIN 1 WHERE TargetInstance ISA 'Win32_Process'");
@@ -564,6 +579,18 @@ TEST_F(EventEngineTest, AProviderThatFailsAtTheSubscriptionMakesTheCallFail) {
   pass(seconds(5));
   EXPECT_EQ(take(), Texts{}) << "nothing is left of the refused one";
   EXPECT_EQ(engine->polls(), 0U);
+}
+
+TEST_F(EventEngineTest, NothingIsLeftOfASubscriptionThatOneOfItsClassesRefuses) {
+  for (const auto& failing : {processes, threads}) {
+    failing->fail_with(wmi::wmi_error(Status::provider_failure, "somewhere"));
+    static_cast<void>(
+        refused("SELECT * FROM __InstanceCreationEvent WITHIN 1000 WHERE TargetInstance ISA "
+                "'CIM_LogicalElement'"));
+    failing->fail_with({});
+    pass(seconds(0));
+    EXPECT_EQ(engine->polls(), 0U) << "without waiting for a poll";
+  }
 }
 
 TEST_F(EventEngineTest, AProviderThatFailsLaterLeavesTheOthersAndRecovers) {
