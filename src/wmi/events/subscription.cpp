@@ -24,10 +24,9 @@ void Subscription::send(std::shared_ptr<cim::Instance> event) {
     return make_object(event, view);
   };
   const bool dropped = !channel->send(std::move(make), context, settings->most_pending);
-  if (dropped && !overflows_) {
+  if (!overflows_.exchange(dropped) && dropped) {
     settings->report(wmi::wmi_error(wmi::Status::queue_overflow, wmi::source::kServices));
   }
-  overflows_ = dropped;
 }
 
 }  // namespace kvwmi::embedded

@@ -78,7 +78,7 @@ class Subscription {
  private:
   void send(std::shared_ptr<cim::Instance> event);
 
-  bool overflows_ = false;
+  std::atomic<bool> overflows_ = false;  ///< several polls may serve it at once
 };
 
 /// A subscription as one class of instances sees it: its condition and names, checked against that class.
