@@ -275,6 +275,37 @@ TEST_F(EventEngineTest, ChangingIntoTheConditionIsAModificationNotACreation) {
   EXPECT_EQ(take(), Texts{"__InstanceModificationEvent spool"});
 }
 
+constexpr const char* kComesToRun =
+    "SELECT * FROM __InstanceModificationEvent WITHIN 1 WHERE TargetInstance ISA 'Win32_Service' AND "
+    "TargetInstance.State='Running'";
+
+TEST_F(EventEngineTest, AConditionMayAskWhatAnInstanceWasBeforeItsLookUpFoundIt) {
+  const auto seven = services->add({{"Name", "a"}, {"State", "Stopped"}, {"ProcessId", std::uint64_t{7}}});
+  const auto eight = services->add({{"Name", "b"}, {"State", "Stopped"}, {"ProcessId", std::uint64_t{8}}});
+  subscribe(kComesToRun + std::string(" AND PreviousInstance.ProcessId=7"));
+  for (const auto row : {seven, eight}) services->set(row, "State", "Running");
+  pass(seconds(1));
+  EXPECT_EQ(take(), Texts{"__InstanceModificationEvent a"});
+}
+
+TEST_F(EventEngineTest, GroupsMayBeMadeByWhatAnInstanceWasBeforeItsLookUpFoundIt) {
+  const auto seven = services->add({{"Name", "a"}, {"State", "Stopped"}, {"ProcessId", std::uint64_t{7}}});
+  const auto eight = services->add({{"Name", "b"}, {"State", "Stopped"}, {"ProcessId", std::uint64_t{8}}});
+  subscribe(kComesToRun + std::string(" GROUP WITHIN 5 BY PreviousInstance.ProcessId"));
+  for (const auto row : {seven, eight}) services->set(row, "State", "Running");
+  pass(seconds(10));
+  EXPECT_EQ(take(), (Texts{"__AggregateEvent x1 {__InstanceModificationEvent a}",
+                           "__AggregateEvent x1 {__InstanceModificationEvent b}"}));
+}
+
+TEST_F(EventEngineTest, NothingIsReadOfInstancesThatCanNeverComeIntoTheCondition) {
+  add_process("1", "a");
+  subscribe(
+      "SELECT * FROM __InstanceModificationEvent WITHIN 1 WHERE TargetInstance ISA 'Win32_Process' AND "
+      "TargetInstance.Name='b' AND PreviousInstance.WorkingSetSize<500");
+  EXPECT_EQ(processes->last_columns(), (std::vector<std::size_t>{0, 1})) << "another name is another process";
+}
+
 TEST_F(EventEngineTest, OperationEventsAreAllThreeKinds) {
   subscribe("SELECT * FROM __InstanceOperationEvent WITHIN 1 WHERE TargetInstance ISA 'Win32_Service'");
   const auto row = add_service("spool", "Running");

@@ -235,6 +235,8 @@ EventQuery check_event_query(const NotificationRequest& request) {
     std::vector<std::size_t> slots = part.condition.slots();
     slots.insert(slots.end(), part.by.begin(), part.by.end());
     part.used = columns_of(slots, schema);
+    std::erase_if(slots, [](std::size_t slot) { return slot < kPreviousSlots; });
+    part.used_of_previous = columns_of(slots, schema);
 
     const auto always = part.condition.constant();
     const bool possible = !always || *always == wql::Truth::yes;

@@ -205,13 +205,17 @@ bool PollGroup::extend_columns(const Part& part) {
     token_.reset();
     return true;
   };
-  std::vector<std::size_t> looked_up;
+  std::vector<std::size_t> of_all;
   if (part.equalities) {
-    for (const wql::SlotEquality& equality : *part.equalities) looked_up.push_back(equality.slot);
+    for (const wql::SlotEquality& equality : *part.equalities) of_all.push_back(equality.slot);
+    // A row that no look-up finds yet may be found by the next poll, which then asks what it was before.
+    if (!std::all_of(of_all.begin(), of_all.end(), [&](std::size_t c) { return known_.contains(c); })) {
+      of_all.insert(of_all.end(), part.used_of_previous.begin(), part.used_of_previous.end());
+    }
   }
-  const bool more = extend(base_, looked_up);
+  const bool more = extend(base_, of_all);
   for (auto* columns : {&wide_, &all_}) {
-    extend(*columns, looked_up);
+    extend(*columns, of_all);
     extend(*columns, part.used);
   }
   has_wide_ = has_wide_ || (part.changes & ~bit(Change::creation)) != 0;

@@ -88,6 +88,7 @@ struct SubscriptionPart {
   wql::Predicate condition;
   std::vector<std::size_t> by;    ///< slots of the BY values
   std::vector<std::size_t> used;  ///< columns that condition and BY read of target or previous instance
+  std::vector<std::size_t> used_of_previous;  ///< those of them that they read of the previous instance
 };
 
 }  // namespace kvwmi::embedded
