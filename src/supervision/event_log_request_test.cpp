@@ -8,21 +8,7 @@
 namespace kvwmi::supervision {
 namespace {
 
-using testing::entries;
-using testing::error_of;
-using testing::FakeGround;
-using testing::FakeObject;
-using testing::instance_event;
-using testing::kClassError;
-using testing::kNothing;
-using testing::Objects;
-using testing::pop;
-using testing::Popped;
-using testing::subscribed;
-using testing::tag;
-
-using Queries = std::vector<std::string>;
-using Entries = std::vector<std::pair<std::string, wmi::Value>>;
+using namespace testing;
 
 const std::string kClassQuery = "SELECT * FROM meta_class WHERE __Class = 'Win32_NTLogEvent'";
 const std::string kHead =
@@ -34,14 +20,12 @@ std::shared_ptr<FakeObject> class_with(const std::vector<std::string>& propertie
   return std::make_shared<FakeObject>(values, "Win32_NTLogEvent");
 }
 
-class EventLogTest : public ::testing::Test {
+class EventLogTest : public RequestTest {
  protected:
   void SetUp() override {
-    supervision.m_Initialize();
+    RequestTest::SetUp();
     know_classes({class_with({"Logfile", "EventType", "Type"})});
   }
-  ~EventLogTest() override { supervision.m_Release(); }
-
   void know_classes(Objects classes) {
     ground.wmi.answers.clear();
     ground.wmi.answer(kClassQuery, std::move(classes));
@@ -55,14 +39,10 @@ class EventLogTest : public ::testing::Test {
     EXPECT_EQ(ground.wmi.subscriptions.size(), 1U);
     return ground.wmi.subscriptions.empty() ? "" : ground.wmi.subscriptions.front().query;
   }
-  void expect_unregistered() {
+  void expect_neither_asked_nor_registered() {
     EXPECT_EQ(subscribed(ground), Queries{});
-    supervision.m_PushUndetectedEventInfos();
-    EXPECT_EQ(pop(supervision, 7), kNothing);
+    expect_unregistered();
   }
-
-  FakeGround ground;
-  Supervision supervision{ground};
 };
 
 TEST_F(EventLogTest, DefaultsFilterNothing) {
@@ -129,7 +109,7 @@ TEST_F(EventLogTest, WithoutTheClassNothingIsSubscribed) {
   EXPECT_EQ(error.number(), kClassError);
   EXPECT_EQ(error.source(), "Win32_NTLogEvent" + tag("m_SuperviseEventLog"));
   EXPECT_EQ(error.description(), "Cannot find event log.");
-  expect_unregistered();
+  expect_neither_asked_nor_registered();
 }
 
 TEST_F(EventLogTest, RefusedWatchIsNotRegistered) {
@@ -141,7 +121,7 @@ TEST_F(EventLogTest, RefusedWatchIsNotRegistered) {
     EXPECT_EQ(error.number(), kClassError);
     EXPECT_EQ(error.source(), refusal.source() + tag("m_SuperviseEventLog"));
     EXPECT_EQ(error.description(), refusal.description());
-    expect_unregistered();
+    expect_neither_asked_nor_registered();
   }
 }
 

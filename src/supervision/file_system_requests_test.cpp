@@ -8,37 +8,14 @@
 namespace kvwmi::supervision {
 namespace {
 
-using testing::entries;
-using testing::error_of;
-using testing::FakeGround;
-using testing::FakeObject;
-using testing::instance_event;
-using testing::kClassError;
-using testing::kNothing;
-using testing::Objects;
-using testing::pop;
-using testing::Popped;
-using testing::subscribed;
-using testing::tag;
-
-using Queries = std::vector<std::string>;
-using Entries = std::vector<std::pair<std::string, wmi::Value>>;
+using namespace testing;
 
 const std::string kCreation = "SELECT * FROM __InstanceCreationEvent ";
 const std::string kDeletion = "SELECT * FROM __InstanceDeletionEvent ";
 const std::string kModification = "SELECT * FROM __InstanceModificationEvent ";
 
-class FileSystemRequestsTest : public ::testing::Test {
+class FileSystemRequestsTest : public RequestTest {
  protected:
-  void SetUp() override { supervision.m_Initialize(); }
-  ~FileSystemRequestsTest() override { supervision.m_Release(); }
-
-  /// The queries subscribed since the last call.
-  Queries new_queries() {
-    Queries queries = subscribed(ground);
-    ground.wmi.subscriptions.clear();
-    return queries;
-  }
   void expect_subscriptions_with(const Entries& context) {
     EXPECT_FALSE(ground.wmi.subscriptions.empty());
     for (const kvwmi::testing::Subscription& subscription : ground.wmi.subscriptions) {
@@ -65,9 +42,6 @@ class FileSystemRequestsTest : public ::testing::Test {
     supervision.m_PushUndetectedEventInfos();
     return pop(supervision, 7) == Popped{3, ""};
   }
-
-  FakeGround ground;
-  Supervision supervision{ground};
 };
 
 using FileTest = FileSystemRequestsTest;

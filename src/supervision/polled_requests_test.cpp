@@ -12,21 +12,11 @@ namespace kvwmi::supervision {
 namespace {
 
 using namespace std::chrono_literals;
-using testing::Diagnostics;
-using testing::error_of;
-using testing::FakeGround;
-using testing::kClassError;
-using testing::kNothing;
-using testing::pop;
-using testing::Popped;
-using testing::tag;
+using namespace testing;
 using Intervals = std::vector<std::int32_t>;
 
-class PolledTest : public ::testing::Test {
+class PolledTest : public RequestTest {
  protected:
-  void SetUp() override { supervision.m_Initialize(); }
-  ~PolledTest() override { supervision.m_Release(); }
-
   void tick_after(std::chrono::seconds wait) {
     ground.fake_clock.now += wait;
     ground.fake_timers.fire();
@@ -39,9 +29,6 @@ class PolledTest : public ::testing::Test {
     while (pop(supervision, 7) != kNothing) ++count;
     return count;
   }
-
-  FakeGround ground;
-  Supervision supervision{ground};
 };
 
 TEST_F(PolledTest, WindowOpeningAndClosingAreReportedOnceEach) {

@@ -8,27 +8,12 @@
 namespace kvwmi::supervision {
 namespace {
 
-using testing::entries;
-using testing::error_of;
-using testing::FakeGround;
-using testing::FakeObject;
-using testing::kClassError;
-using testing::kNothing;
-using testing::pop;
-using testing::Popped;
-using testing::subscribed;
-using testing::tag;
-
-using Queries = std::vector<std::string>;
-using Entries = std::vector<std::pair<std::string, wmi::Value>>;
+using namespace testing;
 
 const std::string kKey = R"(HKEY_LOCAL_MACHINE\SOFTWARE\App)";
 
-class RegistryRequestTest : public ::testing::Test {
+class RegistryRequestTest : public RequestTest {
  protected:
-  void SetUp() override { supervision.m_Initialize(); }
-  ~RegistryRequestTest() override { supervision.m_Release(); }
-
   kvwmi::testing::Subscription watch(const std::string& key, bool tree = false, const std::string& value = "",
                                      bool use_32_bit_view = false) {
     EXPECT_EQ(supervision.m_SuperviseRegistry(7, 3, key, tree, value, 5, 0, 0, false, use_32_bit_view), 0);
@@ -43,9 +28,6 @@ class RegistryRequestTest : public ::testing::Test {
     ground.fake_system_info.wow64 = 1;
     return query_of(key, false, "", true);
   }
-
-  FakeGround ground;
-  Supervision supervision{ground};
 };
 
 // Two blanks before each AND; backslashes of the path doubled, the value's name as given.

@@ -8,28 +8,10 @@
 namespace kvwmi::supervision {
 namespace {
 
-using testing::error_of;
-using testing::FakeGround;
-using testing::FakeObject;
-using testing::instance_event;
-using testing::kClassError;
-using testing::kNothing;
-using testing::pop;
-using testing::Popped;
-using testing::tag;
+using namespace testing;
 
-class StateRequestsTest : public ::testing::Test {
+class StateRequestsTest : public RequestTest {
  protected:
-  void SetUp() override { supervision.m_Initialize(); }
-  ~StateRequestsTest() override { supervision.m_Release(); }
-
-  /// The queries of the subscriptions made since the last call.
-  std::vector<std::string> new_queries() {
-    std::vector<std::string> queries;
-    for (; seen < ground.wmi.subscriptions.size(); ++seen)
-      queries.push_back(ground.wmi.subscriptions[seen].query);
-    return queries;
-  }
   /// The request fails with `refusal` as WMI gave it and registers nothing.
   void expect_refused(const std::string& method, const std::string& query, auto request) {
     const Error refusal = wmi::wmi_error(wmi::Status::unparsable_query, wmi::source::kServices);
@@ -44,10 +26,7 @@ class StateRequestsTest : public ::testing::Test {
 
   FakeGround ground;
   Supervision supervision{ground};
-  std::size_t seen = 0;
 };
-
-using Queries = std::vector<std::string>;
 
 TEST_F(StateRequestsTest, SubscriptionIsAsynchronousOverCimv2WithTheWatchAsContext) {
   supervision.m_SuperviseService(7, 3, "Spooler Service");

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <gtest/gtest.h>
+
 #include <cstdint>
 #include <memory>
 #include <ostream>
@@ -40,16 +42,19 @@ Error error_of(Action action) {
   throw std::logic_error("no error was raised");
 }
 
+using Queries = std::vector<std::string>;
+using Entries = std::vector<std::pair<std::string, wmi::Value>>;
+
 /// The queries of the subscriptions made so far.
-inline std::vector<std::string> subscribed(const FakeGround& ground) {
-  std::vector<std::string> queries;
+inline Queries subscribed(const FakeGround& ground) {
+  Queries queries;
   for (const auto& subscription : ground.wmi.subscriptions) queries.push_back(subscription.query);
   return queries;
 }
 
 /// Names and values of a context or an options set, in order.
-inline std::vector<std::pair<std::string, wmi::Value>> entries(const wmi::NamedValues& values) {
-  std::vector<std::pair<std::string, wmi::Value>> result;
+inline Entries entries(const wmi::NamedValues& values) {
+  Entries result;
   for (const wmi::NamedValue& entry : values) result.emplace_back(entry.name, entry.value);
   return result;
 }
@@ -87,6 +92,28 @@ class Diagnostics {
   Diagnostics& operator=(const Diagnostics&) = delete;
 
   std::vector<Error> errors;
+};
+
+/// An engine at work on a fake machine: what the tests of each family of requests start from.
+class RequestTest : public ::testing::Test {
+ protected:
+  void SetUp() override { supervision.m_Initialize(); }
+  ~RequestTest() override { supervision.m_Release(); }
+
+  /// The queries subscribed since the last call, whose subscriptions it takes away.
+  Queries new_queries() {
+    Queries queries = subscribed(ground);
+    ground.wmi.subscriptions.clear();
+    return queries;
+  }
+  /// No watch of step 7 that asks to be told of has been registered.
+  void expect_unregistered() {
+    supervision.m_PushUndetectedEventInfos();
+    EXPECT_EQ(pop(supervision, 7), kNothing);
+  }
+
+  FakeGround ground;
+  Supervision supervision{ground};
 };
 
 }  // namespace kvwmi::supervision::testing

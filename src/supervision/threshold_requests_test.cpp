@@ -9,17 +9,7 @@
 namespace kvwmi::supervision {
 namespace {
 
-using testing::aggregate_event;
-using testing::error_of;
-using testing::FakeGround;
-using testing::FakeObject;
-using testing::instance_event;
-using testing::kClassError;
-using testing::kNothing;
-using testing::Objects;
-using testing::pop;
-using testing::Popped;
-using testing::tag;
+using namespace testing;
 
 constexpr std::int32_t kLess = 2;
 constexpr std::int32_t kBytes = 0;
@@ -98,11 +88,8 @@ const std::vector<Member>& sizes() {
   return members;
 }
 
-class ThresholdTest : public ::testing::TestWithParam<Member> {
+class ThresholdTest : public RequestTest, public ::testing::WithParamInterface<Member> {
  protected:
-  void SetUp() override { supervision.m_Initialize(); }
-  ~ThresholdTest() override { supervision.m_Release(); }
-
   std::string query_of(const Arguments& arguments) {
     EXPECT_EQ(GetParam().call(supervision, arguments), 0);
     return ground.wmi.subscriptions.back().query;
@@ -114,13 +101,6 @@ class ThresholdTest : public ::testing::TestWithParam<Member> {
     ground.wmi.answer(GetParam().capacity_query, Objects{std::make_shared<FakeObject>(wmi::NamedValues{
                                                      {GetParam().capacity_property, std::move(value)}})});
   }
-  void expect_unregistered() {
-    supervision.m_PushUndetectedEventInfos();
-    EXPECT_EQ(pop(supervision, 7), kNothing);
-  }
-
-  FakeGround ground;
-  Supervision supervision{ground};
 };
 
 INSTANTIATE_TEST_SUITE_P(Sizes, ThresholdTest, ::testing::ValuesIn(sizes()),

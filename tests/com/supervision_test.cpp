@@ -21,6 +21,7 @@
 #include "stand_in/class_objects.h"
 #include "stand_in/repository.h"
 #include "supervision_client.h"
+#include "support/top_level_window.h"
 #include "windows/text/unicode.h"
 
 namespace {
@@ -226,26 +227,11 @@ TEST_P(SupervisionEvents, EntryOfTheEventLog) {
                                "\r\nDescription: The disk is full.");
 }
 
-/// A top-level window of this thread.
-class TopLevelWindow {
- public:
-  explicit TopLevelWindow(const std::string& title)
-      : handle_(CreateWindowA("STATIC", title.c_str(), WS_OVERLAPPEDWINDOW, 0, 0, 9, 9, nullptr, nullptr,
-                              nullptr, nullptr)) {}
-  ~TopLevelWindow() { DestroyWindow(handle_); }
-  TopLevelWindow(const TopLevelWindow&) = delete;
-  TopLevelWindow& operator=(const TopLevelWindow&) = delete;
-  [[nodiscard]] bool exists() const { return handle_ != nullptr; }
-
- private:
-  HWND handle_;
-};
-
 TEST_P(SupervisionEvents, RealWindowOpensAndCloses) {
   const std::string title = unique_name("window");
   ask(REQUEST(m_SuperviseWindow, 7, 3, title, true, true, 1, 0, 0, false));
   {
-    const TopLevelWindow window(title);
+    const kvwmi::tests::TopLevelWindow window(title);
     if (!window.exists()) GTEST_SKIP() << "no top-level window can be made here";
     EXPECT_EQ(next_record(), Record(3, ""));
   }

@@ -7,32 +7,18 @@
 #include <string>
 
 #include "stand_in/supervision_fixture.h"
+#include "support/top_level_window.h"
 
 // The watches that the thread's timer polls, end to end: real windows, real interfaces, the real companion
 // library.
 namespace kvwmi::stand_in {
 namespace {
 
-/// A top-level window of this thread.
-class TopLevelWindow {
- public:
-  explicit TopLevelWindow(const std::string& title)
-      : handle_(CreateWindowA("STATIC", title.c_str(), WS_OVERLAPPEDWINDOW, 0, 0, 9, 9, nullptr, nullptr,
-                              nullptr, nullptr)) {}
-  ~TopLevelWindow() { DestroyWindow(handle_); }
-  TopLevelWindow(const TopLevelWindow&) = delete;
-  TopLevelWindow& operator=(const TopLevelWindow&) = delete;
-  [[nodiscard]] bool exists() const { return handle_ != nullptr; }
-
- private:
-  HWND handle_;
-};
-
 TEST_F(SupervisionOnWindows, Window) {
   const std::string title = "kvwmi watched window " + std::to_string(GetCurrentProcessId());
   supervision.m_SuperviseWindow(kStep, kWatch, title, true, true, kPeriod);
   {
-    const TopLevelWindow window(title);
+    const tests::TopLevelWindow window(title);
     if (!window.exists()) GTEST_SKIP() << "no top-level window can be made here";
     EXPECT_EQ(next_record(), Record(kWatch, ""));
   }
