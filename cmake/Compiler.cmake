@@ -42,7 +42,7 @@ if(KVWMI_CCACHE)
   else()
     add_compile_options(-fpch-preprocess)
   endif()
-  set(CMAKE_CXX_COMPILER_LAUNCHER ${CMAKE_COMMAND} -E env CCACHE_BASEDIR=${CMAKE_SOURCE_DIR} CCACHE_NOHASHDIR=1
+  set(CMAKE_CXX_COMPILER_LAUNCHER ${CMAKE_COMMAND} -E env CCACHE_BASEDIR=${CMAKE_SOURCE_DIR} CCACHE_NOHASHDIR=1 CCACHE_DEPEND=1
                                   CCACHE_SLOPPINESS=pch_defines,time_macros
                                   ${KVWMI_CCACHE})
 endif()

@@ -6,7 +6,7 @@
 #   order      its place in the run
 #   packages   purposes in tools/packages that it needs; without them it is skipped
 #   on_request yes for what measures or advises and tells no right from wrong: it runs only when it is named
-#   alone      yes where load of other builds would spoil it: it starts when all of them are done
+#   alone      yes where load of other builds would spoil its figures: it starts when all of them are done
 # and defines
 #   kind_build          builds what it runs; everything printed goes to the kind's log
 #   kind_run [FILTER]   runs it and records each outcome with pass, fail and skip, or lets run_ctest do so
