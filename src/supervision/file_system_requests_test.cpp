@@ -16,6 +16,12 @@ const std::string kModification = "SELECT * FROM __InstanceModificationEvent ";
 
 class FileSystemRequestsTest : public RequestTest {
  protected:
+  /// The queries subscribed since the last call, whose subscriptions it takes away.
+  Queries new_queries() {
+    Queries queries = subscribed(ground);
+    ground.wmi.subscriptions.clear();
+    return queries;
+  }
   void expect_subscriptions_with(const Entries& context) {
     EXPECT_FALSE(ground.wmi.subscriptions.empty());
     for (const kvwmi::testing::Subscription& subscription : ground.wmi.subscriptions) {

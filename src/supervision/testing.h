@@ -100,12 +100,6 @@ class RequestTest : public ::testing::Test {
   void SetUp() override { supervision.m_Initialize(); }
   ~RequestTest() override { supervision.m_Release(); }
 
-  /// The queries subscribed since the last call, whose subscriptions it takes away.
-  Queries new_queries() {
-    Queries queries = subscribed(ground);
-    ground.wmi.subscriptions.clear();
-    return queries;
-  }
   /// No watch of step 7 that asks to be told of has been registered.
   void expect_unregistered() {
     supervision.m_PushUndetectedEventInfos();
