@@ -7,7 +7,6 @@
 #include "frame/wmi_status.h"
 #include "wmi/events/event_classes.h"
 #include "wmi/events/event_scope.h"
-#include "wmi/failures.h"
 
 namespace kvwmi::embedded {
 namespace {
@@ -233,13 +232,7 @@ void PollGroup::poll(TimePoint now) {
   } catch (const std::exception&) {
     token_.reset();
     row_token_.reset();
-    if (!std::exchange(failing_, true)) {
-      try {
-        raising_from(wmi::source::kServices, [] { throw; });
-      } catch (const Error& error) {
-        settings_->report(error);
-      }
-    }
+    if (!std::exchange(failing_, true)) settings_->report_current();
   }
   deliver(now);
 }

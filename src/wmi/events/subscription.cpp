@@ -3,8 +3,25 @@
 #include <utility>
 
 #include "frame/wmi_status.h"
+#include "wmi/failures.h"
 
 namespace kvwmi::embedded {
+
+void EventSettings::report(const Error& error) const noexcept {
+  try {
+    if (on_failure) on_failure(error);
+  } catch (...) {  // NOLINT(bugprone-empty-catch): nobody is left to tell
+  }
+}
+
+void EventSettings::report_current() const noexcept {
+  try {
+    raising_from(wmi::source::kServices, [] { throw; });
+  } catch (const Error& error) {
+    report(error);
+  } catch (...) {  // NOLINT(bugprone-empty-catch): no memory even for the error
+  }
+}
 
 void Subscription::accept(std::shared_ptr<cim::Instance> event, const std::string& group, TimePoint now) {
   if (aggregation) {

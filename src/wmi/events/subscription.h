@@ -20,7 +20,8 @@ namespace kvwmi::embedded {
 
 /// What all subscriptions of a service share.
 struct EventSettings {
-  /// Takes errors that have no caller: of a poll, of a sink whose events are dropped. May be empty.
+  /// Takes errors that have no caller: of a poll, of a sink whose events are dropped. May be empty. What it
+  /// raises is lost.
   std::function<void(const Error&)> on_failure;
   /// The time of now in units of 100 ns since 1601, UTC.
   std::function<std::uint64_t()> wall_time;
@@ -29,9 +30,9 @@ struct EventSettings {
   /// Events that may wait for a sink; what comes then is dropped.
   std::size_t most_pending = 100'000;
 
-  void report(const Error& error) const {
-    if (on_failure) on_failure(error);
-  }
+  void report(const Error& error) const noexcept;
+  /// Reports the exception that is being handled, a std::exception.
+  void report_current() const noexcept;
 };
 
 /// Counts as one as long as it lives.
