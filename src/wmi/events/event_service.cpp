@@ -4,8 +4,6 @@
 #include <thread>
 #include <utility>
 
-#include "wmi/failures.h"
-
 namespace kvwmi::embedded {
 namespace {
 
@@ -23,22 +21,24 @@ std::uint64_t wall_now() {
 
 EventService::Options completed(EventService::Options options) {
   if (!options.settings.wall_time) options.settings.wall_time = &wall_now;
+  if (!options.begin_thread) {
+    options.begin_thread = [](std::function<void()> work) { return std::thread(std::move(work)); };
+  }
   return options;
 }
 
 }  // namespace
 
-/// The threads. One has the turn and polls; another watches it and takes the turn when it is held up.
+/// The threads. One has the turn and polls; another watches it and takes the turn when it is held up. Who was
+/// held up leaves when it returns, unless it is needed to make up the two again.
 class EventService::Crew {
  public:
   explicit Crew(const Options& options) : options_(options) {}
 
   void start(std::shared_ptr<EventEngine> engine) {
     const std::scoped_lock lock(mutex_);
-    if (engine_ || stopping_) return;
-    engine_ = std::move(engine);
-    hire();
-    hire();
+    if (!engine_) engine_ = std::move(engine);
+    staff();
   }
 
   void wake() {
@@ -66,9 +66,26 @@ class EventService::Crew {
  private:
   using Lock = std::unique_lock<std::mutex>;
 
-  /// With the lock held.
+  /// Who polls and who watches.
+  static constexpr std::size_t kNeeded = 2;
+
+  /// Those that are not held up. With the lock held, as the next two.
+  [[nodiscard]] std::size_t free() const { return working_ - held_; }
+
+  /// Makes up for who is held up, as far as there are threads to be had; what is missing is tried for again
+  /// at the next step. Raises where nobody works at all.
+  void staff() {
+    while (!stopping_ && free() < kNeeded && working_ < options_.most_threads) {
+      try {
+        hire();
+      } catch (const std::exception&) {
+        if (working_ == 0) throw;
+        return;
+      }
+    }
+  }
+
   void hire() {
-    if (stopping_ || working_ >= options_.most_threads) return;
     // Those that were held up and have left since are still to be joined.
     for (const std::thread::id& id : std::exchange(left_, {})) {
       const auto done = std::find_if(threads_.begin(), threads_.end(),
@@ -76,22 +93,28 @@ class EventService::Crew {
       done->join();
       threads_.erase(done);
     }
+    left_.reserve(threads_.size() + 1);  // a thread that leaves has nobody to raise to
+    threads_.reserve(threads_.size() + 1);
+    threads_.push_back(options_.begin_thread([this] { work(); }));
     ++working_;
-    threads_.emplace_back([this] { work(); });
   }
 
   void work() {
     Lock lock(mutex_);
     while (!stopping_) {
-      if (!has_turn_) {
-        has_turn_ = true;
-        const std::uint64_t turn = ++turn_;
-        poll(lock, turn);
-        if (turn_ != turn) break;  // it was taken away meanwhile
-        has_turn_ = false;
-      } else {
+      if (has_turn_) {
         watch(lock);
+        continue;
       }
+      has_turn_ = true;
+      const std::uint64_t turn = ++turn_;
+      poll(lock, turn);
+      if (turn_ == turn) {
+        has_turn_ = false;
+        continue;
+      }
+      --held_;  // the turn was taken away meanwhile
+      if (free() > kNeeded) break;
     }
     --working_;
     if (!stopping_) left_.push_back(std::this_thread::get_id());
@@ -100,6 +123,7 @@ class EventService::Crew {
   /// Polls what is due until the turn is over.
   void poll(Lock& lock, std::uint64_t turn) {
     while (!stopping_ && turn_ == turn) {
+      staff();
       ++steps_;
       busy_ = true;
       woken_ = false;
@@ -108,11 +132,7 @@ class EventService::Crew {
       try {
         worked = engine_->run_one(steady_now());
       } catch (const std::exception&) {
-        try {
-          raising_from(wmi::source::kServices, [] { throw; });
-        } catch (const Error& error) {
-          options_.settings.report(error);
-        }
+        options_.settings.report_current();
       }
       const auto due = engine_->due();
       lock.lock();
@@ -137,7 +157,7 @@ class EventService::Crew {
     has_turn_ = false;
     busy_ = false;
     ++turn_;
-    hire();
+    ++held_;
   }
 
   const Options& options_;
@@ -147,6 +167,7 @@ class EventService::Crew {
   std::vector<std::thread> threads_;
   std::vector<std::thread::id> left_;
   std::size_t working_ = 0;
+  std::size_t held_ = 0;  ///< of those, by a step that has lost its turn
   bool stopping_ = false;
   bool woken_ = false;
   bool has_turn_ = false;

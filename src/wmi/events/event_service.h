@@ -3,8 +3,10 @@
 #include <chrono>
 #include <condition_variable>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <mutex>
+#include <thread>
 #include <vector>
 
 #include "wmi/events/event_engine.h"
@@ -16,7 +18,8 @@ namespace kvwmi::embedded {
 /// posts events to the loops of the subscribers.
 ///
 /// A second thread looks now and then whether the first is held up by a provider. If so it takes over, and
-/// the other one ends when its provider answers; so a dead mount or a stuck bus holds up its own class only.
+/// the other one ends when its provider answers, or watches where nobody else does; so a dead mount or a
+/// stuck bus holds up its own class only.
 ///
 /// Destroying it ends all subscriptions and waits for its threads, as long as a provider needs to answer.
 class EventService final : public Notifier {
@@ -27,8 +30,10 @@ class EventService final : public Notifier {
     std::chrono::milliseconds patience = std::chrono::milliseconds(250);
     /// How long a new subscription may wait for its class to be enumerated; then it is refused.
     std::chrono::milliseconds admission = std::chrono::seconds(10);
-    /// Threads at most; when all of them are held up, the rest waits.
+    /// Threads at most; when all of them are held up, the rest waits until one returns.
     std::size_t most_threads = 16;
+    /// Begins a thread, or raises std::system_error; empty for the system's own way.
+    std::function<std::thread(std::function<void()> work)> begin_thread = {};
   };
 
   EventService();

@@ -2,11 +2,15 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <atomic>
 #include <condition_variable>
 #include <deque>
+#include <functional>
 #include <mutex>
+#include <stdexcept>
 #include <string>
+#include <system_error>
 #include <thread>
 #include <vector>
 
@@ -53,6 +57,8 @@ class Loop final : public Delivery {
 /// A class whose enumeration hangs while it is told to.
 class HangingProvider final : public Provider {
  public:
+  explicit HangingProvider(const std::string& name)
+      : memory_(MemoryClass{.name = name, .properties = {{"Id", cim::CimType::string, cim::kKey}}}) {}
   const cim::Class& schema() const override { return memory_.schema(); }
   void enumerate(const Request& request, const RowSink& sink) override {
     {
@@ -60,6 +66,7 @@ class HangingProvider final : public Provider {
       ++waiting_;
       changed_.wait(lock, [&] { return !hangs_; });
       --waiting_;
+      if (fails_) throw wmi::wmi_error(wmi::Status::provider_failure, "Test_Dead");
     }
     memory_.enumerate(request, sink);
   }
@@ -68,6 +75,10 @@ class HangingProvider final : public Provider {
     hangs_ = hangs;
     changed_.notify_all();
   }
+  void fail(bool fails) {
+    const std::scoped_lock lock(mutex_);
+    fails_ = fails;
+  }
   [[nodiscard]] int waiting() {
     const std::scoped_lock lock(mutex_);
     return waiting_;
@@ -75,11 +86,11 @@ class HangingProvider final : public Provider {
   MemoryProvider& rows() { return memory_; }
 
  private:
-  MemoryProvider memory_{
-      MemoryClass{.name = "Test_Dead", .properties = {{"Id", cim::CimType::string, cim::kKey}}}};
+  MemoryProvider memory_;
   std::mutex mutex_;
   std::condition_variable changed_;
   bool hangs_ = false;
+  bool fails_ = false;
   int waiting_ = 0;
 };
 
@@ -89,7 +100,7 @@ struct EventServiceTest : ::testing::Test {
   Service service;
   std::shared_ptr<MemoryProvider> things = std::make_shared<MemoryProvider>(
       MemoryClass{.name = "Test_Thing", .properties = {{"Id", cim::CimType::string, cim::kKey}}});
-  std::shared_ptr<HangingProvider> dead = std::make_shared<HangingProvider>();
+  std::shared_ptr<HangingProvider> dead = std::make_shared<HangingProvider>("Test_Dead");
   std::shared_ptr<wmi::Services> connection;
   std::vector<std::string> seen;
 
@@ -263,6 +274,138 @@ TEST_F(EventServiceTest, EndsWhileProvidersAreHeldUp) {
   service.set_notifier(nullptr);
   events.reset();
   released.join();
+}
+
+/// A service of three threads, and as many classes that may hang.
+struct FewThreadsTest : EventServiceTest {
+  std::vector<std::shared_ptr<HangingProvider>> hanging;
+  std::shared_ptr<wmi::Sink> sink = make_sink();
+  std::atomic<bool> out_of_threads = false;
+  std::atomic<int> refused_threads = 0;
+
+  FewThreadsTest() {
+    auto few = options();
+    few.most_threads = 3;
+    few.begin_thread = [this](std::function<void()> work) {
+      if (out_of_threads) {
+        ++refused_threads;
+        throw std::system_error(std::make_error_code(std::errc::resource_unavailable_try_again));
+      }
+      return std::thread(std::move(work));
+    };
+    events = std::make_shared<EventService>(few);
+    service.set_notifier(events);
+    for (const char* name : {"Test_Dead0", "Test_Dead1", "Test_Dead2"}) {
+      hanging.push_back(std::make_shared<HangingProvider>(name));
+      service.add(hanging.back());
+    }
+  }
+  ~FewThreadsTest() override {
+    for (const auto& provider : hanging) provider->hang(false);
+    service.set_notifier(nullptr);
+    events.reset();
+  }
+
+  void subscribe_to_all() {
+    subscribe(sink, "Test_Thing");
+    for (const auto& provider : hanging) subscribe(sink, std::string(provider->schema().name));
+  }
+  /// Has a class hang, or not any more, and waits until it does.
+  void hang(HangingProvider& provider, bool hangs) {
+    provider.hang(hangs);
+    EXPECT_TRUE(comes_true([&] { return provider.waiting() == (hangs ? 1 : 0); }));
+  }
+  static bool comes_true(const std::function<bool()>& condition) {
+    const auto deadline = std::chrono::steady_clock::now() + seconds(10);
+    while (!condition()) {
+      if (std::chrono::steady_clock::now() > deadline) return false;
+      std::this_thread::sleep_for(milliseconds(1));
+    }
+    return true;
+  }
+  bool delivers(const std::string& id) {
+    things->add({{"Id", id}});
+    return loop->run_until([&] { return std::find(seen.begin(), seen.end(), id) != seen.end(); });
+  }
+};
+
+TEST_F(FewThreadsTest, OnceTheThreadsRanOutTheNextHangIsStillNoticed) {
+  subscribe_to_all();
+  for (int round = 0; round < 3; ++round) {
+    // Two threads held and the third polls, with nobody to watch it.
+    for (int i : {0, 1}) hang(*hanging[static_cast<std::size_t>(i)], true);
+    EXPECT_TRUE(delivers("two hang " + std::to_string(round)));
+    for (int i : {0, 1}) hang(*hanging[static_cast<std::size_t>(i)], false);
+    hang(*hanging[2], true);
+    EXPECT_TRUE(delivers("one hangs " + std::to_string(round)));
+    hang(*hanging[2], false);
+  }
+  EXPECT_LE(events->threads(), 3U);
+}
+
+TEST_F(FewThreadsTest, WhenAllAreHeldUpTheFirstThatReturnsServesTheRest) {
+  subscribe_to_all();
+  for (const auto& provider : hanging) hang(*provider, true);
+  things->add({{"Id", "held"}});
+  hang(*hanging[1], false);
+  EXPECT_TRUE(delivers("one returned"));
+  EXPECT_EQ(hanging[0]->waiting() + hanging[2]->waiting(), 2);
+  hang(*hanging[0], false);
+  hang(*hanging[2], false);
+  EXPECT_TRUE(comes_true([&] { return events->threads() <= 3U; }));
+  hang(*hanging[0], true);
+  EXPECT_TRUE(delivers("watched again"));
+}
+
+TEST_F(FewThreadsTest, WithoutAThreadASubscriptionIsRefusedAndTheNextOneTriesAgain) {
+  out_of_threads = true;
+  try {
+    subscribe(sink, "Test_Thing");
+    ADD_FAILURE() << "taken";
+  } catch (const Error& error) {
+    EXPECT_TRUE(wmi::is_status(error, wmi::Status::provider_failure));
+  }
+  EXPECT_EQ(events->threads(), 0U);
+  out_of_threads = false;
+  subscribe(sink, "Test_Thing");
+  EXPECT_TRUE(delivers("1"));
+  EXPECT_EQ(events->threads(), 2U);
+}
+
+TEST_F(FewThreadsTest, AThreadThatCannotBeMadeIsMadeLater) {
+  subscribe_to_all();
+  out_of_threads = true;
+  hang(*hanging[0], true);
+  EXPECT_TRUE(delivers("unwatched"));
+  EXPECT_TRUE(comes_true([&] { return refused_threads > 0; }));
+  EXPECT_EQ(events->threads(), 2U) << "none is counted that was not made";
+  out_of_threads = false;
+  EXPECT_TRUE(comes_true([&] { return events->threads() == 3U; }));
+  hang(*hanging[1], true);
+  EXPECT_TRUE(delivers("watched again"));
+}
+
+TEST_F(EventServiceTest, WhoeverTakesTheFailuresMayRaise) {
+  std::atomic<int> reports = 0;
+  auto raising = options();
+  raising.settings.on_failure = [&](const Error&) {
+    ++reports;
+    throw std::runtime_error("the log is full");
+  };
+  events = std::make_shared<EventService>(raising);
+  service.set_notifier(events);
+  const auto sink = make_sink();
+  subscribe(sink, "Test_Thing");
+  subscribe(sink, "Test_Dead");
+  dead->fail(true);
+  dead->rows().add({{"Id", "dead"}});
+  EXPECT_TRUE(FewThreadsTest::comes_true([&] { return reports == 1; }));
+  things->add({{"Id", "1"}});
+  EXPECT_TRUE(loop->run_until([&] { return seen.size() == 1; }));
+  dead->fail(false);
+  EXPECT_TRUE(loop->run_until([&] { return seen.size() == 2; }));
+  service.set_notifier(nullptr);
+  events.reset();
 }
 
 }  // namespace
