@@ -179,9 +179,9 @@ constexpr cim::Method kMethods[]{
      "Restarts the machine. 0 accepted; \"Privilege not held \" without the right to.",
      cim::caller<&Row::reboot>},
     {"Win32Shutdown", kShutdownIn,
-     "Flags 0 logs the interactive user off, 1 halts, 2 restarts, 8 powers off; 4 more forces it against "
-     "those "
-     "who ask to wait. 0 accepted, 87 for other flags or none, 1312 when nobody is logged on.",
+     "Flags 0 logs the interactive user off, 1 halts, 2 restarts, 8 powers off; "
+     "4 more forces it against those who ask to wait. "
+     "0 accepted, 87 for other flags or none, 1312 when nobody is logged on.",
      cim::caller<&Row::win32_shutdown>},
 };
 constexpr std::string_view kSuperclasses[]{"CIM_OperatingSystem", "CIM_LogicalElement",

@@ -286,15 +286,13 @@ constexpr Property kProperties[]{
      cim::reader<&Row::level>},
     {"LoadPercentage", uint16, cim::kPlain, Cost::slow,
      "Share of time not idle, 0 to 100, over all logical processors of the socket and the last quarter of a "
-     "second "
-     "or more; waiting for a disk is idle.",
+     "second or more; waiting for a disk is idle.",
      cim::reader<&Row::load>},
     {"Manufacturer", string, cim::kPlain, Cost::read, "Maker as the processor names it.",
      cim::reader<&Row::manufacturer>},
     {"MaxClockSpeed", uint32, cim::kPlain, Cost::read,
-     "Highest clock in MHz as the kernel sets it, else as the firmware tells it; the present one where none "
-     "is "
-     "known.",
+     "Highest clock in MHz as the kernel sets it, else as the firmware tells it; "
+     "the present one where none is known.",
      cim::reader<&Row::max_clock>},
     {"Name", string, cim::kPlain, Cost::read, "Model as the processor names it.", cim::reader<&Row::name>},
     {"NumberOfCores", uint32, cim::kPlain, Cost::read, "Cores of the socket that are online.",
