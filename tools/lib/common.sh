@@ -1,6 +1,16 @@
 # Shared by run, test and the kinds of tests. Sourced with `root` set to the top of the tree.
 # shellcheck shell=bash
 
+say() { printf '%s\n' "$*"; }
+complain() { printf '%s\n' "$*" >&2; }
+die() {
+  complain "$*"
+  exit 1
+}
+
+# The scripts read /proc, and so does what they build.
+[[ -e /proc/self/fd ]] || die "/proc is missing here; as root: mount -t proc proc /proc"
+
 # Colours only for people: a terminal, and nobody has asked for none.
 if [[ -t 1 && -z ${NO_COLOR:-} && ${TERM:-dumb} != dumb ]]; then
   bold=$'\e[1m' red=$'\e[31m' green=$'\e[32m' yellow=$'\e[33m' reset=$'\e[0m'
@@ -13,13 +23,6 @@ export GIT_CONFIG_COUNT=1 GIT_CONFIG_KEY_0=safe.directory GIT_CONFIG_VALUE_0=$ro
 
 # The compiler's cache lies in its user's home; who has none gets a cache in the tree.
 [[ ${CCACHE_DIR:-} || -w ${HOME:-} ]] || export CCACHE_DIR=$root/build/ccache
-
-say() { printf '%s\n' "$*"; }
-complain() { printf '%s\n' "$*" >&2; }
-die() {
-  complain "$*"
-  exit 1
-}
 
 # packages_for PURPOSE... - the packages that these purposes need.
 packages_for() {
@@ -39,9 +42,6 @@ missing_packages() {
       awk '$1 == "installed" { print $2 }' | sort -u) \
     <(printf '%s\n' "${wanted[@]}" | sort -u)
 }
-
-# What follows reads it, and so does what is built.
-[[ -e /proc/self/fd ]] || die "/proc is missing here; as root: mount -t proc proc /proc"
 
 # Whether a command can be run as root. A sudo that wants a password asks for it on the terminal, wherever the command's
 # input and output go; so it takes somebody who sits there.
