@@ -41,11 +41,11 @@ class BoundedCalls {
 
   std::shared_ptr<State> started(const std::string& key, std::function<Result()> work) {
     const std::lock_guard lock(mutex_);
-    std::shared_ptr<State>& running = running_[key];
-    if (running) {
-      const std::lock_guard state_lock(running->mutex);
-      if (!running->result) return running;
-    }
+    std::erase_if(running_, [](const auto& entry) {
+      const std::lock_guard state_lock(entry.second->mutex);
+      return entry.second->result.has_value();
+    });
+    if (const auto found = running_.find(key); found != running_.end()) return found->second;
     auto state = std::make_shared<State>();
     state->deadline = std::chrono::steady_clock::now() + limit_;
     std::thread([kept = state, task = std::move(work)] {
@@ -55,7 +55,8 @@ class BoundedCalls {
       kept->done.notify_all();
     }).detach();
     // Not before there is a thread: a call that never began would keep its key for ever.
-    return running = std::move(state);
+    running_.emplace(key, state);
+    return state;
   }
 
   const std::chrono::milliseconds limit_;

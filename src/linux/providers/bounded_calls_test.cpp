@@ -60,5 +60,14 @@ TEST(BoundedCalls, OthersGoOnMeanwhile) {
   EXPECT_EQ(first.get(), 1);
 }
 
+TEST(BoundedCalls, AnAnsweredCallIsKeptNoLongerThanToTheNextOne) {
+  BoundedCalls<std::shared_ptr<int>> calls(20s);
+  const auto answer = calls.call("gone for good", [] { return std::make_shared<int>(1); });
+  calls.call("another", [] { return std::make_shared<int>(2); });
+  const auto deadline = std::chrono::steady_clock::now() + 20s;
+  while (answer.use_count() > 1 && std::chrono::steady_clock::now() < deadline) std::this_thread::yield();
+  EXPECT_EQ(answer.use_count(), 1);
+}
+
 }  // namespace
 }  // namespace kvwmi::ground::providers

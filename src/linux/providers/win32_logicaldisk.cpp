@@ -37,7 +37,9 @@ struct Source {
  private:
   template <typename Answer, typename Question>
   static Answer asked(const Drive& drive, BoundedCalls<Answer>& bounded, Question question) {
-    return drive.may_hang ? bounded.call(drive.mount.mount_point, std::move(question)) : question();
+    if (!drive.may_hang) return question();
+    // What is mounted anew at the place of a dead one is another volume.
+    return bounded.call(drive.mount.device + ' ' + drive.mount.mount_point, std::move(question));
   }
 
   BoundedCalls<Space> spaces;

@@ -1,5 +1,6 @@
 #include <sys/statvfs.h>
 
+#include <atomic>
 #include <future>
 
 #include "frame/wmi_status.h"
@@ -152,6 +153,32 @@ TEST(Win32LogicalDisk, DeadNetworkDriveFailsInTimeAndHoldsUpNoOther) {
     }
   }
   EXPECT_EQ(number_of(*rows.at(0), "FreeSpace"), 500U);
+  release->set_value();
+}
+
+TEST(Win32LogicalDisk, WhatIsMountedAnewAtTheDeadOnesPlaceAnswers) {
+  RecordedMachine machine;
+  machine.become_laptop();
+  const auto mount_share = [&](const std::string& device) {
+    machine.write("/proc/self/mountinfo", "27 1 254:1 / / rw - ext4 /dev/vda1 rw\n43 27 " + device +
+                                              " / /mnt/share rw - cifs //server/share rw\n");
+  };
+  auto release = std::make_shared<std::promise<void>>();
+  const std::shared_future<void> released = release->get_future().share();
+  auto dead = std::make_shared<std::atomic<bool>>(true);
+  machine.volume_space = [released, dead](const std::string&, VolumeSpace& space) {
+    if (*dead) released.wait();
+    space = {1000, 500, 255};
+    return 0;
+  };
+  const auto provider = providers::make_win32_logicaldisk(machine);
+  const auto share = [&] { return rows_of(*provider, {equals(*provider, "DeviceID", "D:")}).at(0); };
+  mount_share("0:50");
+  EXPECT_THROW(get(*share(), "FreeSpace"), Error);
+  *dead = false;  // only what was asked before hangs
+  EXPECT_THROW(get(*share(), "FreeSpace"), Error) << "still the same mount";
+  mount_share("0:51");
+  EXPECT_EQ(number_of(*share(), "FreeSpace"), 500U);
   release->set_value();
 }
 
