@@ -10,7 +10,8 @@
 
 namespace kvwmi::embedded {
 
-/// How far a new subscription is: it counts once every poll that it takes part in knows what is there.
+/// How far a new subscription is: it may be accepted once every poll that it takes part in knows what is
+/// there.
 class Admission {
  public:
   explicit Admission(std::size_t polls) : awaited_(polls) {}

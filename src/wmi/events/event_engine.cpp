@@ -44,14 +44,15 @@ void EventEngine::subscribe(const NotificationRequest& request,
     for (const EventQuery::Target& target : query.targets) join(target, admission);
     await(*admission);
     admission->check();
+    sink->channel()->on_close(this, [self = weak_from_this()] {
+      if (const auto engine = self.lock()) engine->purge();
+    });
   } catch (...) {
-    query.subscription->cancelled.store(true);
+    query.subscription->stage.store(Subscription::Stage::refused);
     purge();
     throw;
   }
-  sink->channel()->on_close(this, [self = weak_from_this()] {
-    if (const auto engine = self.lock()) engine->purge();
-  });
+  query.subscription->stage.store(Subscription::Stage::accepted);
 }
 
 /// Adds to the poll that serves the target, or begins one.

@@ -20,9 +20,9 @@ class EventEngine : public std::enable_shared_from_this<EventEngine> {
   /// `wake` is called, from any thread, when run() is due earlier than it said.
   EventEngine(std::shared_ptr<const EventSettings> settings, std::function<void()> wake);
 
-  /// Takes a subscription, which counts from the moment at which its polls know what is there: `await` has
-  /// that done, or waits for those who do it, or gives up. Raises wql::QueryError or Error for a refused one,
-  /// of which nothing remains.
+  /// Takes a subscription, for which events count from the moment at which all of its polls know what is
+  /// there: `await` has that done, or waits for those who do it, or gives up. Raises wql::QueryError or Error
+  /// for a refused one, which gets no event at all.
   void subscribe(const NotificationRequest& request, const std::function<void(Admission&)>& await);
   /// The same where nobody else runs the engine.
   void subscribe(const NotificationRequest& request, TimePoint now);

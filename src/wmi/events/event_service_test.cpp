@@ -12,6 +12,7 @@
 #include <string>
 #include <system_error>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "frame/wmi_status.h"
@@ -57,8 +58,10 @@ class Loop final : public Delivery {
 /// A class whose enumeration hangs while it is told to.
 class HangingProvider final : public Provider {
  public:
-  explicit HangingProvider(const std::string& name)
-      : memory_(MemoryClass{.name = name, .properties = {{"Id", cim::CimType::string, cim::kKey}}}) {}
+  explicit HangingProvider(const std::string& name, std::vector<std::string> superclasses = {})
+      : memory_(MemoryClass{.name = name,
+                            .properties = {{"Id", cim::CimType::string, cim::kKey}},
+                            .superclasses = std::move(superclasses)}) {}
   const cim::Class& schema() const override { return memory_.schema(); }
   void enumerate(const Request& request, const RowSink& sink) override {
     {
@@ -404,6 +407,49 @@ TEST_F(EventServiceTest, WhoeverTakesTheFailuresMayRaise) {
   EXPECT_TRUE(loop->run_until([&] { return seen.size() == 1; }));
   dead->fail(false);
   EXPECT_TRUE(loop->run_until([&] { return seen.size() == 2; }));
+  service.set_notifier(nullptr);
+  events.reset();
+}
+
+TEST_F(EventServiceTest, ARefusedSubscriptionOnSeveralClassesDeliversNothing) {
+  const auto alive =
+      std::make_shared<MemoryProvider>(MemoryClass{.name = "Win32_Process",
+                                                   .properties = {{"Id", cim::CimType::string, cim::kKey}},
+                                                   .superclasses = {"CIM_LogicalElement"}});
+  const auto hanging =
+      std::make_shared<HangingProvider>("Win32_Thread", std::vector<std::string>{"CIM_LogicalElement"});
+  service.add(alive);
+  service.add(hanging);
+  const auto witness = make_sink();
+  subscribe(witness, "Win32_Process");
+  hanging->hang(true);
+
+  // Rows come all the while, each seen by the poll that serves the witness and the refused one.
+  std::atomic<bool> over = false;
+  std::thread rows([&] {
+    for (int i = 0; !over; ++i) {
+      alive->add({{"Id", std::to_string(i)}});
+      std::this_thread::sleep_for(milliseconds(5));
+    }
+  });
+  std::vector<std::string> events_of_refused;
+  const auto sink = std::make_shared<EventSink>(
+      [&](wmi::Object& event, const wmi::NamedValues&) {
+        events_of_refused.emplace_back(event.class_name());
+      },
+      loop);
+  EXPECT_THROW(subscribe(sink, "CIM_LogicalElement"), Error);
+  over = true;
+  rows.join();
+  alive->add({{"Id", "last"}});
+  EXPECT_TRUE(loop->run_until([&] { return !seen.empty() && seen.back() == "last"; }));
+  EXPECT_GT(seen.size(), 1U);
+  EXPECT_EQ(events_of_refused, std::vector<std::string>{});
+
+  hanging->hang(false);
+  subscribe(sink, "CIM_LogicalElement");
+  hanging->rows().add({{"Id", "thread"}});
+  EXPECT_TRUE(loop->run_until([&] { return !events_of_refused.empty(); }));
   service.set_notifier(nullptr);
   events.reset();
 }

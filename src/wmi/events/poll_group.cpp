@@ -106,7 +106,6 @@ void PollGroup::admit(std::vector<Newcomer> newcomers, TimePoint now) {
       if (newcomer.part.subscription->is_live() && take(std::move(newcomer.part))) rows_needed = true;
     }
     if (rows_needed || !nothing_came_or_went()) enumerate();
-    for (std::size_t i = before; i < parts_.size(); ++i) parts_[i]->active = true;
     if (before == 0) next_poll_ = after(now);
   } catch (...) {
     failure = std::current_exception();
@@ -399,7 +398,7 @@ void PollGroup::collect(Change change, Side& target, Side* previous) {
   EventRow row(event_class_name(change), target, previous, created_);
   std::shared_ptr<cim::Instance> event;
   for (const Part* part : candidates(target, bit(change))) {
-    if (!part->active || !part->subscription->is_live() || !part->condition.matches(row)) continue;
+    if (!part->subscription->counts() || !part->condition.matches(row)) continue;
     if (!event) {
       if (!target_) target_ = target.freeze(remembered_class_);
       event = make_event(change, target_, previous ? previous->freeze(remembered_class_) : nullptr, created_);

@@ -60,7 +60,6 @@ class PollGroup {
     /// Constants of which the target instance must have one; nullopt where no look-up finds it.
     std::optional<std::vector<wql::SlotEquality>> equalities;
     std::uint64_t mark = 0;  ///< of the last look-up that found it
-    bool active = false;     ///< false until its baseline stands
   };
   /// An event that a poll found.
   struct Found {

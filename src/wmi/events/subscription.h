@@ -55,7 +55,7 @@ class Counted {
   std::shared_ptr<std::atomic<std::size_t>> counter_;
 };
 
-/// One accepted event query.
+/// One event query.
 class Subscription {
  public:
   std::shared_ptr<EventChannel> channel;
@@ -66,10 +66,14 @@ class Subscription {
   std::unique_ptr<Aggregation> aggregation;         ///< null without GROUP
   std::shared_ptr<const EventSettings> settings;
   Counted counted;
-  std::atomic<bool> cancelled = false;
+  /// Until it is accepted every one of its polls has to know what is there.
+  enum class Stage : std::uint8_t { pending, accepted, refused };
+  std::atomic<Stage> stage = Stage::pending;
 
   /// Whether anybody still wants its events.
-  [[nodiscard]] bool is_live() const { return channel->is_open() && !cancelled.load(); }
+  [[nodiscard]] bool is_live() const { return channel->is_open() && stage.load() != Stage::refused; }
+  /// Whether what happens now is an event for it.
+  [[nodiscard]] bool counts() const { return channel->is_open() && stage.load() == Stage::accepted; }
 
   /// Takes an event that satisfies the query; `group` are the values of BY.
   void accept(std::shared_ptr<cim::Instance> event, const std::string& group, TimePoint now);
