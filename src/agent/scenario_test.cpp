@@ -176,6 +176,8 @@ TEST(ScenarioTest, RefusalsNameLineAndKey) {
       {"{\"steps\": [{\"watches\": [{\"watch\": \"power\", \"if-undetected\": true}],\n"
        "\"until\": {\"seen\": [1]}}]}",
        "s.json:2: steps[0].until.seen[0]: watch 1 reports only that it has not fired"},
+      {"{\"steps\": [{\"watches\": [{\"watch\": \"window\", \"name\": \"x\",\n\"if-undetected\": true}]}]}",
+       "s.json:2: steps[0].watches[0].if-undetected: unknown key; nearest: at-least"},
       {"{\"steps\": [{\"watches\": [{\"watch\": \"power\", \"poll\": 99999999999}]}]}",
        "s.json:1: steps[0].watches[0].poll: \"99999999999\" is not at most 2147483647 seconds"},
       {"{\"steps\": [{\"watches\": [{\"watch\": \"network-interfaces\", \"name\": \".\"}]}]}",

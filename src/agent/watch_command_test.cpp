@@ -232,6 +232,26 @@ TEST_F(WatchCommandTest, AFileThatIsNoRecordOfInterfacesIsNotGivenAway) {
   std::filesystem::remove(file);
 }
 
+// The component reports the absence of a polled watch that has fired, so the option would make the agent lie.
+TEST_F(WatchCommandTest, OnlyKindsThatKnowWhetherTheyFiredReportAbsence) {
+  for (const WatchKind& kind : watch_kinds()) {
+    std::vector<std::string> words{"watch", std::string(kind.name)};
+    if (!kind.needs.empty()) words.emplace_back(kind.name == "disk" ? "C:" : "absence.def");
+    if (kind.compares) words.insert(words.end(), {"--below", kind.name == "processor-load" ? "1%" : "1KB"});
+    words.insert(words.end(), {"--if-undetected", "--for", "1ms"});
+    fake_local_ground().wmi = kvwmi::testing::FakeWmi();
+    const Result result = run_agent(words);
+    if (kind.name == "window" || kind.name == "ip-address" || kind.name == "network-interfaces") {
+      EXPECT_EQ(result.status, 2) << kind.name;
+      EXPECT_EQ(result.err.find("kvwmi: unknown option \"--if-undetected\""), 0U) << result.err;
+    } else {
+      EXPECT_EQ(result.status, 0) << result.err;
+      EXPECT_FALSE(queries().empty()) << kind.name;
+      EXPECT_NE(result.out.find("has not fired"), std::string::npos) << result.out;
+    }
+  }
+}
+
 TEST_F(WatchCommandTest, KindsCoverTheRequestsOfTheComponent) {
   for (const WatchKind& kind : watch_kinds()) {
     EXPECT_TRUE(kind.method.starts_with("m_Supervise")) << kind.name;

@@ -47,10 +47,11 @@ constexpr std::array kCommonOptions{
     WatchOption{"group", "SECONDS", "gather the events of so many seconds into one",
                 set_seconds<&WatchRequest::group_period>},
     WatchOption{"at-least", "COUNT", "report a group only with so many events", set_group_threshold},
-    WatchOption{"if-undetected", "",
-                "report at the end that it did not fire, instead of reporting that it did",
-                set_flag<&WatchRequest::notify_if_undetected>},
 };
+/// A polled watch is never known to have fired: asked for this, it would report both.
+constexpr WatchOption kAbsenceOption{
+    "if-undetected", "", "report at the end that it did not fire, instead of reporting that it did",
+    set_flag<&WatchRequest::notify_if_undetected>};
 
 constexpr std::array kSizeOptions{
     WatchOption{"below", "SIZE", "report when it is less, such as 10GB or 20%", compare_size<2>},
@@ -169,34 +170,38 @@ void require_interfaces(const WatchRequest& r) {
 constexpr std::string_view kNone;
 constexpr std::string_view kProcessName = "a process's image name, such as bash";
 
+using Source = WatchKind::Source;
+
 constexpr std::array kKinds{
-    WatchKind{"disk", "m_SuperviseDiskFreeSpace",
+    WatchKind{"disk", Source::wmi, "m_SuperviseDiskFreeSpace",
               "a local disk: its letter, such as C:, or where it is mounted, such as /home",
               "free space of a disk", kSizeOptions, true, start_disk},
-    WatchKind{"service", "m_SuperviseService", "a service's display name", "a service that starts or stops",
-              kServiceOptions, false, start_named_change<&Supervision::m_SuperviseService>},
-    WatchKind{"power", "m_SupervisePowerSource", kNone, "changes between mains and battery power",
-              kPowerOptions, false, start_power},
-    WatchKind{"process", "m_SuperviseProcess", kProcessName, "processes that start or end", kProcessOptions,
-              false, start_named_change<&Supervision::m_SuperviseProcess>},
-    WatchKind{"process-memory", "m_SuperviseProcessMemorySize", kProcessName,
+    WatchKind{"service", Source::wmi, "m_SuperviseService", "a service's display name",
+              "a service that starts or stops", kServiceOptions, false,
+              start_named_change<&Supervision::m_SuperviseService>},
+    WatchKind{"power", Source::wmi, "m_SupervisePowerSource", kNone,
+              "changes between mains and battery power", kPowerOptions, false, start_power},
+    WatchKind{"process", Source::wmi, "m_SuperviseProcess", kProcessName, "processes that start or end",
+              kProcessOptions, false, start_named_change<&Supervision::m_SuperviseProcess>},
+    WatchKind{"process-memory", Source::wmi, "m_SuperviseProcessMemorySize", kProcessName,
               "working set of each such process; a percentage is of the paging space", kSizeOptions, true,
               start_named_size<&Supervision::m_SuperviseProcessMemorySize>},
-    WatchKind{"free-memory", "m_SuperviseFreePhysicalMemorySize", kNone, "physical memory to be had",
-              kSizeOptions, true, start_size<&Supervision::m_SuperviseFreePhysicalMemorySize>},
-    WatchKind{"free-virtual-memory", "m_SuperviseFreeVirtualMemorySize", kNone,
+    WatchKind{"free-memory", Source::wmi, "m_SuperviseFreePhysicalMemorySize", kNone,
+              "physical memory to be had", kSizeOptions, true,
+              start_size<&Supervision::m_SuperviseFreePhysicalMemorySize>},
+    WatchKind{"free-virtual-memory", Source::wmi, "m_SuperviseFreeVirtualMemorySize", kNone,
               "memory and paging space to be had", kSizeOptions, true,
               start_size<&Supervision::m_SuperviseFreeVirtualMemorySize>},
-    WatchKind{"free-paging", "m_SuperviseFreePagingFilesSize", kNone, "paging space to be had", kSizeOptions,
-              true, start_size<&Supervision::m_SuperviseFreePagingFilesSize>},
-    WatchKind{"processor-load", "m_SuperviseProcessorLoadPercentage", kNone, "load of each processor",
-              kLoadOptions, true, start_load},
-    WatchKind{"window", "m_SuperviseWindow", "the exact title of a top-level window",
+    WatchKind{"free-paging", Source::wmi, "m_SuperviseFreePagingFilesSize", kNone, "paging space to be had",
+              kSizeOptions, true, start_size<&Supervision::m_SuperviseFreePagingFilesSize>},
+    WatchKind{"processor-load", Source::wmi, "m_SuperviseProcessorLoadPercentage", kNone,
+              "load of each processor", kLoadOptions, true, start_load},
+    WatchKind{"window", Source::polled, "m_SuperviseWindow", "the exact title of a top-level window",
               "a window that opens or closes", kWindowOptions, false,
               start_named_change<&Supervision::m_SuperviseWindow>},
-    WatchKind{"ip-address", "m_SuperviseIPAddress", "an address definition file",
+    WatchKind{"ip-address", Source::polled, "m_SuperviseIPAddress", "an address definition file",
               "addresses that change or are absent", kAddressOptions, false, start_address},
-    WatchKind{"network-interfaces", "m_SuperviseNetworkInterfaces",
+    WatchKind{"network-interfaces", Source::polled, "m_SuperviseNetworkInterfaces",
               "a file of the watch's own for the interfaces' state, deleted at the end",
               "network interfaces that come up or go down", kInterfaceOptions, false, start_interfaces,
               require_interfaces},
@@ -220,13 +225,10 @@ std::vector<std::string> watch_kind_names() {
   return result;
 }
 
-std::span<const WatchOption> common_watch_options() {
-  return kCommonOptions;
-}
-
 std::vector<WatchOption> watch_options(const WatchKind& kind) {
   std::vector<WatchOption> result(kind.options.begin(), kind.options.end());
   result.insert(result.end(), kCommonOptions.begin(), kCommonOptions.end());
+  if (kind.source == Source::wmi) result.push_back(kAbsenceOption);
   return result;
 }
 

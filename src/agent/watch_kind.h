@@ -38,11 +38,14 @@ struct WatchOption {
 
 /// One kind of watch: a request of Supervision under a name for people.
 struct WatchKind {
+  enum class Source { wmi, polled };
+
   std::string_view name;
+  Source source;  ///< who finds the events
   std::string_view method;
   std::string_view needs;  ///< what the watch's NAME is; empty for a kind without one
   std::string_view summary;
-  std::span<const WatchOption> options;  ///< besides the common ones
+  std::span<const WatchOption> options;  ///< of its own
   bool compares;                         ///< whether it needs a comparison
   /// Makes the request; raises UsageError for a NAME that cannot be used on this machine, else what it
   /// raises.
@@ -57,9 +60,8 @@ struct WatchKind {
 [[nodiscard]] const WatchKind* find_watch_kind(std::string_view name);
 [[nodiscard]] std::vector<std::string> watch_kind_names();
 
-/// The options of every kind.
-[[nodiscard]] std::span<const WatchOption> common_watch_options();
-/// The kind's own options and the common ones.
+/// The kind's own options and the common ones; a polled kind cannot tell that it has not fired, and has no
+/// option for it.
 [[nodiscard]] std::vector<WatchOption> watch_options(const WatchKind& kind);
 
 /// Raises UsageError when the request lacks something that its kind needs, or names what must not be used.
