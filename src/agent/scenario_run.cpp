@@ -126,6 +126,7 @@ class Runner {
       };
       pump(report, Clock::now() + step.limit, met);
       if (step.undetected) {
+        take(false);  // what came while nothing waited is no absence
         session_.supervision().m_PushUndetectedEventInfos();
         take(true);
       }

@@ -166,6 +166,27 @@ TEST_F(ScenarioRunTest, UndetectedWatchesAreAskedFor) {
   EXPECT_EQ(result.status, 0);
 }
 
+// A thread of Windows may take in events while it waits for the answer to a query.
+TEST_F(ScenarioRunTest, AnEventThatArrivesDuringACheckIsNoAbsence) {
+  auto& wmi = fake_local_ground().wmi;
+  wmi.meanwhile = [&wmi] {
+    FakeObject event(
+        {{"TargetInstance",
+          wmi::Value(std::shared_ptr<wmi::Object>(std::make_shared<FakeObject>(wmi::NamedValues{})))}},
+        "__InstanceCreationEvent");
+    EXPECT_EQ(wmi.fire(wmi.subscriptions.front().query, event), 1);
+  };
+  const Result result = run(
+      R"({"steps": [{"watches": [{"watch": "process", "name": "a", "start": true}],
+                     "checks": [{"check": "service-exists", "name": "x"}], "undetected": true}]})");
+  EXPECT_EQ(without_times(result.out),
+            "Step 1\n"
+            "  TIME  service-exists \"x\": no\n"
+            "  TIME  watch 1: process \"a\"\n\n"
+            "STEP  RESULT   TIME  WATCH          EVENTS  LAST DETAIL\n"
+            "   1  ok      0.0 s  1 process \"a\"       1\n");
+}
+
 TEST_F(ScenarioRunTest, CheckThatAnswersSomethingElseIsMissed) {
   const Result result =
       run(R"({"steps": [{"checks": [{"check": "service-exists", "name": "x", "expect": true}]}]})");

@@ -113,6 +113,7 @@ struct FakeWmi {
   std::map<std::string, std::vector<Objects>> answers;
   std::map<std::string, Error> errors;  ///< by query text, data and event queries alike
   std::vector<std::string> queries;     ///< data queries as they were made
+  std::function<void()> meanwhile;      ///< what happens while a data query is answered; may be empty
   std::vector<Subscription> subscriptions;
   std::vector<wmi::ConnectArguments> connections;  ///< their `context` pointers dangle; see contexts
   std::vector<std::optional<wmi::NamedValues>> contexts;
@@ -142,6 +143,7 @@ class FakeServices final : public wmi::Services {
   std::shared_ptr<wmi::ObjectSet> exec_query(const std::string& query, const std::string&,
                                              std::int32_t) override {
     wmi_.queries.push_back(query);
+    if (wmi_.meanwhile) wmi_.meanwhile();
     raise_if_refused(query);
     auto found = wmi_.answers.find(query);
     if (found == wmi_.answers.end()) return std::make_shared<FakeObjectSet>(Objects{});
