@@ -192,39 +192,46 @@ xcb_window_t window_titled(Session& display, std::span<const xcb_window_t> windo
 
 }  // namespace
 
-X11Windows::~X11Windows() {
-  disconnect();
+X11Windows::X11Windows() : connecting_(kPatience) {}
+
+void X11Windows::Disconnect::operator()(xcb_connection_t* connection) const noexcept {
+  xcb_disconnect(connection);
 }
 
 bool X11Windows::connect() {
-  const char* display = std::getenv("DISPLAY");
-  if (display == nullptr || *display == '\0') return false;
+  const char* name = std::getenv("DISPLAY");
+  if (name == nullptr || *name == '\0') return false;
   // Events that nobody asked for (mapping changes) would pile up on a long-lived connection. Reading them
   // also tells when the display has gone.
-  while (connection_ != nullptr) {
-    const Owned<xcb_generic_event_t> event(xcb_poll_for_event(connection_));
+  while (open_display() != nullptr) {
+    const Owned<xcb_generic_event_t> event(xcb_poll_for_event(open_display()));
     if (!event) break;
   }
-  if (connection_ != nullptr && (display_ != display || xcb_connection_has_error(connection_) != 0))
-    disconnect();
-  if (connection_ == nullptr) {
-    display_ = display;
-    connection_ = xcb_connect(display, &screen_);
+  if (open_display() != nullptr && (name_ != name || xcb_connection_has_error(open_display()) != 0))
+    connection_ = {};
+  if (open_display() == nullptr) {
+    name_ = name;
+    // A stopped server accepts connections, and then xcb_connect waits for its greeting for ever.
+    try {
+      const auto made = connecting_.call(name_, [asked = name_] {
+        auto connection = std::make_shared<Connection>();
+        connection->display.reset(xcb_connect(asked.c_str(), &connection->screen));
+        return connection;
+      });
+      connection_ = std::move(*made);
+    } catch (const Error&) {
+      throw system_error(ETIMEDOUT, "xcb_connect");
+    }
   }
-  if (xcb_connection_has_error(connection_) == 0) return true;
-  disconnect();
+  if (xcb_connection_has_error(open_display()) == 0) return true;
+  connection_ = {};
   return false;
-}
-
-void X11Windows::disconnect() {
-  if (connection_ != nullptr) xcb_disconnect(connection_);
-  connection_ = nullptr;
 }
 
 Windows::Handle X11Windows::find(std::string_view title) {
   const std::scoped_lock lock(mutex_);
   if (!connect()) return 0;
-  Session display(connection_, screen_);
+  Session display(open_display(), connection_.screen);
   const xcb_window_t managed = window_titled(display, managed_windows(display), title);
   return managed != XCB_WINDOW_NONE ? managed : window_titled(display, mapped_windows(display), title);
 }
@@ -234,7 +241,7 @@ Windows::CloseReply X11Windows::close(Handle handle) {
   constexpr CloseReply kGone{1, 1400};
   const std::scoped_lock lock(mutex_);
   if (!connect()) return kGone;
-  Session display(connection_, screen_);
+  Session display(open_display(), connection_.screen);
   const auto window = static_cast<xcb_window_t>(handle);
   if (!ask_attributes(display, window).reply()) return kGone;
 
@@ -255,8 +262,8 @@ Windows::CloseReply X11Windows::close(Handle handle) {
   static_assert(sizeof message == wire.size());
   std::memcpy(wire.data(), &message, wire.size());
   // A window that goes away in between needs no closing any more, so nobody waits for an error.
-  xcb_send_event(connection_, 0, window, XCB_EVENT_MASK_NO_EVENT, wire.data());
-  return xcb_flush(connection_) > 0 ? CloseReply{} : kGone;
+  xcb_send_event(open_display(), 0, window, XCB_EVENT_MASK_NO_EVENT, wire.data());
+  return xcb_flush(open_display()) > 0 ? CloseReply{} : kGone;
 }
 
 }  // namespace kvwmi::ground

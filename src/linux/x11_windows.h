@@ -1,9 +1,11 @@
 #pragma once
 
+#include <memory>
 #include <mutex>
 #include <string>
 
 #include "frame/platform.h"
+#include "linux/providers/bounded_calls.h"
 
 struct xcb_connection_t;
 
@@ -13,14 +15,12 @@ namespace kvwmi::ground {
 ///
 /// These are the clients that a window manager lists, minimised ones included, and the mapped children of the
 /// root window that are no pop-ups. Titles compare byte for byte. A window that only Wayland knows cannot be
-/// seen. Without a display there is no window; one that does not answer within two seconds, or goes away
-/// while it is asked, raises Error 0x800705B4 or 0x80004005.
+/// seen. Without a display there is no window; one that does not answer within two seconds, be it a question
+/// or the connection, raises Error 0x800705B4, one that goes away while it is asked 0x80004005. A display
+/// whose connection hangs raises at once until it has answered.
 class X11Windows final : public Windows {
  public:
-  X11Windows() = default;
-  ~X11Windows() override;
-  X11Windows(const X11Windows&) = delete;
-  X11Windows& operator=(const X11Windows&) = delete;
+  X11Windows();
 
   Handle find(std::string_view title) override;
   /// Asks the window to close, as its close button does, and returns without waiting for what it makes of it.
@@ -29,13 +29,21 @@ class X11Windows final : public Windows {
   CloseReply close(Handle window) override;
 
  private:
+  struct Disconnect {
+    void operator()(xcb_connection_t* connection) const noexcept;
+  };
+  struct Connection {
+    std::unique_ptr<xcb_connection_t, Disconnect> display;  ///< null without one
+    int screen = 0;
+  };
+
   bool connect();
-  void disconnect();
+  [[nodiscard]] xcb_connection_t* open_display() const noexcept { return connection_.display.get(); }
 
   std::mutex mutex_;  // one connection serves all threads
-  std::string display_;
-  int screen_ = 0;
-  xcb_connection_t* connection_ = nullptr;
+  std::string name_;
+  Connection connection_;
+  providers::BoundedCalls<std::shared_ptr<Connection>> connecting_;  // by the display's name
 };
 
 }  // namespace kvwmi::ground

@@ -130,6 +130,24 @@ TEST_P(X11WindowsTest, AServerThatHangsIsAnErrorAndTheNextAnswerIsRightAgain) {
   EXPECT_EQ(windows.find("behind"), handle);
 }
 
+TEST_P(X11WindowsTest, AServerThatHangsBeforeItIsConnectedIsAnErrorToo) {
+  const TestWindow window("behind the greeting");
+  const auto before = std::chrono::steady_clock::now();
+  display->server().kill(SIGSTOP);
+  const Raised no_answer{static_cast<std::int32_t>(0x800705B4), "KVWMI", "xcb_connect: Connection timed out"};
+  EXPECT_EQ(raised_by([&] { return windows.find("behind the greeting"); }), no_answer);
+  EXPECT_EQ(raised_by([&] { return windows.close(1); }), no_answer) << "at once, as the first still hangs";
+  EXPECT_LT(std::chrono::steady_clock::now() - before, std::chrono::seconds(10));
+  display->server().kill(SIGCONT);
+  EXPECT_TRUE(eventually([&] {
+    try {
+      return windows.find("behind the greeting") == window.id();
+    } catch (const Error&) {
+      return false;  // the greeting is under way
+    }
+  }));
+}
+
 TEST_P(X11WindowsTest, TheWindowsOfAServerThatHasDiedAreGone) {
   const TestWindow window("before the end");
   ASSERT_TRUE(appears("before the end"));
