@@ -31,11 +31,10 @@ std::vector<std::shared_ptr<cim::Instance>> Aggregation::close(TimePoint now) {
   const std::scoped_lock lock(mutex_);
   std::vector<std::shared_ptr<cim::Instance>> events;
   while (!ends_.empty() && ends_.begin()->first <= now) {
-    const auto ended = groups_.find(ends_.begin()->second);
-    Group& group = ended->second;
-    if (wanted(group.count)) events.push_back(make_aggregate_event(group.representative, group.count));
-    groups_.erase(ended);
+    const auto ended = groups_.extract(ends_.begin()->second);
     ends_.erase(ends_.begin());
+    const Group& group = ended.mapped();
+    if (wanted(group.count)) events.push_back(make_aggregate_event(group.representative, group.count));
   }
   return events;
 }

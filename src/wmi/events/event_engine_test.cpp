@@ -4,6 +4,7 @@
 
 #include <deque>
 #include <set>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -21,7 +22,10 @@ using wmi::Status;
 /// A subscriber's loop that runs when the test says so.
 class TestLoop final : public Delivery {
  public:
-  void post(std::function<void()> work) override { work_.push_back(std::move(work)); }
+  void post(std::function<void()> work) override {
+    if (fails) throw std::runtime_error("no loop");
+    work_.push_back(std::move(work));
+  }
   void run() {
     while (!work_.empty()) {
       const auto work = std::move(work_.front());
@@ -30,6 +34,8 @@ class TestLoop final : public Delivery {
     }
   }
   [[nodiscard]] std::size_t waiting() const { return work_.size(); }
+
+  bool fails = false;
 
  private:
   std::deque<std::function<void()>> work_;
@@ -653,6 +659,57 @@ TEST_F(EventEngineTest, AFailureForANewSubscriptionKeepsTheOld) {
   processes->fail_with({});
   pass(seconds(1));
   EXPECT_EQ(take(), Texts{"__InstanceCreationEvent 1"});
+}
+
+/// A subscriber whose loop takes no work for a while.
+struct FailingLoopTest : EventEngineTest {
+  std::shared_ptr<TestLoop> failing_loop = std::make_shared<TestLoop>();
+  int delivered = 0;
+  std::shared_ptr<wmi::Sink> failing_sink = std::make_shared<EventSink>(
+      [this](wmi::Object&, const wmi::NamedValues&) { ++delivered; }, failing_loop);
+
+  void subscribe_failing(const std::string& query) {
+    connection->exec_notification_query_async(failing_sink, query, "WQL", 0, nullptr, {});
+    failing_loop->fails = true;
+  }
+};
+
+TEST_F(FailingLoopTest, LosesItsEventsAndNobodyElses) {
+  settings->most_pending = 1;
+  subscribe_failing(kProcessStarts);
+  subscribe(kProcessStarts);
+  for (const char* handle : {"1", "2"}) {
+    add_process(handle, "a");
+    pass(seconds(1));
+    ASSERT_TRUE(engine->due());
+    EXPECT_GT(*engine->due(), now) << "what is due for ever is run for ever";
+  }
+  EXPECT_EQ(take(), (Texts{"__InstanceCreationEvent 1", "__InstanceCreationEvent 2"}));
+  EXPECT_EQ(failures.size(), 1U) << "the first of a row";
+  failing_loop->fails = false;
+  add_process("3", "a");
+  pass(seconds(1));
+  failing_loop->run();
+  EXPECT_EQ(delivered, 1) << "what was not taken does not wait";
+}
+
+TEST_F(FailingLoopTest, LosesTheGroupsThatEnd) {
+  subscribe_failing(kProcessStarts + std::string(" GROUP WITHIN 2"));
+  add_process("1", "a");
+  pass(seconds(5));
+  EXPECT_EQ(failures.size(), 1U);
+  ASSERT_TRUE(engine->due());
+  EXPECT_GT(*engine->due(), now);
+}
+
+TEST_F(FailingLoopTest, DoesNotHinderANewSubscription) {
+  subscribe_failing(kProcessStarts);
+  add_process("1", "a");
+  subscribe(kProcessStarts);
+  EXPECT_EQ(failures.size(), 1U) << "the event was found on the way";
+  add_process("2", "a");
+  pass(seconds(1));
+  EXPECT_EQ(take(), Texts{"__InstanceCreationEvent 2"});
 }
 
 // ---- refusals

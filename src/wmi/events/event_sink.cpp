@@ -12,13 +12,18 @@ bool EventChannel::send(std::function<std::shared_ptr<wmi::Object>()> make_event
     return false;
   }
   // Weak: what waits in a loop that never runs again must not keep the channel, which keeps the loop.
-  delivery_->post(
-      [weak = weak_from_this(), make_event = std::move(make_event), context = std::move(context)] {
-        const auto self = weak.lock();
-        if (!self) return;
-        self->pending_.fetch_sub(1, std::memory_order_relaxed);
-        if (self->is_open()) self->deliver(*make_event(), *context);
-      });
+  try {
+    delivery_->post(
+        [weak = weak_from_this(), make_event = std::move(make_event), context = std::move(context)] {
+          const auto self = weak.lock();
+          if (!self) return;
+          self->pending_.fetch_sub(1, std::memory_order_relaxed);
+          if (self->is_open()) self->deliver(*make_event(), *context);
+        });
+  } catch (...) {
+    pending_.fetch_sub(1, std::memory_order_relaxed);
+    throw;
+  }
   return true;
 }
 

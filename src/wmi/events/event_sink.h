@@ -22,6 +22,7 @@ class EventChannel : public std::enable_shared_from_this<EventChannel> {
 
   [[nodiscard]] bool is_open() const noexcept { return open_.load(std::memory_order_acquire); }
   /// Hands an event on. False when `most_pending` events wait already: the subscriber does not run its loop.
+  /// Raises what the loop raises that does not take it.
   bool send(std::function<std::shared_ptr<wmi::Object>()> make_event,
             std::shared_ptr<const wmi::NamedValues> context, std::size_t most_pending);
 

@@ -69,19 +69,27 @@ TimePoint PollGroup::due() {
 }
 
 bool PollGroup::run(TimePoint now) {
+  try {
+    work(now);
+  } catch (const std::exception&) {
+    settings_->report_current();
+  }
+  return !retire_or_plan();
+}
+
+void PollGroup::work(TimePoint now) {
+  if (purge_requested_.exchange(false)) purge();
   std::vector<Newcomer> newcomers;
   {
     const std::scoped_lock lock(door_);
     newcomers.swap(newcomers_);
   }
-  if (purge_requested_.exchange(false)) purge();
   if (!newcomers.empty()) admit(std::move(newcomers), now);
   if (!parts_.empty() && next_poll_ <= now) {
-    poll(now);
     next_poll_ = after(now);
+    poll(now);
   }
   for (Part* part : grouped_) part->subscription->close_groups(now);
-  return !retire_or_plan();
 }
 
 /// Whether nobody wants the group any more; otherwise it is known from here on when it is due.
@@ -109,11 +117,14 @@ void PollGroup::admit(std::vector<Newcomer> newcomers, TimePoint now) {
     if (before == 0) next_poll_ = after(now);
   } catch (...) {
     failure = std::current_exception();
+  }
+  // First of all: whatever fails after this, nobody waits in vain.
+  for (const Newcomer& newcomer : newcomers) newcomer.admission->arrive(failure);
+  if (failure) {
     parts_.erase(parts_.begin() + static_cast<std::ptrdiff_t>(before), parts_.end());
     rebuild();
   }
   deliver(now);
-  for (const Newcomer& newcomer : newcomers) newcomer.admission->arrive(failure);
 }
 
 /// Whether rows have to be read for the new part's sake.

@@ -40,8 +40,9 @@ class PollGroup {
   [[nodiscard]] bool add(SubscriptionPart part, std::shared_ptr<Admission> admission);
 
   /// Takes newcomers and forgets subscriptions whose sink is gone; polls and closes event groups where it is
-  /// time. A provider that fails is reported once and asked again the next time. False once the group has
-  /// retired, since nobody wants it any more.
+  /// time. A provider that fails is reported once and asked again the next time; what else fails is reported,
+  /// and the group is due again when it would have been. False once the group has retired, since nobody wants
+  /// it any more.
   bool run(TimePoint now);
 
   /// When run() is next of use.
@@ -77,6 +78,7 @@ class PollGroup {
   };
   using Records = std::unordered_map<std::string, Record, Hash, std::equal_to<>>;
 
+  void work(TimePoint now);
   void admit(std::vector<Newcomer> newcomers, TimePoint now);
   bool take(SubscriptionPart subscription);
   [[nodiscard]] bool retire_or_plan();

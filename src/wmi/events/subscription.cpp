@@ -40,9 +40,13 @@ void Subscription::send(std::shared_ptr<cim::Instance> event) {
   auto make = [event = std::move(event), view = found == views.end() ? whole_view : found->second] {
     return make_object(event, view);
   };
-  const bool dropped = !channel->send(std::move(make), context, settings->most_pending);
-  if (!overflows_.exchange(dropped) && dropped) {
-    settings->report(wmi::wmi_error(wmi::Status::queue_overflow, wmi::source::kServices));
+  try {
+    const bool dropped = !channel->send(std::move(make), context, settings->most_pending);
+    if (!drops_.exchange(dropped) && dropped) {
+      settings->report(wmi::wmi_error(wmi::Status::queue_overflow, wmi::source::kServices));
+    }
+  } catch (const std::exception&) {
+    if (!drops_.exchange(true)) settings->report_current();
   }
 }
 

@@ -81,9 +81,11 @@ class Subscription {
   void close_groups(TimePoint now);
 
  private:
+  /// Hands an event to the sink, or drops it where the sink takes none; the first of a row of those is
+  /// reported.
   void send(std::shared_ptr<cim::Instance> event);
 
-  std::atomic<bool> overflows_ = false;  ///< several polls may serve it at once
+  std::atomic<bool> drops_ = false;  ///< several polls may serve it at once
 };
 
 /// A subscription as one class of instances sees it: its condition and names, checked against that class.
