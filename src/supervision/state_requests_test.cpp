@@ -97,6 +97,62 @@ TEST_F(StateRequestsTest, ServiceQueries) {
   }
 }
 
+TEST_F(StateRequestsTest, EveryServiceTransitionWithEveryGrouping) {
+  const std::string head =
+      "SELECT * FROM __InstanceModificationEvent WITHIN 5 WHERE TargetInstance ISA 'Win32_Service'  AND "
+      "TargetInstance.DisplayName='Spooler Service'";
+  struct Transitions {
+    bool start, stop;
+    const char* clause;
+  };
+  const Transitions every[]{
+      {false, false, ""},
+      {true, false, " AND ((PreviousInstance.State<>'Running' AND TargetInstance.State='Running'))"},
+      {false, true, " AND ((PreviousInstance.State<>'Stopped' AND TargetInstance.State='Stopped'))"},
+      {true, true,
+       " AND ((PreviousInstance.State<>'Running' AND TargetInstance.State='Running') OR "
+       "(PreviousInstance.State<>'Stopped' AND TargetInstance.State='Stopped'))"},
+  };
+  for (const Transitions& t : every) {
+    for (const Grouping& grouping : kGroupings) {
+      supervision.m_SuperviseService(7, 3, "Spooler Service", t.start, t.stop, 5, grouping.period,
+                                     grouping.threshold);
+      EXPECT_EQ(new_queries(), Queries{head + t.clause + grouping.clause});
+    }
+  }
+}
+
+TEST_F(StateRequestsTest, EveryPowerSourceWithEveryGrouping) {
+  const std::string head =
+      "SELECT * FROM __InstanceModificationEvent WITHIN 5 WHERE TargetInstance ISA 'Win32_Battery' AND (";
+  const std::pair<std::int32_t, const char*> sources[]{
+      {25, "(PreviousInstance.BatteryStatus<>2 AND TargetInstance.BatteryStatus=2))"},
+      {26, "(PreviousInstance.BatteryStatus=2 AND TargetInstance.BatteryStatus<>2))"},
+  };
+  for (const auto& [source, clause] : sources) {
+    for (const Grouping& grouping : kGroupings) {
+      supervision.m_SupervisePowerSource(7, 3, source, 5, grouping.period, grouping.threshold);
+      EXPECT_EQ(new_queries(), Queries{head + clause + grouping.clause});
+    }
+  }
+}
+
+TEST_F(StateRequestsTest, EveryProcessChangeWithEveryGrouping) {
+  const std::string tail =
+      " WITHIN 5 WHERE TargetInstance ISA 'Win32_Process'   AND TargetInstance.Name='a.exe'";
+  for (const bool start : {true, false}) {
+    for (const bool end : {true, false}) {
+      for (const Grouping& grouping : kGroupings) {
+        supervision.m_SuperviseProcess(7, 3, "a.exe", start, end, 5, grouping.period, grouping.threshold);
+        Queries expected;
+        if (start) expected.push_back("SELECT * FROM __InstanceCreationEvent" + tail + grouping.clause);
+        if (end) expected.push_back("SELECT * FROM __InstanceDeletionEvent" + tail + grouping.clause);
+        EXPECT_EQ(new_queries(), expected);
+      }
+    }
+  }
+}
+
 TEST_F(StateRequestsTest, PowerSourceQueries) {
   const std::string head =
       "SELECT * FROM __InstanceModificationEvent WITHIN 5 WHERE TargetInstance ISA 'Win32_Battery' AND (";

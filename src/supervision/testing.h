@@ -59,6 +59,18 @@ inline Entries entries(const wmi::NamedValues& values) {
   return result;
 }
 
+/// What a request may ask of groups, and what its queries end with then.
+struct Grouping {
+  std::int32_t period, threshold;
+  const char* clause;
+};
+inline constexpr Grouping kGroupings[]{
+    {0, 0, ""},
+    {0, 3, ""},  // a threshold is of a group
+    {60, 0, " GROUP WITHIN 60"},
+    {60, 3, " GROUP WITHIN 60 HAVING NumberOfEvents>=3"},
+};
+
 inline constexpr std::int32_t kClassError = -2147220977;
 
 inline std::string tag(const std::string& routine) {

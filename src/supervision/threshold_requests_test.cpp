@@ -114,6 +114,38 @@ TEST_P(ThresholdTest, EveryCondition) {
   }
 }
 
+TEST_P(ThresholdTest, EveryConditionWithEveryUnitAndGrouping) {
+  const char* operators[]{">", "<", ">=", "<=", "=", "<>"};
+  // Of a capacity of 1,000,000 a quarter; the memory's is in kilobytes, the disk's in what its space is in.
+  const bool capacity_in_kilobytes = GetParam().type != 2;
+  answer_capacity(wmi::Value("1000000"));
+  struct Amount {
+    std::int32_t unit;
+    const char *value, *bytes, *kilobytes;
+  };
+  const Amount amounts[]{
+      {kBytes, "4096", "4096", "4"},
+      {kKilobytes, "512", "524288", "512"},
+      {kMegabytes, "10", "10485760", "10240"},
+      {kGigabytes, "10", "10737418240", "10485760"},
+      {kPercent, "25", capacity_in_kilobytes ? "256000000" : "250000", "250000"},
+  };
+  for (std::int32_t condition = 1; condition <= 6; ++condition) {
+    for (const Amount& amount : amounts) {
+      for (const Grouping& grouping : kGroupings) {
+        const std::string threshold = GetParam().in_kilobytes ? amount.kilobytes : amount.bytes;
+        EXPECT_EQ(query_of({.condition = condition,
+                            .value = amount.value,
+                            .unit = amount.unit,
+                            .group_period = grouping.period,
+                            .group_threshold = grouping.threshold}),
+                  expected(operators[condition - 1] + threshold, grouping.clause));
+      }
+    }
+  }
+  EXPECT_EQ(ground.wmi.subscriptions.size(), 6U * 5U * 4U);
+}
+
 TEST_P(ThresholdTest, EveryUnit) {
   struct Case {
     std::int32_t unit;
@@ -283,6 +315,21 @@ TEST_F(ProcessorTest, Queries) {
   supervision.m_SuperviseProcessorLoadPercentage(7, 3, 6, -1, 5, 60, 3);
   EXPECT_EQ(ground.wmi.subscriptions.back().query,
             kHead + where + "<>-1 GROUP WITHIN 60 HAVING NumberOfEvents>=3");
+  supervision.m_Release();
+}
+
+TEST_F(ProcessorTest, EveryConditionWithEveryGrouping) {
+  supervision.m_Initialize();
+  const char* operators[]{">", "<", ">=", "<=", "=", "<>"};
+  for (std::int32_t condition = 1; condition <= 6; ++condition) {
+    for (const Grouping& grouping : kGroupings) {
+      supervision.m_SuperviseProcessorLoadPercentage(7, 3, condition, 80, 5, grouping.period,
+                                                     grouping.threshold);
+      EXPECT_EQ(ground.wmi.subscriptions.back().query,
+                kHead + "'Win32_Processor' AND TargetInstance.LoadPercentage" + operators[condition - 1] +
+                    "80" + grouping.clause);
+    }
+  }
   supervision.m_Release();
 }
 
