@@ -1,17 +1,21 @@
 #pragma once
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <poll.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cerrno>
+#include <chrono>
 #include <csignal>
-#include <cstdio>
 #include <fstream>
 #include <nlohmann/json.hpp>
 #include <regex>
 #include <stdexcept>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "support/wait_for.h"
@@ -23,11 +27,11 @@ class RunningAgent {
  public:
   explicit RunningAgent(const std::vector<std::string>& command) {
     int output[2];
-    if (pipe(output) != 0) throw std::runtime_error("no pipe");
+    // What else a test starts must not hold the agent's output.
+    if (pipe2(output, O_CLOEXEC) != 0) throw std::runtime_error("no pipe");
     pid_ = fork();
     if (pid_ == 0) {
       dup2(output[1], STDOUT_FILENO);
-      close(output[0]);
       std::vector<char*> words;
       for (const std::string& word : command) words.push_back(const_cast<char*>(word.c_str()));
       words.push_back(nullptr);
@@ -35,7 +39,7 @@ class RunningAgent {
       _exit(127);
     }
     close(output[1]);
-    out_ = fdopen(output[0], "r");
+    out_ = output[0];
   }
   ~RunningAgent() {
     if (pid_ > 0) {
@@ -61,15 +65,23 @@ class RunningAgent {
   [[nodiscard]] pid_t pid() const noexcept { return pid_; }
   /// Goes away as the reader of its output.
   void stop_reading() {
-    if (out_ != nullptr) std::fclose(out_);
-    out_ = nullptr;
+    if (out_ >= 0) close(out_);
+    out_ = -1;
   }
 
-  /// The next line without its end; empty at the end of the output.
-  std::string line() {
-    std::string result;
-    for (int c = 0; (c = std::fgetc(out_)) != EOF && c != '\n';) result += static_cast<char>(c);
-    return result;
+  /// The next line without its end; empty at the end of the output, and with a failure of the test where
+  /// nothing comes in time.
+  std::string line(std::chrono::milliseconds limit = std::chrono::seconds(60)) {
+    const auto deadline = Clock::now() + limit;
+    for (;;) {
+      const std::size_t end = unread_.find('\n');
+      if (end != std::string::npos) {
+        const std::string result = unread_.substr(0, end);
+        unread_.erase(0, end + 1);
+        return result;
+      }
+      if (!read_more(deadline)) return std::exchange(unread_, "");
+    }
   }
   /// The next line has to be an event of the only watch, with this detail.
   void expect_event(const std::string& detail) {
@@ -101,6 +113,23 @@ class RunningAgent {
   }
 
  private:
+  using Clock = std::chrono::steady_clock;
+
+  bool read_more(Clock::time_point deadline) {
+    const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now());
+    pollfd output{out_, POLLIN, 0};
+    const int ready = left.count() > 0 ? poll(&output, 1, static_cast<int>(left.count())) : 0;
+    if (ready < 0 && errno == EINTR) return true;
+    if (ready <= 0) {
+      ADD_FAILURE() << "no line came in time";
+      return false;
+    }
+    char bytes[4096];
+    const ssize_t count = read(out_, bytes, sizeof bytes);
+    if (count > 0) unread_.append(bytes, static_cast<std::size_t>(count));
+    return count > 0;
+  }
+
 #ifdef SYS_epoll_wait
   static constexpr long kWait = SYS_epoll_wait;
 #else
@@ -108,7 +137,8 @@ class RunningAgent {
 #endif
 
   pid_t pid_ = -1;
-  std::FILE* out_ = nullptr;
+  int out_ = -1;
+  std::string unread_;
 };
 
 }  // namespace kvwmi::tests
