@@ -63,13 +63,14 @@ void EventEngine::join(const EventQuery::Target& target, const std::shared_ptr<A
   }
   const Key key(target.scope.provider.get(), target.scope.period, std::move(narrowing));
   const std::scoped_lock lock(mutex_);
-  Slot& slot = slots_[key];
-  if (!slot.group || !slot.group->add(target.part, admission)) {
+  auto found = slots_.find(key);
+  if (found == slots_.end() || !found->second.group->add(target.part, admission)) {
+    auto group = std::make_shared<PollGroup>(target.scope, settings_);
+    static_cast<void>(group->add(target.part, admission));
     // The one before is not scheduled: it has retired in a run that is about to finish.
-    slot = {std::make_shared<PollGroup>(target.scope, settings_), {}, false};
-    static_cast<void>(slot.group->add(target.part, admission));
+    found = slots_.insert_or_assign(key, Slot{std::move(group), {}, false}).first;
   }
-  schedule(key, slot);
+  schedule(key, found->second);
 }
 
 /// With the lock held.

@@ -661,6 +661,43 @@ TEST_F(EventEngineTest, AFailureForANewSubscriptionKeepsTheOld) {
   EXPECT_EQ(take(), Texts{"__InstanceCreationEvent 1"});
 }
 
+/// A class whose schema can be asked for a number of times only.
+class FragileProvider final : public Provider {
+ public:
+  const cim::Class& schema() const override {
+    if (left == 0) throw std::runtime_error("no schema");
+    --left;
+    return memory_.schema();
+  }
+  void enumerate(const Request& request, const RowSink& sink) override { memory_.enumerate(request, sink); }
+
+  static constexpr int kMany = 1000;
+  mutable int left = kMany;
+
+ private:
+  MemoryProvider memory_{
+      MemoryClass{.name = "Test_Fragile", .properties = {{"Id", cim::CimType::string, cim::kKey}}}};
+};
+
+TEST_F(EventEngineTest, NothingRemainsOfASubscriptionThatFailsAnywhereOnItsWay) {
+  const auto fragile = std::make_shared<FragileProvider>();
+  service.add(fragile);
+  int refusals = 0;
+  for (;; ++refusals) {
+    ASSERT_LT(refusals, FragileProvider::kMany);
+    fragile->left = refusals;
+    try {
+      subscribe("SELECT * FROM __InstanceCreationEvent WITHIN 1 WHERE TargetInstance ISA 'Test_Fragile'");
+      break;
+    } catch (const Error&) {
+      pass(milliseconds(0));
+      EXPECT_EQ(engine->polls(), 0U) << refusals;
+    }
+  }
+  EXPECT_GT(refusals, 0);
+  EXPECT_EQ(engine->polls(), 1U);
+}
+
 /// A subscriber whose loop takes no work for a while.
 struct FailingLoopTest : EventEngineTest {
   std::shared_ptr<TestLoop> failing_loop = std::make_shared<TestLoop>();
