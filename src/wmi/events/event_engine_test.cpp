@@ -698,6 +698,17 @@ TEST_F(EventEngineTest, NothingRemainsOfASubscriptionThatFailsAnywhereOnItsWay) 
   EXPECT_EQ(engine->polls(), 1U);
 }
 
+TEST(EventChannelTest, AListenerAtTheAddressOfAnotherHearsOfTheClose) {
+  const int address = 0;
+  Texts heard;
+  {
+    EventSink sink([](wmi::Object&, const wmi::NamedValues&) {}, std::make_shared<TestLoop>());
+    sink.channel()->on_close(&address, [&] { heard.emplace_back("first"); });
+    sink.channel()->on_close(&address, [&] { heard.emplace_back("second"); });
+  }
+  EXPECT_EQ(heard, Texts{"second"});
+}
+
 /// A subscriber whose loop takes no work for a while.
 struct FailingLoopTest : EventEngineTest {
   std::shared_ptr<TestLoop> failing_loop = std::make_shared<TestLoop>();

@@ -28,9 +28,10 @@ class EventChannel : public std::enable_shared_from_this<EventChannel> {
 
   // ---- the subscriber's thread
 
-  /// Has `notice` called when the sink goes; of several for one `listener` the first stays.
+  /// Has `notice` called when the sink goes; of several for one `listener` the last, since a listener that is
+  /// gone may have stood at the same address.
   void on_close(const void* listener, std::function<void()> notice) {
-    notices_.try_emplace(listener, std::move(notice));
+    notices_.insert_or_assign(listener, std::move(notice));
   }
   void close();
 
