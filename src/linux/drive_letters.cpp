@@ -1,13 +1,16 @@
 #include "linux/drive_letters.h"
 
 #include <fcntl.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
+#include <string_view>
 #include <utility>
 
+#include "linux/descriptor.h"
 #include "linux/providers/system_file.h"
 
 namespace kvwmi::ground {
@@ -18,11 +21,40 @@ bool make_folder(const std::string& path) {
   return (mkdir(path.c_str(), 0755) == 0 && chmod(path.c_str(), 0755) == 0) || errno == EEXIST;
 }
 
-std::optional<char> letter_in(const std::map<char, std::string>& holders, const std::string& volume) {
+/// Keeps other processes from changing the table; empty where this one cannot change it either. Who may only
+/// read the table cannot open the file, and so cannot hold up the others.
+Descriptor locked(const std::string& folder) {
+  if (!make_folder(folder.substr(0, folder.rfind('/'))) || !make_folder(folder)) return {};
+  Descriptor lock(open((folder + "/.lock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600));
+  while (lock && flock(lock.get(), LOCK_EX) != 0) {
+    if (errno != EINTR) return {};
+  }
+  return lock;
+}
+
+/// "UUID /mount point", or the mount point alone.
+std::string text_of(const VolumeName& volume) {
+  return volume.uuid.empty() ? volume.mount_point : volume.uuid + ' ' + volume.mount_point;
+}
+VolumeName name_in(const std::string& text) {
+  if (text.starts_with('/')) return {"", text};
+  const std::size_t gap = text.find(" /");
+  return {text.substr(0, gap), gap == std::string::npos ? "" : text.substr(gap + 1)};
+}
+
+bool contains(const std::vector<VolumeName>& volumes, const VolumeName& volume) {
+  return std::find(volumes.begin(), volumes.end(), volume) != volumes.end();
+}
+
+template <typename Predicate>
+std::optional<char> letter_where(const std::map<char, VolumeName>& holders, Predicate wanted) {
   const auto found =
-      std::find_if(holders.begin(), holders.end(), [&](const auto& entry) { return entry.second == volume; });
+      std::find_if(holders.begin(), holders.end(), [&](const auto& entry) { return wanted(entry.second); });
   if (found == holders.end()) return std::nullopt;
   return found->first;
+}
+std::optional<char> letter_in(const std::map<char, VolumeName>& holders, const VolumeName& volume) {
+  return letter_where(holders, [&](const VolumeName& holder) { return holder == volume; });
 }
 
 }  // namespace
@@ -33,49 +65,76 @@ std::string DriveLetters::link(char letter) const {
   return folder_ + '/' + letter;
 }
 
-void DriveLetters::refresh() {
-  std::map<char, std::string> kept;
+void DriveLetters::refresh(const std::vector<VolumeName>& present) {
+  std::map<char, VolumeName> kept;
   for (char letter = 'D'; letter <= 'Z'; ++letter) {
-    if (auto volume = providers::read_link_at(AT_FDCWD, link(letter).c_str()))
-      kept.emplace(letter, *std::move(volume));
+    if (const auto text = providers::read_link_at(AT_FDCWD, link(letter).c_str()))
+      kept.emplace(letter, name_in(*text));
   }
-  // What could not be kept is remembered, as far as nobody kept something else.
+  // What could not be kept is remembered, as far as nobody kept something else that is there.
   for (auto& [letter, volume] : holders_) {
-    if (!letter_in(kept, volume)) kept.emplace(letter, std::move(volume));
+    if (letter_in(kept, volume)) continue;
+    const auto other = kept.find(letter);
+    const bool stands_for_none =
+        other == kept.end() || (!writable_ && contains(present, volume) && !contains(present, other->second));
+    if (stands_for_none) kept[letter] = std::move(volume);
   }
   holders_ = std::move(kept);
 }
 
-bool DriveLetters::claim(char letter, const std::string& volume) {
-  const auto failure = [&] { return symlink(volume.c_str(), link(letter).c_str()) == 0 ? 0 : errno; };
-  int error = failure();
-  if (error == ENOENT && make_folder(folder_.substr(0, folder_.rfind('/'))) && make_folder(folder_)) {
-    error = failure();
-  }
-  if (error == EEXIST) return false;
+void DriveLetters::give(char letter, const VolumeName& volume) {
   holders_[letter] = volume;
-  return true;
+  if (!writable_) return;
+  // In one step, for readers take no lock.
+  const std::string made = folder_ + "/.new";
+  unlink(made.c_str());
+  if (symlink(text_of(volume).c_str(), made.c_str()) == 0) rename(made.c_str(), link(letter).c_str());
 }
 
-std::optional<char> DriveLetters::letter_of(const std::string& volume, const std::set<std::string>& present) {
+std::optional<char> DriveLetters::known_letter(const VolumeName& volume,
+                                               const std::vector<VolumeName>& present) {
   if (const auto letter = letter_in(holders_, volume)) return letter;
-  for (char letter = 'D'; letter <= 'Z'; ++letter) {
-    if (holders_.contains(letter)) continue;
-    if (claim(letter, volume)) return letter;
-    // Another process was faster, perhaps with this very volume.
-    refresh();
-    if (const auto given = letter_in(holders_, volume)) return given;
-  }
-  for (char letter = 'D'; letter <= 'Z'; ++letter) {
+  auto letter = letter_where(holders_, [&](const VolumeName& holder) {
+    return !volume.uuid.empty() && holder.uuid == volume.uuid && !contains(present, holder);
+  });
+  if (!letter) letter = letter_in(holders_, {"", volume.mount_point});
+  if (letter) give(*letter, volume);
+  return letter;
+}
+
+std::optional<char> DriveLetters::new_letter(const VolumeName& volume,
+                                             const std::vector<VolumeName>& present) {
+  const auto is_free = [&](char letter) {
+    struct stat something {};
+    return !holders_.contains(letter) && lstat(link(letter).c_str(), &something) != 0;
+  };
+  const auto is_left = [&](char letter) {
     const auto holder = holders_.find(letter);
-    if (holder != holders_.end() && present.contains(holder->second)) continue;
-    if (unlink(link(letter).c_str()) != 0 && errno != ENOENT) {
-      holders_[letter] = volume;  // the table is not ours to change
-      return letter;
+    return holder == holders_.end() || !contains(present, holder->second);
+  };
+  const auto first = [&](const auto& wanted) -> std::optional<char> {
+    for (char letter = 'D'; letter <= 'Z'; ++letter) {
+      if (wanted(letter)) return letter;
     }
-    if (claim(letter, volume)) return letter;
+    return std::nullopt;
+  };
+  auto letter = first(is_free);
+  if (!letter) letter = first(is_left);
+  if (letter) give(*letter, volume);
+  return letter;
+}
+
+std::vector<std::optional<char>> DriveLetters::letters_of(const std::vector<VolumeName>& present) {
+  if (present.empty()) return {};
+  const Descriptor lock = locked(folder_);
+  writable_ = static_cast<bool>(lock);
+  refresh(present);
+  std::vector<std::optional<char>> letters;
+  for (const VolumeName& volume : present) letters.push_back(known_letter(volume, present));
+  for (std::size_t i = 0; i < present.size(); ++i) {
+    if (!letters[i]) letters[i] = new_letter(present[i], present);
   }
-  return std::nullopt;
+  return letters;
 }
 
 }  // namespace kvwmi::ground

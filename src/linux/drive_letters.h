@@ -2,10 +2,18 @@
 
 #include <map>
 #include <optional>
-#include <set>
 #include <string>
+#include <vector>
 
 namespace kvwmi::ground {
+
+/// What a volume is known by.
+struct VolumeName {
+  std::string uuid;  ///< empty where nobody keeps one, or not yet
+  std::string mount_point;
+
+  bool operator==(const VolumeName&) const = default;
+};
 
 /// Which volume has which letter from D: to Z:. The table is a folder with one symbolic link for each letter,
 /// which points at the volume's name: so all processes give the same letters, and a volume finds its own
@@ -14,20 +22,25 @@ class DriveLetters {
  public:
   explicit DriveLetters(std::string folder);
 
-  /// Sees what other processes have given since.
-  void refresh();
-
-  /// The letter of a volume: the one that it has, else the first that nobody has, else the first whose holder
-  /// is not among the present volumes; nullopt where all are in use.
-  [[nodiscard]] std::optional<char> letter_of(const std::string& volume,
-                                              const std::set<std::string>& present);
+  /// The letters of the present volumes, in their order; nullopt where none is left. Each has the letter that
+  /// stands for it; else that of its UUID at a place where this is not any more; else, its UUID unknown until
+  /// now, that of its mount point. New volumes come after these and have the first letter that nobody has,
+  /// else the first whose holder is absent.
+  [[nodiscard]] std::vector<std::optional<char>> letters_of(const std::vector<VolumeName>& present);
 
  private:
-  [[nodiscard]] bool claim(char letter, const std::string& volume);
+  /// Sees what other processes have given since.
+  void refresh(const std::vector<VolumeName>& present);
+  [[nodiscard]] std::optional<char> known_letter(const VolumeName& volume,
+                                                 const std::vector<VolumeName>& present);
+  [[nodiscard]] std::optional<char> new_letter(const VolumeName& volume,
+                                               const std::vector<VolumeName>& present);
+  void give(char letter, const VolumeName& volume);
   [[nodiscard]] std::string link(char letter) const;
 
   std::string folder_;
-  std::map<char, std::string> holders_;
+  bool writable_ = false;
+  std::map<char, VolumeName> holders_;
 };
 
 }  // namespace kvwmi::ground

@@ -9,7 +9,6 @@
 #include <algorithm>
 #include <array>
 #include <map>
-#include <set>
 #include <utility>
 
 #include "frame/diagnostics.h"
@@ -212,22 +211,18 @@ void Drives::give_letters(std::vector<Drive>& drives) {
     return std::pair(rank(a.type), std::string_view(a.mount.mount_point)) <
            std::pair(rank(b.type), std::string_view(b.mount.mount_point));
   });
-  std::vector<std::pair<std::string, Drive*>> in_order;
-  std::set<std::string> present;
+  std::vector<VolumeName> volumes;
+  std::vector<Drive*> lettered;
   for (Drive& drive : drives) {
     if (drive.mount.mount_point == "/") {
       drive.letter = 'C';
       continue;
     }
-    // Copies of a volume have its UUID too.
-    std::string volume = uuid_of(drive);
-    if (volume.empty() || !present.insert(volume).second) volume = drive.mount.mount_point;
-    present.insert(volume);
-    in_order.emplace_back(std::move(volume), &drive);
+    volumes.push_back({uuid_of(drive), drive.mount.mount_point});
+    lettered.push_back(&drive);
   }
-  letters_.refresh();
-  for (const auto& [volume, drive] : in_order)
-    drive->letter = letters_.letter_of(volume, present).value_or('\0');
+  const std::vector<std::optional<char>> letters = letters_.letters_of(volumes);
+  for (std::size_t i = 0; i < letters.size(); ++i) lettered[i]->letter = letters[i].value_or('\0');
   std::sort(drives.begin(), drives.end(), [](const Drive& a, const Drive& b) { return a.letter < b.letter; });
 }
 

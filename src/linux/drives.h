@@ -51,10 +51,11 @@ class DriveTable {
 
 /// Gives the volumes their letters: C: is the root. Of the others each keeps the letter that DriveLetters
 /// knows it under; new ones get theirs from D: on: fixed disks first, then removable ones, the network,
-/// optical disks and RAM disks, each kind by mount point. A volume is known by its UUID, or by its mount
-/// point where nobody keeps one. Left out are file systems without files of their own, further mounts of one
-/// volume, and what no letter is left for, which the diagnostic hook is told. Never waits for a file system
-/// that may hang. Any thread may use it.
+/// optical disks and RAM disks, each kind by mount point. A volume is known by its UUID and its mount point,
+/// so that it keeps its letter where it is while copies with the same UUID come and go, and takes it along
+/// where it goes. Left out are file systems without files of their own, further mounts of one volume, and
+/// what no letter is left for, which the diagnostic hook is told. Never waits for a file system that may
+/// hang. Any thread may use it.
 class Drives {
  public:
   explicit Drives(const Machine& machine);

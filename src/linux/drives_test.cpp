@@ -92,17 +92,56 @@ TEST_F(RecordedDrives, AVolumeWithAUuidKeepsItsLetterAtAnotherPlace) {
   const std::string root = "27 1 254:1 / / rw - ext4 /dev/vda1 rw\n";
   machine.write("/run/udev/data/b8:17", "E:ID_FS_UUID=1111-2222\n");
   machine.write("/run/udev/data/b8:33", "E:ID_FS_UUID=1111-2222\n");
-  machine.write("/run/udev/data/b8:49", "E:ID_FS_UUID=1111-2222\n");
   mounts(root + "40 27 8:17 / /media/stick rw - vfat /dev/sdb1 rw\n");
   EXPECT_EQ(Drives(machine).table()->find('D')->mount.mount_point, "/media/stick");
   mounts(root + "39 27 8:65 / /a rw - ext4 /dev/sde rw\n40 27 8:33 / /mnt rw - vfat /dev/sdc1 rw\n");
-  const auto moved = Drives(machine).table();
-  EXPECT_EQ(moved->find('D')->mount.mount_point, "/mnt") << "plugged in elsewhere";
-  EXPECT_EQ(moved->find('E')->mount.mount_point, "/a");
-  mounts(root + "40 27 8:33 / /mnt rw - vfat /dev/sdc1 rw\n41 27 8:49 / /copy rw - vfat /dev/sdd1 rw\n");
+  EXPECT_EQ(lettered(*Drives(machine).table()), (std::vector<std::string>{"C: 3 /", "D: 3 /mnt", "E: 3 /a"}))
+      << "plugged in elsewhere";
+}
+
+TEST_F(RecordedDrives, ACopyTakesNoLetterFromTheVolumeBesideIt) {
+  const std::string root = "27 1 254:1 / / rw - ext4 /dev/vda1 rw\n";
+  const std::string data = "40 27 254:2 / /data rw - ext4 /dev/vda2 rw\n";
+  const std::string copy = "41 27 254:3 / /copy rw - ext4 /dev/vda3 rw\n";
+  machine.write("/run/udev/data/b254:2", "E:ID_FS_UUID=one\n");
+  machine.write("/run/udev/data/b254:3", "E:ID_FS_UUID=one\n");
+  mounts(root + data);
+  Drives drives(machine);
+  EXPECT_EQ(lettered(*drives.table()), (std::vector<std::string>{"C: 3 /", "D: 3 /data"}));
+  mounts(root + data + copy);
   EXPECT_EQ(lettered(*Drives(machine).table()),
-            (std::vector<std::string>{"C: 3 /", "D: 3 /copy", "F: 3 /mnt"}))
-      << "the first of two copies has the letter, the other one of its own";
+            (std::vector<std::string>{"C: 3 /", "D: 3 /data", "E: 3 /copy"}))
+      << "for who sees both at once too";
+  EXPECT_EQ(lettered(*drives.table()), (std::vector<std::string>{"C: 3 /", "D: 3 /data", "E: 3 /copy"}));
+  mounts(root + copy);
+  EXPECT_EQ(lettered(*drives.table()), (std::vector<std::string>{"C: 3 /", "E: 3 /copy"}))
+      << "nor from a volume that went";
+  mounts(root + data + copy);
+  EXPECT_EQ(lettered(*drives.table()), (std::vector<std::string>{"C: 3 /", "D: 3 /data", "E: 3 /copy"}));
+}
+
+TEST_F(RecordedDrives, TheFirstOfTwoNewCopiesComesFirst) {
+  machine.write("/run/udev/data/b254:2", "E:ID_FS_UUID=one\n");
+  machine.write("/run/udev/data/b254:3", "E:ID_FS_UUID=one\n");
+  mounts(
+      "27 1 254:1 / / rw - ext4 /dev/vda1 rw\n40 27 254:2 / /data rw - ext4 /dev/vda2 rw\n"
+      "41 27 254:3 / /copy rw - ext4 /dev/vda3 rw\n");
+  EXPECT_EQ(lettered(*Drives(machine).table()),
+            (std::vector<std::string>{"C: 3 /", "D: 3 /copy", "E: 3 /data"}));
+}
+
+TEST_F(RecordedDrives, AUuidThatIsKnownLaterLeavesTheLetterAndTakesItAlong) {
+  const std::string root = "27 1 254:1 / / rw - ext4 /dev/vda1 rw\n";
+  const std::string stick = "40 27 8:33 / /media/stick rw - vfat /dev/sdb1 rw\n";
+  const std::string other = "41 27 254:9 / /a rw - ext4 /dev/vda9 rw\n";
+  mounts(root + stick);
+  Drives drives(machine);
+  EXPECT_EQ(lettered(*drives.table()), (std::vector<std::string>{"C: 3 /", "D: 3 /media/stick"}));
+  machine.write("/run/udev/data/b8:33", "E:ID_FS_UUID=1111-2222\n");
+  mounts(root + stick + other);
+  EXPECT_EQ(lettered(*drives.table()), (std::vector<std::string>{"C: 3 /", "D: 3 /media/stick", "E: 3 /a"}));
+  mounts(root + other + "40 27 8:33 / /mnt rw - vfat /dev/sdb1 rw\n");
+  EXPECT_EQ(lettered(*Drives(machine).table()), (std::vector<std::string>{"C: 3 /", "D: 3 /mnt", "E: 3 /a"}));
 }
 
 TEST_F(RecordedDrives, WhereNothingCanBeKeptLettersLastAsLongAsTheProcess) {

@@ -28,10 +28,11 @@ class LoopDisk {
   }
   ~LoopDisk() {
     if (mounted_) umount2(mount_point().c_str(), MNT_DETACH);
-    // Its drive letter is nobody's any more.
+    // Its drive letter is nobody's any more. The volume's name ends with its mount point.
     std::error_code none;
     for (const auto& letter : std::filesystem::directory_iterator("/var/lib/kvwmi/drives", none)) {
-      if (std::filesystem::read_symlink(letter, none) == mount_point()) std::filesystem::remove(letter, none);
+      if (std::filesystem::read_symlink(letter, none).string().ends_with(mount_point().string()))
+        std::filesystem::remove(letter, none);
     }
   }
   LoopDisk(const LoopDisk&) = delete;
