@@ -18,8 +18,9 @@ struct Slot {
 
 Slot& slot() {
   // Never destroyed: threads that outlive main may still report.
-  static Slot& instance = *new Slot;
-  return instance;
+  // NOLINTNEXTLINE(cppcoreguidelines-avoid-non-const-global-variables): see above, the one thing that is shared
+  static Slot* const instance = new Slot;
+  return *instance;
 }
 
 }  // namespace
