@@ -5,6 +5,7 @@
 #include <oaidl.h>
 
 #include <array>
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -140,6 +141,7 @@ class Everything final : public kvwmi::com::Object<IEverything, Nothing> {
   }
   /// Appends one element and answers the old upper bound, or -2 for an array that is not allocated.
   HRESULT STDMETHODCALLTYPE m_Strings(SAFEARRAY** both, LONG* result) override {
+    if (while_changing_strings) while_changing_strings();
     if (!grows) {
       *result = *both ? static_cast<LONG>((*both)->rgsabound[0].cElements) - 1 : -2;
       LONG first = 0;
@@ -217,6 +219,7 @@ class Everything final : public kvwmi::com::Object<IEverything, Nothing> {
   }
 
   bool grows = true;  ///< m_Strings appends an element; otherwise it only changes the first
+  std::function<void()> while_changing_strings;
 
  private:
   SAFEARRAY* strings_ = nullptr;

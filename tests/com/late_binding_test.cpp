@@ -286,6 +286,37 @@ TEST_F(LateBinding, AReferenceThatCannotTakeTheOutputIsRefusedBeforeTheCall) {
   EXPECT_EQ(variable_of_objects, script.get());
 }
 
+/// A `Long()` of a typed client can hold no strings, whether it has been given a size yet or not.
+TEST_F(LateBinding, ATypedArrayOfSomethingElseIsRefusedBeforeTheCall) {
+  struct Case {
+    VARTYPE declared;
+    SAFEARRAY* array;
+  };
+  for (Case test : {Case{VT_I4, nullptr}, Case{VT_I4, SafeArrayCreateVector(VT_I4, 0, 1)},
+                    Case{VT_VARIANT, SafeArrayCreateVector(VT_BSTR, 0, 1)}}) {
+    SAFEARRAY* const before = test.array;
+    const Answer answer = call(L"m_Strings", {reference(test.array, test.declared)});
+    EXPECT_EQ(answer.status, DISP_E_TYPEMISMATCH) << test.declared;
+    EXPECT_EQ(answer.bad_argument, 0U) << test.declared;
+    EXPECT_EQ(answer.result.text(), "empty") << test.declared;
+    EXPECT_EQ(test.array, before) << test.declared;
+    SafeArrayDestroy(test.array);
+  }
+}
+
+/// The client's code may run during the call.
+TEST_F(LateBinding, AnArrayThatBecameOneOfAnotherTypeTakesNothingBack) {
+  SAFEARRAY* array = nullptr;
+  object().while_changing_strings = [&] { array = SafeArrayCreateVector(VT_I4, 0, 1); };
+  const Answer answer = call(L"m_Strings", {reference(array, VT_VARIANT)});
+  EXPECT_EQ(answer.status, DISP_E_TYPEMISMATCH);
+  EXPECT_EQ(answer.bad_argument, 0U);
+  VARTYPE type = VT_EMPTY;
+  EXPECT_EQ(SafeArrayGetVartype(array, &type), S_OK);
+  EXPECT_EQ(type, VT_I4);
+  SafeArrayDestroy(array);
+}
+
 TEST_F(LateBinding, ConstantsForByReferenceParametersAreAccepted) {
   EXPECT_EQ(call(L"m_Long", {value(Variant::of(LONG{1})), value(Variant::of(LONG{4}))}).result.text(),
             "long 4");

@@ -30,6 +30,12 @@ std::optional<SAFEARRAY*> array_in(const VARIANT& variant) {
   return V_ARRAYREF(&variant) ? *V_ARRAYREF(&variant) : nullptr;
 }
 
+/// Whether an array has elements of that type; one that is not allocated can get them.
+bool is_array_of(SAFEARRAY* array, VARTYPE type) {
+  VARTYPE found = VT_EMPTY;
+  return !array || (SUCCEEDED(SafeArrayGetVartype(array, &found)) && found == type);
+}
+
 /// The object that a variant holds or refers to: nullopt where it holds something else. An empty variable is
 /// no object.
 std::optional<IUnknown*> object_in(const VARIANT& variant) {
@@ -198,6 +204,8 @@ bool is_in_use(const SAFEARRAY* array) {
 /// Puts an array of variants in the place of the caller's one, whose memory may be the caller's own and of
 /// fixed size.
 HRESULT replace_array(SAFEARRAY*& place, OwnedVariant& array) {
+  // Code of the client's may have put another array there since takes_back.
+  if (!is_array_of(place, VT_VARIANT)) return DISP_E_TYPEMISMATCH;
   if (same_shape(place, V_ARRAY(&array))) {
     SAFEARRAY* const target = place;
     const ArrayLock lock(target);
@@ -244,10 +252,12 @@ std::size_t size_of_scalar(VARTYPE type) {
   }
 }
 
-/// Whether a reference of type `reference` to something that is no variant can take a value of `kind` back.
-bool takes_back(VARTYPE reference, Kind kind) {
-  const VARTYPE type = reference & VARTYPE{0xFFFF ^ VT_BYREF};
-  if (kind == Kind::string_array) return (type & VT_ARRAY) != 0;
+/// Whether a reference to something that is no variant can take a value of `kind` back.
+bool takes_back(const VARIANT& reference, Kind kind) {
+  const VARTYPE type = V_VT(&reference) & VARTYPE{0xFFFF ^ VT_BYREF};
+  if (kind == Kind::string_array) {
+    return type == (VT_ARRAY | VT_VARIANT) && is_array_of(*V_ARRAYREF(&reference), VT_VARIANT);
+  }
   if (kind == Kind::object) return type == VT_DISPATCH || type == VT_UNKNOWN;
   return type == VT_BSTR || type == VT_DECIMAL || size_of_scalar(type) != 0;
 }
@@ -373,7 +383,7 @@ HRESULT CoercedArgument::set(const Parameter& parameter, VARIANT& given, LCID lo
   }
   const bool is_place = writes_back && by_reference && (V_VT(&given) & VT_BYREF);
   // Told before the call, which would have acted already.
-  if (is_place && (V_VT(source) & VT_BYREF) && !takes_back(V_VT(source), parameter.type.kind)) {
+  if (is_place && (V_VT(source) & VT_BYREF) && !takes_back(*source, parameter.type.kind)) {
     return DISP_E_TYPEMISMATCH;
   }
   if (const HRESULT converted = convert(parameter.type, *source, locale); FAILED(converted)) return converted;
