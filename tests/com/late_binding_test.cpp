@@ -451,14 +451,22 @@ TEST_F(LateBinding, NothingForAValueIsATypeMismatch) {
 }
 
 TEST_F(LateBinding, ArraysOfTheWrongRankAreRefused) {
-  SAFEARRAYBOUND bounds[2] = {{2, 0}, {2, 0}};
-  Variant square;
-  V_VT(&square.raw()) = VT_ARRAY | VT_VARIANT;
-  V_ARRAY(&square.raw()) = SafeArrayCreate(VT_VARIANT, 2, bounds);
-  const Answer answer = call(L"m_Strings", {variable(square)});
-  EXPECT_EQ(answer.status, DISP_E_TYPEMISMATCH);
-  EXPECT_EQ(answer.bad_argument, 0U);
-  EXPECT_EQ(call(L"m_String", {variable(square), variable(square)}).status, DISP_E_TYPEMISMATCH);
+  for (const int element : {VT_VARIANT, VT_BSTR}) {
+    SAFEARRAYBOUND bounds[2] = {{2, 0}, {2, 0}};
+    Variant square;
+    V_VT(&square.raw()) = static_cast<VARTYPE>(VT_ARRAY | element);
+    V_ARRAY(&square.raw()) = SafeArrayCreate(static_cast<VARTYPE>(element), 2, bounds);
+    for (const VARIANT& argument : {variable(square), value(square),
+                                    reference(V_ARRAY(&square.raw()), static_cast<VARTYPE>(element))}) {
+      const Answer answer = call(L"m_Strings", {argument});
+      EXPECT_EQ(answer.status, DISP_E_TYPEMISMATCH) << element;
+      EXPECT_EQ(answer.bad_argument, 0U) << element;
+    }
+    EXPECT_EQ(
+        put(object(), L"p_Strings", reference(V_ARRAY(&square.raw()), static_cast<VARTYPE>(element))).status,
+        DISP_E_TYPEMISMATCH);
+    EXPECT_EQ(call(L"m_String", {variable(square), variable(square)}).status, DISP_E_TYPEMISMATCH);
+  }
 }
 
 TEST_F(LateBinding, ReferencesToNowhereAreRefused) {

@@ -77,20 +77,21 @@ struct BadValue {
 /// What no parameter of that type takes.
 std::vector<BadValue> bad_values(const catalogue::Type& type) {
   std::vector<BadValue> result{{Variant::null()}};
-  const Variant square = [] {
+  const auto square_of = [](VARTYPE element) {
     Variant made;
     SAFEARRAYBOUND bounds[2] = {{2, 0}, {2, 0}};
-    V_ARRAY(&made.raw()) = SafeArrayCreate(VT_VARIANT, 2, bounds);
-    V_VT(&made.raw()) = VT_ARRAY | VT_VARIANT;
+    V_ARRAY(&made.raw()) = SafeArrayCreate(element, 2, bounds);
+    V_VT(&made.raw()) = static_cast<VARTYPE>(VT_ARRAY | element);
     return made;
-  }();
+  };
   const Variant stranger = [] {
     Variant made;
     V_VT(&made.raw()) = VT_UNKNOWN;
     CreateErrorInfo(reinterpret_cast<ICreateErrorInfo**>(&V_UNKNOWN(&made.raw())));
     return made;
   }();
-  result.push_back({square});
+  result.push_back({square_of(VT_VARIANT)});
+  result.push_back({square_of(VT_BSTR)});
   if (type.kind == Kind::object) {
     result.push_back({Variant::of(LONG{1})});
     result.push_back({Variant::of("text")});

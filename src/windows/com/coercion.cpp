@@ -171,6 +171,15 @@ HRESULT to_string_array(const VARIANT& source, LCID locale, SAFEARRAY*& result) 
   return S_OK;
 }
 
+/// Whether a variant holds or refers to just what a parameter of that kind takes. An object has to be asked
+/// for its interface.
+bool is_exact(const VARIANT& source, Kind kind) {
+  if (kind == Kind::object) return false;
+  if (kind != Kind::string_array) return true;
+  SAFEARRAY* const array = *array_in(source);
+  return is_array_of(array, VT_BSTR) && (!array || SafeArrayGetDim(array) == 1);
+}
+
 /// The same strings as variants, which is the only kind of array that scripts can index.
 HRESULT to_variant_array(SAFEARRAY* strings, SAFEARRAY*& result) {
   if (!strings) return S_OK;
@@ -376,8 +385,7 @@ HRESULT CoercedArgument::set(const Parameter& parameter, VARIANT& given, LCID lo
   const bool by_reference = parameter.passing == Passing::by_reference;
   const VARTYPE type = vartype_of(parameter.type);
   const VARTYPE wanted = by_reference ? static_cast<VARTYPE>(VT_BYREF | type) : type;
-  // An object has to be asked for its interface; anything else of the wanted type can go on as it is.
-  if (V_VT(source) == wanted && parameter.type.kind != Kind::object) {
+  if (V_VT(source) == wanted && is_exact(*source, parameter.type.kind)) {
     actual_ = *source;
     return S_OK;
   }
