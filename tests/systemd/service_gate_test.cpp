@@ -12,7 +12,6 @@
 #include <memory>
 #include <optional>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "linux/machine.h"
@@ -59,12 +58,26 @@ class ServiceGate : public ::testing::Test {
     return rows;
   }
   [[nodiscard]] Token token() { return provider->change_token({}); }
-  /// Waits until what the test has done so far has been told; false where the machine does not come to rest.
+  /// Has the manager say exactly kFence words after all that it has to say so far: a unit without a file is
+  /// loaded, and is gone.
+  [[nodiscard]] static bool set_fence() {
+    return run_shell(
+               "busctl call org.freedesktop.systemd1 /org/freedesktop/systemd1 "
+               "org.freedesktop.systemd1.Manager LoadUnit s kvwmi-gate-fence.service")
+               .status == 0;
+  }
+  [[nodiscard]] bool reaches(std::uint64_t count) {
+    return wait_for([&] {
+      const Token now = token();
+      return now && *now >= count;
+    });
+  }
+  /// Waits until what the test has done so far has been told, so that a fence is all that is heard; false
+  /// where the machine does not come to rest.
   [[nodiscard]] bool settle() {
     return wait_for([this] {
       const Token before = token();
-      std::this_thread::sleep_for(300ms);  // a test of silence has to listen for a while
-      return before && token() == before;
+      return before && set_fence() && reaches(*before + kFence) && token() == *before + kFence;
     });
   }
   /// Whether `steps` make another token.
@@ -78,6 +91,8 @@ class ServiceGate : public ::testing::Test {
     });
   }
 
+  static constexpr std::uint64_t kFence = 2;
+
   ground::Machine machine_;
   std::unique_ptr<embedded::Provider> provider;
 };
@@ -85,7 +100,11 @@ class ServiceGate : public ::testing::Test {
 TEST_F(ServiceGate, StartsStopsAndReloadsChangeTheToken) {
   EXPECT_TRUE(changes([] { run("systemctl start kvwmi-gate.service"); }));
   ASSERT_TRUE(settle());
-  EXPECT_TRUE(changes([] { run("systemctl kill --signal=KILL kvwmi-gate.service"); })) << "it failed";
+  EXPECT_TRUE(changes([] {
+    run("systemctl kill --signal=KILL kvwmi-gate.service");
+    EXPECT_TRUE(
+        wait_for([] { return run_shell("systemctl is-failed --quiet kvwmi-gate.service").status == 0; }));
+  }));
   ASSERT_TRUE(settle());
   EXPECT_TRUE(changes([] { run("systemctl daemon-reload"); }));
   ASSERT_TRUE(settle());
@@ -100,9 +119,11 @@ TEST_F(ServiceGate, AUnitFileThatComesOrGoesChangesTheTokenUnasked) {
 
 TEST_F(ServiceGate, ListingIsNoChange) {
   const Token before = token();
+  ASSERT_TRUE(before);
   for (int i = 0; i < 20; ++i) EXPECT_GT(list(), 0U);
-  std::this_thread::sleep_for(300ms);
-  EXPECT_EQ(token(), before);
+  ASSERT_TRUE(set_fence());
+  ASSERT_TRUE(reaches(*before + kFence));
+  EXPECT_EQ(token(), *before + kFence) << "the fence is all that was heard";
 }
 
 TEST_F(ServiceGate, ALostBusGivesNoTokenAndComesBackWithAnother) {

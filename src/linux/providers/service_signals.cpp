@@ -12,8 +12,6 @@ namespace {
 using namespace std::chrono_literals;
 
 constexpr auto kLimit = 5s;
-/// Nobody who polls more seldom gains by listening.
-constexpr auto kUnasked = 60s;
 /// Between two attempts to find the bus.
 constexpr auto kRetry = 1s;
 
@@ -81,14 +79,14 @@ std::optional<std::uint64_t> ServiceSignals::count() {
   return connection_ >= 0 ? std::optional(count_) : std::nullopt;
 }
 
-bool ServiceSignals::is_wanted() {
+ServiceSignals::Clock::time_point ServiceSignals::wanted_until() {
   const std::lock_guard lock(mutex_);
-  return !stopping_ && Clock::now() - asked_ < kUnasked;
+  return stopping_ ? Clock::time_point::min() : asked_ + unasked_;
 }
 
 void ServiceSignals::run() {
   std::unique_lock lock(mutex_);
-  while (!stopping_ && Clock::now() - asked_ < kUnasked) {
+  while (!stopping_ && Clock::now() < asked_ + unasked_) {
     lock.unlock();
     try {
       listen();
@@ -122,8 +120,8 @@ void ServiceSignals::listen() {
   // Its answer comes after the bus has taken the matches.
   call(bus.get(), kServiceManager, "Subscribe", kLimit);
   const Hearing hearing(*this, bus.get());
-  while (!replaced_ && is_wanted()) {
-    static_cast<void>(work_until(bus.get(), Clock::now() + kUnasked, [this] { return replaced_; }));
+  for (auto end = wanted_until(); !replaced_ && Clock::now() < end; end = wanted_until()) {
+    static_cast<void>(work_until(bus.get(), end, [this] { return replaced_; }));
   }
 }
 

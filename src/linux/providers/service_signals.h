@@ -15,7 +15,12 @@ namespace kvwmi::ground::providers {
 /// question and ends when nobody has asked for a while: a bus keeps signals in memory until they are heard.
 class ServiceSignals {
  public:
-  explicit ServiceSignals(const Machine& machine) : machine_(machine) {}
+  /// Nobody who polls more seldom gains by listening.
+  static constexpr std::chrono::milliseconds kUnasked = std::chrono::minutes(1);
+
+  /// It listens for `unasked` after each question.
+  explicit ServiceSignals(const Machine& machine, std::chrono::milliseconds unasked = kUnasked)
+      : machine_(machine), unasked_(unasked) {}
   ~ServiceSignals();
   ServiceSignals(const ServiceSignals&) = delete;
   ServiceSignals& operator=(const ServiceSignals&) = delete;
@@ -31,7 +36,7 @@ class ServiceSignals {
 
   void run();
   void listen();
-  [[nodiscard]] bool is_wanted();
+  [[nodiscard]] Clock::time_point wanted_until();
   void count_one();
   static int on_unit(sd_bus_message* message, void* self, sd_bus_error*);
   static int on_properties(sd_bus_message* message, void* self, sd_bus_error*);
@@ -39,6 +44,7 @@ class ServiceSignals {
   static int on_owner(sd_bus_message* message, void* self, sd_bus_error*);
 
   const Machine& machine_;
+  const std::chrono::milliseconds unasked_;
   bool replaced_ = false;  ///< the thread's: there is another manager now, or none
 
   std::mutex mutex_;

@@ -1,7 +1,12 @@
 #include "linux/providers/service_signals.h"
 
+#include <sys/stat.h>
+
 #include <atomic>
+#include <filesystem>
+#include <string>
 #include <string_view>
+#include <thread>
 
 #include "linux/testing/fake_bus.h"
 #include "linux/testing/recorded_machine.h"
@@ -104,6 +109,36 @@ TEST_F(ServiceSignalsTest, AnotherManagerIsListenedToAnew) {
   ServiceSignals signals(machine);
   EXPECT_TRUE(kvwmi::testing::eventually([&] { return signals.count() >= 2U; }));
   EXPECT_EQ(connections, 2);
+}
+
+TEST_F(ServiceSignalsTest, ListeningEndsItsTimeAfterTheLastQuestion) {
+  std::atomic<ino_t> socket = 0;
+  machine.open_system_bus = [&] {
+    Bus made = bus.connect();
+    struct stat status {};
+    ::fstat(sd_bus_get_fd(made.get()), &status);
+    socket = status.st_ino;
+    return made;
+  };
+  const auto listens = [&] {
+    for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
+      std::error_code closed_meanwhile;
+      const auto target = std::filesystem::read_symlink(entry.path(), closed_meanwhile);
+      if (target == "socket:[" + std::to_string(socket) + "]") return true;
+    }
+    return false;
+  };
+  constexpr auto kTime = 1500ms;
+  ServiceSignals signals(machine, kTime);
+  ASSERT_TRUE(kvwmi::testing::eventually([&] { return signals.count().has_value(); }));
+  std::this_thread::sleep_for(10ms);  // so that the wait for signals is older than the last question
+  const auto asked = std::chrono::steady_clock::now();
+  ASSERT_TRUE(signals.count());
+  ASSERT_TRUE(listens());
+  ASSERT_TRUE(kvwmi::testing::eventually([&] { return !listens(); }));
+  const auto listened = std::chrono::steady_clock::now() - asked;
+  EXPECT_GE(listened, kTime);
+  EXPECT_LT(listened, 2 * kTime - 200ms) << "the wait that was under way was not begun anew";
 }
 
 TEST_F(ServiceSignalsTest, WithoutABusNothingIsHeardUntilThereIsOne) {
