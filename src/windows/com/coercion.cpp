@@ -1,5 +1,6 @@
 #include "windows/com/coercion.h"
 
+#include <algorithm>
 #include <cstring>
 #include <optional>
 #include <string>
@@ -78,15 +79,22 @@ class ArrayLock {
   SAFEARRAY* array_;
 };
 
-/// A member of an object that is only known by name.
+/// What a failure in the client's code is to the one who called: its codes say nothing about the argument.
+HRESULT as_mismatch(HRESULT failure) {
+  return failure == E_OUTOFMEMORY ? failure : DISP_E_TYPEMISMATCH;
+}
+
+/// A member of an object that is only known by name; S_FALSE where the object has none of that name.
 HRESULT read_member(IDispatch& object, const std::wstring& name, VARIANT& value) {
   LPOLESTR names = const_cast<LPOLESTR>(name.c_str());
   DISPID id = DISPID_UNKNOWN;
   const HRESULT found = object.GetIDsOfNames(IID_NULL, &names, 1, LOCALE_USER_DEFAULT, &id);
-  if (FAILED(found)) return found;
+  if (found == DISP_E_UNKNOWNNAME) return S_FALSE;
+  if (FAILED(found)) return as_mismatch(found);
   DISPPARAMS none{};
-  return object.Invoke(id, IID_NULL, LOCALE_USER_DEFAULT, DISPATCH_PROPERTYGET, &none, &value, nullptr,
-                       nullptr);
+  const HRESULT read =
+      object.Invoke(id, IID_NULL, LOCALE_USER_DEFAULT, DISPATCH_PROPERTYGET, &none, &value, nullptr, nullptr);
+  return FAILED(read) ? as_mismatch(read) : S_OK;
 }
 
 /// A one-dimensional array of strings or variants, or a script's array object, element by element.
@@ -108,6 +116,7 @@ class StringArrayReader {
     OwnedVariant element;
     HRESULT got = S_OK;
     if (object_) {
+      // An index that is missing, as in a sparse array, leaves the element empty.
       got = read_member(*object_.get(), std::to_wstring(index), element);
     } else if (element_type_ == VT_VARIANT) {
       got = SafeArrayGetElement(array_, &index, &element);
@@ -116,8 +125,10 @@ class StringArrayReader {
       if (SUCCEEDED(got)) V_VT(&element) = VT_BSTR;
     }
     if (SUCCEEDED(got)) got = change_type(element, element, locale, VT_BSTR);
-    if (SUCCEEDED(got)) text = V_BSTR(&element), V_VT(&element) = VT_EMPTY;
-    return got;
+    if (FAILED(got)) return got;
+    text = V_BSTR(&element);
+    V_VT(&element) = VT_EMPTY;
+    return S_OK;
   }
 
  private:
@@ -136,9 +147,10 @@ class StringArrayReader {
 
   HRESULT open_object(IUnknown& object) {
     OwnedVariant length;
-    if (FAILED(object.QueryInterface(IID_PPV_ARGS(object_.put()))) ||
-        FAILED(read_member(*object_.get(), L"length", length)) ||
-        FAILED(VariantChangeType(&length, &length, 0, VT_I4)) || V_I4(&length) < 0) {
+    if (FAILED(object.QueryInterface(IID_PPV_ARGS(object_.put())))) return DISP_E_TYPEMISMATCH;
+    const HRESULT read = read_member(*object_.get(), L"length", length);
+    if (FAILED(read)) return read;
+    if (read == S_FALSE || FAILED(VariantChangeType(&length, &length, 0, VT_I4)) || V_I4(&length) < 0) {
       return DISP_E_TYPEMISMATCH;
     }
     bounds_ = {static_cast<ULONG>(V_I4(&length)), 0};
@@ -219,12 +231,11 @@ HRESULT replace_array(SAFEARRAY*& place, OwnedVariant& array) {
     SAFEARRAY* const target = place;
     const ArrayLock lock(target);
     if (!lock) return DISP_E_ARRAYISLOCKED;
-    HRESULT status = S_OK;
-    for (ULONG i = 0; i < target->rgsabound[0].cElements && SUCCEEDED(status); ++i) {
-      status = VariantCopy(&static_cast<VARIANT*>(target->pvData)[i],
-                           &static_cast<VARIANT*>(V_ARRAY(&array)->pvData)[i]);
-    }
-    return status;
+    // The old elements go with `array`, when the new ones are in their places and the lock is off.
+    auto* const old = static_cast<VARIANT*>(target->pvData);
+    std::swap_ranges(old, old + target->rgsabound[0].cElements,
+                     static_cast<VARIANT*>(V_ARRAY(&array)->pvData));
+    return S_OK;
   }
   if (place && (place->fFeatures & (FADF_FIXEDSIZE | FADF_STATIC | FADF_AUTO))) return DISP_E_BADINDEX;
   if (is_in_use(place)) return DISP_E_ARRAYISLOCKED;
