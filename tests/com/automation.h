@@ -7,6 +7,8 @@
 #include <cstdint>
 #include <deque>
 #include <initializer_list>
+#include <optional>
+#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -132,6 +134,13 @@ struct Answer {
   HRESULT code = S_OK;     ///< of the exception
   std::string source;
   std::string description;
+
+  /// None where the result is empty; throws where it is anything else than a number.
+  [[nodiscard]] std::optional<long> long_result() const {
+    if (result.type() == VT_EMPTY) return std::nullopt;
+    if (result.type() != VT_I4) throw std::runtime_error("the result is " + result.text());
+    return V_I4(&result.raw());
+  }
 };
 
 /// Calls by dispatch identifier; the arguments stand in the order in which a client writes them.

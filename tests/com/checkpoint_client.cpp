@@ -26,8 +26,8 @@ class EarlyBound final : public CheckPointClient {
  public:
   Outcome call(const std::string& method, const std::string& name) override {
     const Bstr text(name);
-    LONG result = -1;
-    // What the output holds before the call must be gone after it.
+    // What the places hold before the call must be gone after it.
+    LONG result = 77;
     LONG number = -12345;
     VARIANT_BOOL flag = 77;
     CY size{};
@@ -59,7 +59,7 @@ class EarlyBound final : public CheckPointClient {
         },
         members.at(method));
     outcome.output = output.text();
-    outcome.result = SUCCEEDED(outcome.status) ? result : -1;
+    outcome.result = result;
     const server::ErrorText error = server::take_error_text();
     if (error.found && error.raiser != __uuidof(_CheckPoint)) throw std::runtime_error("another raiser");
     if (error.found == SUCCEEDED(outcome.status))
@@ -68,6 +68,7 @@ class EarlyBound final : public CheckPointClient {
     outcome.description = error.description;
     return outcome;
   }
+  [[nodiscard]] std::optional<long> no_result() const override { return 0; }
 
  private:
   using Number = HRESULT (STDMETHODCALLTYPE _CheckPoint::*)(LONG*, LONG*);
@@ -115,12 +116,13 @@ class LateBound final : public CheckPointClient {
         automation::call(*object_.get(), kvwmi::windows::to_utf16(method).c_str(), arguments);
     Outcome outcome;
     outcome.status = answer.status == DISP_E_EXCEPTION ? answer.code : answer.status;
-    if (answer.result.type() == VT_I4) outcome.result = V_I4(&answer.result.raw());
+    outcome.result = answer.long_result();
     outcome.output = output.text();
     outcome.source = answer.source;
     outcome.description = answer.description;
     return outcome;
   }
+  [[nodiscard]] std::optional<long> no_result() const override { return std::nullopt; }
 
  private:
   ComPtr<IDispatch> object_ = create().as<IDispatch>();

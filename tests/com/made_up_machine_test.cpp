@@ -27,7 +27,8 @@ class MadeUpMachine : public testing::TestWithParam<std::pair<const char*, MakeC
   /// The method's result and its output, "failed" instead of a result that there is none of.
   std::string ask(const std::string& method, const std::string& name = {}) {
     const auto outcome = client().call(method, name);
-    return (SUCCEEDED(outcome.status) ? std::to_string(outcome.result) : "failed") + ", " + outcome.output;
+    return (SUCCEEDED(outcome.status) ? std::to_string(outcome.result.value()) : "failed") + ", " +
+           outcome.output;
   }
   CheckPointClient& client() {
     if (!client_) client_ = GetParam().second();
@@ -37,7 +38,7 @@ class MadeUpMachine : public testing::TestWithParam<std::pair<const char*, MakeC
                       const std::string& description, const std::string& output) {
     const auto outcome = client().call(method, name);
     EXPECT_EQ(outcome.status, static_cast<HRESULT>(0x80040211)) << method;
-    EXPECT_EQ(outcome.result, -1) << method;
+    EXPECT_EQ(outcome.result, client().no_result()) << method;
     EXPECT_EQ(outcome.source, source + "\r\n\tKVWMI : CheckPoint." + method);
     EXPECT_EQ(outcome.description, description) << method;
     EXPECT_EQ(outcome.output, output) << method;

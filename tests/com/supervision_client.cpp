@@ -28,13 +28,14 @@ void expect(HRESULT status) {
 class EarlyBound final : public SupervisionClient {
  public:
   Outcome request(const SupervisionRequest& request) override {
-    LONG result = -1;
+    LONG result = 77;  // must be gone afterwards
     const HRESULT status = request.early_bound(*object_.get(), &result);
     return outcome(status, result);
   }
-  Outcome initialize() override { return outcome(object_->m_Initialize(), -1); }
-  Outcome release() override { return outcome(object_->m_Release(), -1); }
-  Outcome push_undetected() override { return outcome(object_->m_PushUndetectedEventInfos(), -1); }
+  [[nodiscard]] std::optional<long> no_result() const override { return 0; }
+  Outcome initialize() override { return outcome(object_->m_Initialize(), {}); }
+  Outcome release() override { return outcome(object_->m_Release(), {}); }
+  Outcome push_undetected() override { return outcome(object_->m_PushUndetectedEventInfos(), {}); }
   void name_event(const std::string& name) override {
     Bstr text(name);
     BSTR reference = text.release();
@@ -60,11 +61,11 @@ class EarlyBound final : public SupervisionClient {
   }
 
  private:
-  static Outcome outcome(HRESULT status, LONG result) {
+  static Outcome outcome(HRESULT status, std::optional<long> result) {
     const server::ErrorText error = server::take_error_text();
     if (error.found == SUCCEEDED(status)) throw std::runtime_error("error text does not fit the status");
     if (error.found && error.raiser != __uuidof(_Supervision)) throw std::runtime_error("another raiser");
-    return {status, SUCCEEDED(status) ? result : -1, error.source, error.description};
+    return {status, result, error.source, error.description};
   }
 
   ComPtr<_Supervision> object_ = create();
@@ -82,6 +83,7 @@ class LateBound final : public SupervisionClient {
     }
     return call(request.method, std::move(arguments));
   }
+  [[nodiscard]] std::optional<long> no_result() const override { return std::nullopt; }
   Outcome initialize() override { return call("m_Initialize"); }
   Outcome release() override { return call("m_Release"); }
   Outcome push_undetected() override { return call("m_PushUndetectedEventInfos"); }
@@ -111,9 +113,8 @@ class LateBound final : public SupervisionClient {
   Outcome call(const std::string& method, std::vector<VARIANT> arguments = {}) {
     const Answer answer =
         automation::call(*object_.get(), kvwmi::windows::to_utf16(method).c_str(), std::move(arguments));
-    return {answer.status == DISP_E_EXCEPTION ? answer.code : answer.status,
-            answer.result.type() == VT_I4 ? V_I4(&answer.result.raw()) : -1, answer.source,
-            answer.description};
+    return {answer.status == DISP_E_EXCEPTION ? answer.code : answer.status, answer.long_result(),
+            answer.source, answer.description};
   }
 
   ComPtr<IDispatch> object_ = create().as<IDispatch>();

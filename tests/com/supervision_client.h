@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <type_traits>
 #include <utility>
@@ -79,8 +80,10 @@ class SupervisionClient {
  public:
   struct Outcome {
     HRESULT status = S_OK;  ///< S_OK, or the error's number
-    long result = -1;       ///< what the request returned; -1 when it failed, or has no result
-    std::string source;     ///< of the error
+    /// What the call left in the place for its result, whether it failed or not; none where it has no such
+    /// place.
+    std::optional<long> result;
+    std::string source;  ///< of the error
     std::string description;
   };
   /// Supervision and detail of a popped record.
@@ -88,6 +91,8 @@ class SupervisionClient {
 
   virtual ~SupervisionClient() = default;
   virtual Outcome request(const SupervisionRequest& request) = 0;
+  /// What a request that fails must leave as its result.
+  [[nodiscard]] virtual std::optional<long> no_result() const = 0;
   virtual Outcome initialize() = 0;
   virtual Outcome release() = 0;
   virtual Outcome push_undetected() = 0;

@@ -85,7 +85,7 @@ class SupervisionEvents : public testing::TestWithParam<std::pair<const char*, M
                       const std::string& description) {
     const Outcome outcome = client_->request(request);
     EXPECT_EQ(outcome.status, kClassError);
-    EXPECT_EQ(outcome.result, -1);
+    EXPECT_EQ(outcome.result, client_->no_result());
     EXPECT_EQ(outcome.source, source);
     EXPECT_EQ(outcome.description, description);
   }

@@ -141,7 +141,7 @@ TEST_P(SystemWmi, AQuoteInANameIsWmisInvalidQuery) {
                              "m_GetProcessMemorySize", "m_GetProcessCPULoadPercentage"}) {
     const auto outcome = call(method, "it's");
     EXPECT_EQ(outcome.status, static_cast<HRESULT>(0x80040211)) << method;
-    EXPECT_EQ(outcome.result, -1) << method;
+    EXPECT_EQ(outcome.result, client_->no_result()) << method;
     EXPECT_EQ(outcome.source, std::string("SWbemServicesEx\r\n\tKVWMI : CheckPoint.") + method);
     EXPECT_EQ(outcome.description, "Invalid query ");
     // Reset before the failure.
