@@ -18,7 +18,7 @@ struct Slot {
 
 Slot& slot() {
   // Never destroyed: threads that outlive main may still report.
-  // NOLINTNEXTLINE(cppcoreguidelines-avoid-non-const-global-variables): see above, the one thing that is shared
+  // NOLINTNEXTLINE(cppcoreguidelines-avoid-non-const-global-variables): as said above
   static Slot* const instance = new Slot;
   return *instance;
 }

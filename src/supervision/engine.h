@@ -48,7 +48,7 @@ class SupervisionEngine final : public Polled, public std::enable_shared_from_th
   /// The context that tells the sink which watch an event belongs to.
   [[nodiscard]] static wmi::NamedValues context_of(const supervision::Watch& watch);
   /// Subscribes the engine's sink to an event query through one of the connections.
-  void subscribe(wmi::Services& services, const std::string& query, const wmi::NamedValues& context,
+  void subscribe(wmi::Services& services, const std::string& query, const wmi::NamedValues& values,
                  const wmi::NamedValues* options = nullptr);
   /// The whole of a request over root\CIMV2: subscribes each query, then registers the watch. Gives 0.
   std::int32_t watch(const supervision::Watch& watch, const std::vector<std::string>& queries);
@@ -67,7 +67,7 @@ class SupervisionEngine final : public Polled, public std::enable_shared_from_th
   void SupervisionPolling_Timer() override;
 
   /// One delivered event. Raises when its watch or its detail cannot be told.
-  void g_swbemSink_OnObjectReady(wmi::Object& event, const wmi::NamedValues& context);
+  void g_swbemSink_OnObjectReady(wmi::Object& event, const wmi::NamedValues& values);
 
   [[nodiscard]] Ground& ground() const noexcept { return ground_; }
 

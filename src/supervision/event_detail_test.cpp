@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "supervision/supervision_type.h"
-#include "supervision/testing.h"
+#include "supervision/testing/fixture.h"
 
 namespace kvwmi::supervision {
 namespace {

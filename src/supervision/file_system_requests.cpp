@@ -20,7 +20,6 @@ using supervision::kRequest;
 using supervision::replaced;
 using supervision::strGetGroupClause;
 using supervision::SupervisionType;
-using supervision::Watch;
 using supervision::within;
 namespace context = supervision::context;
 

@@ -5,7 +5,7 @@
 
 #include "frame/errors_process.h"
 #include "supervision/failing_allocation.h"
-#include "supervision/testing.h"
+#include "supervision/testing/fixture.h"
 
 namespace kvwmi::supervision {
 namespace {

@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "supervision/polled_watches.h"
-#include "supervision/testing.h"
+#include "supervision/testing/fixture.h"
 
 namespace kvwmi::supervision {
 namespace {

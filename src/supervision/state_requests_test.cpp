@@ -3,7 +3,7 @@
 #include <string>
 #include <vector>
 
-#include "supervision/testing.h"
+#include "supervision/testing/fixture.h"
 
 namespace kvwmi::supervision {
 namespace {

@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "frame/testing/fake_ground.h"
-#include "supervision/testing.h"
+#include "supervision/testing/fixture.h"
 
 namespace kvwmi::SupervisionTimer {
 namespace {
