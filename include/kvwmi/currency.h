@@ -42,6 +42,7 @@ class KVWMI_API Currency {
   friend Currency operator-(Currency a, Currency b);
   friend Currency operator*(Currency a, Currency b);
   Currency& operator+=(Currency other) { return *this = *this + other; }
+  // NOLINTNEXTLINE(modernize-use-nullptr): what the compiler writes here holds a 0
   friend constexpr auto operator<=>(Currency, Currency) noexcept = default;
 
  private:
