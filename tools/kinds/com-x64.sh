@@ -1,5 +1,5 @@
 summary="the automation server, 64 bit: late binding, contract, registration, C++ and script clients under Wine"
-order=30
+order=27
 packages="test mingw wine"
 kind_build() { build mingw-x64; }
 kind_run() {
