@@ -21,10 +21,10 @@ HANDLE handle_of(std::intptr_t handle) {
 }  // namespace
 
 NamedEvent::NamedEvent(const std::string& name, Reset reset) : name_(name), reset_(reset), handle_(0) {
-  // A nameless event would be one that nobody else can reach.
-  if (name.empty()) raise(ERROR_INVALID_NAME, "CreateEvent");
-  const HANDLE event =
-      ::CreateEventW(nullptr, reset == Reset::manual, FALSE, windows::to_utf16(name).c_str());
+  // A nameless event would be one that nobody else can reach; the system reads a name up to its first NUL.
+  const std::wstring system_name = windows::to_utf16(name);
+  if (*system_name.c_str() == L'\0') raise(ERROR_INVALID_NAME, "CreateEvent");
+  const HANDLE event = ::CreateEventW(nullptr, reset == Reset::manual, FALSE, system_name.c_str());
   if (event == nullptr) {
     const DWORD code = ::GetLastError();
     raise(code == ERROR_PATH_NOT_FOUND ? ERROR_INVALID_NAME : code, "CreateEvent");
