@@ -20,6 +20,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
             "the name is a part of the text");
   }
   static_cast<void>(parse_resident_pages(text));
+  require(text.starts_with(lasting_name(text)), "the lasting name is the beginning of the name");
   const auto arguments = parse_arguments(text);
   static_cast<void>(command_line(arguments));
 

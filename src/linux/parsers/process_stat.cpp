@@ -108,6 +108,12 @@ std::string command_line(const std::vector<std::string_view>& arguments) {
   return line;
 }
 
+std::string_view lasting_name(std::string_view comm) {
+  // A rescuer, "kworker/R-NAME", carries its own name behind the dash.
+  if (!comm.starts_with("kworker/") || comm.starts_with("kworker/R-")) return comm;
+  return comm.substr(0, comm.find_first_of("-+"));
+}
+
 std::string full_process_name(std::string_view comm, std::string_view executable,
                               const std::vector<std::string_view>& arguments) {
   if (comm.size() != kCommLength) return std::string(comm);

@@ -40,6 +40,10 @@ struct ProcessStat {
 /// arguments to show its state (one text that is no path) stays as it is.
 [[nodiscard]] std::string command_line(const std::vector<std::string_view>& arguments);
 
+/// What of a `comm` stays the same: the kernel shows the name of its worker threads with the work that each
+/// has at hand ("kworker/1:1H-kblockd"), which changes from second to second and is left out.
+[[nodiscard]] std::string_view lasting_name(std::string_view comm);
+
 /// The full form of a process name that the kernel may have cut: `comm` itself unless it is 15 bytes long and
 /// the executable's or an argument's file name goes on where it stops. The arguments behind the first name
 /// the script that an interpreter runs.

@@ -79,7 +79,15 @@ TEST(ProcessName, IsCompletedOnlyWhereTheKernelCutIt) {
             "exactly-fifteen");
   EXPECT_EQ(full_process_name("worker-thread-1", "/usr/bin/server", {"server"}), "worker-thread-1");
   // A kernel thread's name is longer than 15 and complete.
-  EXPECT_EQ(full_process_name("kworker/u8:1-events", "", {}), "kworker/u8:1-events");
+  EXPECT_EQ(full_process_name("kworker/R-inet_frag_wq", "", {}), "kworker/R-inet_frag_wq");
+}
+
+TEST(ProcessName, OfAKernelWorkerIsWithoutTheWorkAtHand) {
+  EXPECT_EQ(lasting_name("kworker/1:1H-kblockd"), "kworker/1:1H") << "what it did last";
+  EXPECT_EQ(lasting_name("kworker/u8:2+flush-254:0"), "kworker/u8:2") << "what it is doing";
+  EXPECT_EQ(lasting_name("kworker/0:0"), "kworker/0:0");
+  EXPECT_EQ(lasting_name("kworker/R-rcu_gp"), "kworker/R-rcu_gp") << "a rescuer's own name";
+  EXPECT_EQ(lasting_name("my-own+worker"), "my-own+worker");
 }
 
 TEST(ProcessName, EarlyAnswerIsNoOnlyForCertain) {
@@ -89,7 +97,7 @@ TEST(ProcessName, EarlyAnswerIsNoOnlyForCertain) {
   EXPECT_TRUE(may_be_named("a-rather-long-n", "A-Rather-Long-Name"));
   EXPECT_TRUE(may_be_named("exactly-fifteen", "exactly-fifteen"));
   EXPECT_FALSE(may_be_named("exactly-fifteen", "exactly-fiftee"));
-  EXPECT_TRUE(may_be_named("kworker/u8:1-events", "kworker/u8:1-events"));
+  EXPECT_TRUE(may_be_named("kworker/R-inet_frag_wq", "kworker/R-inet_frag_wq"));
   // Cases of letters outside ASCII are for the full comparison, even where they differ in length: capital and
   // small sharp s take three bytes and two.
   EXPECT_TRUE(

@@ -144,7 +144,7 @@ std::optional<std::string> ProcessSource::name_among(pid_t pid,
   std::array<char, 128> buffer;
   const std::optional<std::string_view> text = read_short(pid, "comm", buffer);
   if (!text || text->empty()) return std::nullopt;
-  const std::string_view comm = without_line_end(*text);
+  const std::string_view comm = parsers::lasting_name(without_line_end(*text));
   const auto may_be = [&](std::string_view name) { return parsers::may_be_named(comm, name); };
   if (!wanted.empty() && std::none_of(wanted.begin(), wanted.end(), may_be)) return std::nullopt;
 

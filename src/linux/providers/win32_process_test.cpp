@@ -115,6 +115,16 @@ TEST_F(RecordedProcesses, KernelThreadHasNoProgram) {
   }
 }
 
+// With the work it would seem to end and begin from one second to the next.
+TEST_F(RecordedProcesses, KernelWorkerKeepsItsNameWhateverItWorksOn) {
+  for (const char* comm : {"kworker/1:0-events", "kworker/1:0+mm_percpu_wq"}) {
+    add(44, comm, "44 (" + std::string(comm) + ") I 2 0 0 0 -1 69238880 0 0 0 0 0 3 0 0 20 0 1 0 60 0 0 0");
+    EXPECT_EQ(handles({named("kworker/1:0")}), std::vector<std::string>{"44"});
+    EXPECT_EQ(handles({named(comm)}), std::vector<std::string>{});
+    EXPECT_EQ(text_of(*rows_of(*provider, {numbered(44)}).front(), "Name"), "kworker/1:0");
+  }
+}
+
 TEST_F(RecordedProcesses, NameQueryTakesAnyCase) {
   EXPECT_EQ(handles({named("Init")}), (std::vector<std::string>{"1", "33"}));
   EXPECT_EQ(handles({named("init2")}), std::vector<std::string>{});
