@@ -17,6 +17,7 @@
 #include "linux/machine.h"
 #include "linux/providers/make_providers.h"
 #include "measure.h"
+#include "records.h"
 #include "sleepers.h"
 #include "wmi/events/event_engine.h"
 #include "wmi/events/event_service.h"
@@ -190,16 +191,9 @@ void measure_latency(Claims& claims) {
     const pid_t child = sleeper("kvw-late");
     // Polls begin at whole seconds.
     const TimePoint poll(std::chrono::ceil<seconds>(std::chrono::steady_clock::now().time_since_epoch()));
-    std::int32_t supervision = 0;
-    std::string detail;
-    const bool arrived = message_loop::run_until(
-        [&] {
-          engine.m_PopEventInfos(1, supervision, detail);
-          return supervision != 0;
-        },
-        seconds(5));
+    const std::int32_t supervision = next_supervision(engine, seconds(5));
     const TimePoint popped = std::chrono::steady_clock::now();
-    require(arrived && supervision == 9, "the record did not arrive");
+    require(supervision == 9, "the record did not arrive");
     polls.push_back(milliseconds_between(poll, ground.end_of_poll()));
     beyond.push_back(milliseconds_between(ground.end_of_poll(), popped));
     end(child);

@@ -6,6 +6,8 @@
 
 #include <array>
 #include <chrono>
+#include <filesystem>
+#include <fstream>
 #include <functional>
 #include <optional>
 #include <regex>
@@ -173,12 +175,15 @@ class Machine {
 
 class AgentWatch : public testing::Test {
  protected:
+  /// The next line of --json, what differs from run to run being named only.
+  static std::string line_of(Agent& agent) {
+    static const std::regex kTime(R"re("time":"\d{4}-\d\d-\d\dT\d\d:\d\d:\d\d\.\d{3}Z")re");
+    static const std::regex kTook(R"re("took":\d+\.\d+)re");
+    return std::regex_replace(std::regex_replace(agent.next_line(), kTime, "TIME"), kTook, "TOOK");
+  }
   /// A whole line of --json with that detail.
   static void expect_event(Agent& agent, const std::string& detail) {
-    const std::string line = agent.next_line();
-    static const std::regex kTime(R"re("time":"\d{4}-\d\d-\d\dT\d\d:\d\d:\d\d\.\d{3}Z")re");
-    EXPECT_EQ(std::regex_replace(line, kTime, "TIME"),
-              R"({TIME,"step":1,"supervision":1,"detail":")" + detail + "\"}");
+    EXPECT_EQ(line_of(agent), R"({TIME,"step":1,"supervision":1,"detail":")" + detail + "\"}");
   }
   static void expect_end_by_ctrl_c(Agent& agent) {
     Console::press_ctrl_c();
@@ -236,6 +241,55 @@ TEST_F(AgentWatch, EndsByItselfWithWhatWasNotDetected) {
   expect_event(agent, "");
   EXPECT_EQ(agent.exit_status(), 0U);
   EXPECT_EQ(agent.rest(), "");
+}
+
+/// A scenario's file.
+class ScenarioFile {
+ public:
+  explicit ScenarioFile(const char* text) { std::ofstream(path_) << text; }
+  ~ScenarioFile() { std::filesystem::remove(path_); }
+  ScenarioFile(const ScenarioFile&) = delete;
+  ScenarioFile& operator=(const ScenarioFile&) = delete;
+
+  [[nodiscard]] std::wstring path() const { return path_.wstring(); }
+
+ private:
+  std::filesystem::path path_ = std::filesystem::temp_directory_path() /
+                                ("kvwmi-scenario-" + std::to_string(GetCurrentProcessId()) + ".json");
+};
+
+using AgentRun = AgentWatch;
+
+TEST_F(AgentRun, StepsWithACheckWatchesACommandAndWhatWasNotDetected) {
+  const ScenarioFile scenario(R"({"steps": [
+    {"watches": [{"watch": "process", "name": "a.exe", "start": true, "poll": 1}],
+     "checks": [{"check": "service-exists", "name": "Some service", "expect": false}],
+     "start": ["cmd.exe", "/c", "exit"],
+     "until": {"seen": [1], "ended": true}, "for": "30s"},
+    {"watches": [{"watch": "process", "name": "b.exe", "start": true, "poll": 1, "if-undetected": true}],
+     "for": "1ms", "undetected": true}]})");
+  Agent agent(L"run \"" + scenario.path() + L"\" --json");
+  Machine machine(agent);
+  machine.wait_until_watched("Win32_Process");
+  machine.add("Win32_Process", {{"Handle", Variant::of("7")}, {"Name", Variant::of("a.exe")}});
+  EXPECT_EQ(line_of(agent),
+            R"({TIME,"step":1,"check":"service-exists","result":0,"answer":false,"expected":true})");
+  EXPECT_EQ(line_of(agent), R"({TIME,"step":1,"supervision":1,"detail":""})");
+  EXPECT_EQ(line_of(agent), R"({TIME,"step":1,"result":"ok",TOOK,)"
+                            R"("watches":[{"supervision":1,"events":1,"undetected":false}]})");
+  EXPECT_EQ(line_of(agent), R"({TIME,"step":2,"supervision":1,"detail":""})");
+  EXPECT_EQ(line_of(agent), R"({TIME,"step":2,"result":"ok",TOOK,)"
+                            R"("watches":[{"supervision":1,"events":0,"undetected":true}]})");
+  EXPECT_EQ(agent.exit_status(), 0U);
+  EXPECT_EQ(agent.rest(), "");
+}
+
+TEST_F(AgentRun, ACommandThatCannotBeStartedIsNamed) {
+  const ScenarioFile scenario(R"({"steps": [{"start": ["no such program.exe"]}]})");
+  Agent agent(L"run \"" + scenario.path() + L"\"");
+  EXPECT_EQ(agent.next_line(), "Step 1");
+  EXPECT_EQ(agent.exit_status(), 1U);
+  EXPECT_NE(agent.rest().find("cannot start \"no such program.exe\": "), std::string::npos) << agent.rest();
 }
 
 }  // namespace

@@ -18,6 +18,7 @@
 #include "server.h"
 #include "stand_in/class_objects.h"
 #include "stand_in/repository.h"
+#include "windows/com/coercion.h"
 #include "windows/com/guid.h"
 
 namespace {
@@ -158,30 +159,11 @@ class TypedCall {
   }
 
  private:
-  static VARTYPE vartype_of(const catalogue::Type& type) {
-    switch (type.kind) {
-      case Kind::boolean:
-        return VT_BOOL;
-      case Kind::currency:
-        return VT_CY;
-      case Kind::string:
-        return VT_BSTR;
-      case Kind::string_array:
-        return VT_ARRAY | VT_BSTR;
-      case Kind::object:
-        return VT_DISPATCH;
-      case Kind::enumerator:
-        return VT_UNKNOWN;
-      default:
-        return VT_I4;
-    }
-  }
-
   /// Numbers are 0, and every string, array and object is null.
   void add(const catalogue::Type& type, bool by_reference, std::size_t position) {
     VARIANT& value = values_[position];
     VariantInit(&value);
-    V_VT(&value) = vartype_of(type);
+    V_VT(&value) = kvwmi::com::vartype_of(type);
     VARIANT argument = value;
     if (by_reference) {
       V_VT(&argument) = static_cast<VARTYPE>(VT_BYREF | V_VT(&value));

@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 #include <kvwmi/error.h>
 #include <kvwmi/message_loop.h>
-#include <kvwmi/named_event.h>
 #include <kvwmi/supervision.h>
 #include <kvwmi/wmi_session.h>
 #include <sched.h>
@@ -21,6 +20,7 @@
 #include <thread>
 
 #include "live/fuse_folder.h"
+#include "support/further_polls.h"
 #include "support/wait_for.h"
 
 namespace kvwmi::tests {
@@ -61,11 +61,8 @@ class Watchdog {
 class DeadMount : public ::testing::Test {
  protected:
   void SetUp() override {
-    if (::unshare(CLONE_NEWNS) != 0 || ::mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0) {
-      GTEST_SKIP() << "no private mount namespace: " << std::generic_category().message(errno);
-    }
-    // Letters that are given here are nobody else's.
-    ASSERT_EQ(::mount("kvwmi-test", "/var/lib", "tmpfs", 0, nullptr), 0);
+    static const std::string refused = enter_namespace();
+    if (!refused.empty()) GTEST_SKIP() << "no private mount namespace: " << refused;
     for (const std::string& folder : {remote_, part_, disk_}) std::filesystem::create_directories(folder);
     try {
       fuse_.emplace(remote_);
@@ -80,6 +77,15 @@ class DeadMount : public ::testing::Test {
     for (const std::string& folder : {part_, remote_, disk_}) ::umount2(folder.c_str(), MNT_DETACH);
     std::error_code ignored;
     std::filesystem::remove_all(base_, ignored);
+  }
+
+  /// Once for all tests; says why it failed.
+  static std::string enter_namespace() {
+    const bool entered = ::unshare(CLONE_NEWNS) == 0 &&
+                         ::mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
+                         // Letters that are given here are nobody else's.
+                         ::mount("kvwmi-test", "/var/lib", "tmpfs", 0, nullptr) == 0;
+    return entered ? "" : std::generic_category().message(errno);
   }
 
   static std::string text_of(const WmiObject& object, const std::string& property) {
@@ -128,6 +134,35 @@ class DeadMount : public ::testing::Test {
   std::optional<FuseFolder> fuse_;
 };
 
+/// A watch for less than 16 megabytes of free space.
+class LowSpaceWatch {
+ public:
+  static constexpr std::uint64_t kLess = 14ULL << 20U;
+
+  explicit LowSpaceWatch(const std::string& letter) {
+    engine_.m_Initialize();
+    EXPECT_EQ(engine_.m_SuperviseDiskFreeSpace(1, 5, letter, 2, Currency::from_integer(16), 2, 1), 0);
+  }
+  ~LowSpaceWatch() { engine_.m_Release(); }
+  LowSpaceWatch(const LowSpaceWatch&) = delete;
+  LowSpaceWatch& operator=(const LowSpaceWatch&) = delete;
+
+  /// The detail of the next record within `limit`; empty where none comes.
+  std::string next_detail(std::chrono::milliseconds limit) {
+    std::int32_t supervision = 0;
+    std::string detail;
+    const auto arrived = [&] {
+      engine_.m_PopEventInfos(1, supervision, detail);
+      return supervision != 0;
+    };
+    return message_loop::run_until(arrived, limit) ? detail : "";
+  }
+  static std::string expected_detail() { return "Value: " + std::to_string(kLess) + " Bytes"; }
+
+ private:
+  Supervision engine_;
+};
+
 TEST_F(DeadMount, HoldsUpNothingElseAndRecoversWhenItIsMountedAgain) {
   const std::string dead = drives("DeviceID").at(remote_);
   ASSERT_EQ(free_space(dead), std::to_string(FuseFolder::kFree)) << "as long as it lives, it answers";
@@ -154,25 +189,9 @@ TEST_F(DeadMount, HoldsUpNothingElseAndRecoversWhenItIsMountedAgain) {
       << "paths of programs need the drives";
 
   // A watch of another disk arrives in its time: a period of one second, and room for a busy machine.
-  const std::string event_name = "kvwmi-dead-" + std::to_string(::getpid());
-  NamedEvent event(event_name, NamedEvent::Reset::automatic);
-  Supervision engine;
-  engine.p_strSupervisionEventName(event_name);
-  engine.m_Initialize();
-  EXPECT_EQ(engine.m_SuperviseDiskFreeSpace(1, 5, disk, 2, Currency::from_integer(16), 2, 1), 0);
-  constexpr std::uint64_t kLess = 14ULL << 20U;
-  other.set_free(kLess);
-  std::int32_t supervision = 0;
-  std::string detail;
-  EXPECT_TRUE(message_loop::run_until(
-      [&] {
-        engine.m_PopEventInfos(1, supervision, detail);
-        return supervision != 0;
-      },
-      1s + kAtOnce));
-  EXPECT_EQ(supervision, 5);
-  EXPECT_EQ(detail, "Value: " + std::to_string(kLess) + " Bytes");
-  engine.m_Release();
+  LowSpaceWatch watch(disk);
+  other.set_free(LowSpaceWatch::kLess);
+  EXPECT_EQ(watch.next_detail(1s + kAtOnce), LowSpaceWatch::expected_detail());
 
   // Unmounted by force, who waits is told, and the drive is gone.
   ASSERT_TRUE(wait_for([&] { return ::umount2(part_.c_str(), MNT_FORCE) == 0 || errno == EINVAL; }));
@@ -185,6 +204,33 @@ TEST_F(DeadMount, HoldsUpNothingElseAndRecoversWhenItIsMountedAgain) {
   EXPECT_EQ(drives("DeviceID").at(remote_), dead);
   EXPECT_EQ(free_space(dead), std::to_string(FuseFolder::kFree));
   EXPECT_EQ(drives("FreeSpace").at(remote_), std::to_string(FuseFolder::kFree));
+}
+
+TEST_F(DeadMount, AWatchOfItIsSilentAndRecoversByItself) {
+  LowSpaceWatch watch(drives("DeviceID").at(remote_));
+  FurtherPolls other_watches;
+  other_watches.pass();
+
+  fuse_->fall_silent();
+  const Watchdog watchdog(remote_);
+  fuse_->set_free(LowSpaceWatch::kLess);
+  other_watches.pass(4);  // beyond the time for which the drive is waited for
+  EXPECT_EQ(watch.next_detail(0ms), "");
+  fuse_->answer_again();
+  EXPECT_EQ(watch.next_detail(1s + kAtOnce), LowSpaceWatch::expected_detail());
+
+  // Mounted anew it is the same drive, once it has been seen with more than that.
+  ASSERT_TRUE(wait_for([&] { return ::umount2(part_.c_str(), 0) == 0 || errno == EINVAL; }));
+  ASSERT_TRUE(wait_for([&] { return ::umount2(remote_.c_str(), 0) == 0 || errno == EINVAL; }));
+  fuse_.reset();
+  other_watches.pass();
+  fuse_.emplace(remote_);
+  other_watches.pass();
+  EXPECT_EQ(watch.next_detail(0ms), "");
+  fuse_->set_free(LowSpaceWatch::kLess);
+  EXPECT_EQ(watch.next_detail(1s + kAtOnce), LowSpaceWatch::expected_detail());
+  other_watches.pass();
+  EXPECT_EQ(watch.next_detail(0ms), "") << "each once";
 }
 
 }  // namespace

@@ -36,7 +36,7 @@ class FuseFolder {
       ::close(device_);
       throw std::system_error(error, std::generic_category(), "mount " + mount_point);
     }
-    server_ = std::thread([this] { serve(); });
+    answer_again();
   }
   FuseFolder(const FuseFolder&) = delete;
   FuseFolder& operator=(const FuseFolder&) = delete;
@@ -50,6 +50,12 @@ class FuseFolder {
   void fall_silent() {
     silent_ = true;
     if (server_.joinable()) server_.join();
+  }
+  /// Also what was asked during the silence.
+  void answer_again() {
+    fall_silent();
+    silent_ = false;
+    server_ = std::thread([this] { serve(); });
   }
 
  private:
