@@ -18,14 +18,16 @@ endif()
 # Tests are compiled without optimisation: what they time, they time in the rooms, and compiling them is most of a build.
 set(test_optimisation -O0)
 
-# The headers that take longest, read once for the rooms of a build and once for its test programs. Rooms have them in
-# the sanitizer builds alone: where g++ 12 optimises more, it takes them for our code and warns of std::string's own.
+# The headers that take longest, read once for the rooms of a build and once for its test programs. Rooms have them only
+# where they are hardly optimised, in the sanitizer builds and where they serve tests alone: where g++ 12 optimises more,
+# it takes them for our code and warns of std::string's own.
 file(WRITE ${CMAKE_BINARY_DIR}/precompiled.cpp "")
 set(standard_headers <algorithm> <chrono> <functional> <map> <memory> <optional> <string> <string_view> <variant>
                      <vector>)
-if(KVWMI_SANITIZE)
-  add_library(kvwmi_headers OBJECT EXCLUDE_FROM_ALL ${CMAKE_BINARY_DIR}/precompiled.cpp)
-  target_precompile_headers(kvwmi_headers PRIVATE ${standard_headers})
+add_library(kvwmi_headers OBJECT EXCLUDE_FROM_ALL ${CMAKE_BINARY_DIR}/precompiled.cpp)
+target_precompile_headers(kvwmi_headers PRIVATE ${standard_headers})
+if(NOT KVWMI_SANITIZE)
+  target_compile_options(kvwmi_headers PRIVATE ${test_optimisation})
 endif()
 if(KVWMI_TESTS)
   add_executable(kvwmi_test_headers EXCLUDE_FROM_ALL ${CMAKE_BINARY_DIR}/precompiled.cpp)
@@ -39,6 +41,12 @@ function(kvwmi_precompiled target headers)
   if(TARGET ${headers})
     target_precompile_headers(${target} REUSE_FROM ${headers})
   endif()
+endfunction()
+
+# kvwmi_for_tests_only(TARGET): a library that is not delivered is compiled as its tests are.
+function(kvwmi_for_tests_only target)
+  target_compile_options(${target} PRIVATE ${test_optimisation})
+  kvwmi_precompiled(${target} kvwmi_headers)
 endfunction()
 
 # Test programs for Windows are linked by lld: the time of GNU ld grows with the square of a program's sections, 17 s for
@@ -102,7 +110,9 @@ function(kvwmi_room name)
   target_include_directories(kvwmi_${name} PUBLIC ${CMAKE_SOURCE_DIR}/include ${CMAKE_SOURCE_DIR}/src)
   list(TRANSFORM arg_DEPENDS PREPEND kvwmi_)
   target_link_libraries(kvwmi_${name} PUBLIC ${arg_DEPENDS} ${arg_LIBS})
-  kvwmi_precompiled(kvwmi_${name} kvwmi_headers)
+  if(KVWMI_SANITIZE)
+    kvwmi_precompiled(kvwmi_${name} kvwmi_headers)
+  endif()
   if(tests AND KVWMI_TESTS)
     kvwmi_test(${name}_test ${tests} LIBS kvwmi_${name} ${arg_TEST_LIBS} kvwmi_fake_ground)
   endif()
