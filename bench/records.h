@@ -9,7 +9,8 @@
 
 namespace kvwmi::bench {
 
-/// Runs the thread's message loop until step 1 has a record: its watch's number, or 0 where none comes in time.
+/// Runs the thread's message loop until step 1 has a record: its watch's number, or 0 where none comes in
+/// time.
 inline std::int32_t next_supervision(Supervision& engine, std::chrono::seconds limit) {
   std::int32_t supervision = 0;
   std::string detail;
