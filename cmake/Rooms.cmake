@@ -16,7 +16,8 @@ else()
 endif()
 
 # Tests are compiled without optimisation: what they time, they time in the rooms, and compiling them is most of a build.
-set(test_optimisation -O0)
+# Places in the source are for the reports of sanitizers.
+set(test_optimisation -O0 $<$<NOT:$<BOOL:${KVWMI_SANITIZE}>>:-g0>)
 
 # The headers that take longest, read once for the rooms of a build and once for its test programs. Rooms have them only
 # where they are hardly optimised, in the sanitizer builds and where they serve tests alone: where g++ 12 optimises more,
