@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "frame/text.h"
@@ -15,6 +16,7 @@
 #include "wmi/service.h"
 #include "wmi/wql/class_scope.h"
 #include "wmi/wql/predicate.h"
+#include "works.h"
 
 namespace kvwmi::bench {
 namespace {
@@ -22,22 +24,10 @@ namespace {
 using cim::CimType;
 using cim::Cost;
 
-// Many short rounds: one of them falls between the interruptions of a busy machine.
-constexpr int kRounds = 200;
-
 void require(bool holds, const char* what) {
   if (holds) return;
   std::fprintf(stderr, "wrong answer: %s\n", what);
   std::exit(2);
-}
-
-template <typename Run>
-double nanoseconds_each(int times, Run run) {
-  return best_seconds(kRounds,
-                      [&] {
-                        for (int i = 0; i < times; ++i) run();
-                      }) /
-         times * 1e9;
 }
 
 constexpr std::string_view kBases[] = {"Win32_Service", "CIM_DirectoryContainsFile", "CIM_LogicalElement"};
@@ -95,108 +85,136 @@ const std::string kDirectoryQuery =
     "AND"
     R"( TargetInstance.GroupComponent= 'Win32_Directory.Name="C:\\\\data\\\\incoming\\\\orders\\\\archive"')";
 
-void parsing(Claims& claims) {
+struct ParsedQuery {
+  std::string name;
+  std::string text;
+  std::size_t slots;  ///< of the condition
+};
+const ParsedQuery kParsed[] = {{"service transition query", kServiceQuery, 3},
+                               {"directory query", kDirectoryQuery, 1}};
+
+void parse(const ParsedQuery& parsed) {
   const EventScope scope;
-  for (const auto& [what, text, slots] : {std::tuple{"service transition query", kServiceQuery, 3U},
-                                          std::tuple{"directory query", kDirectoryQuery, 1U}}) {
-    volatile std::size_t seen = 0;
-    const double parsed = nanoseconds_each(100, [&, &text = text, slots = slots] {
-      const wql::Query query = wql::parse_event_query(text);
-      const wql::Predicate predicate(*query.where, scope);
-      require(predicate.slots().size() == slots, "slots of the condition");
-      seen = seen + predicate.slots().size();
-    });
-    const double pass = nanoseconds_each(100, [&, &text = text] {
-      std::size_t names = 0;
-      char before = ' ';
-      for (const char c : text) {
-        names += static_cast<std::size_t>(before == ' ' && c != ' ');
-        before = c;
-      }
-      require(names > 5, "words of the query");
-      seen = seen + names;
-    });
-    claims.at_most(std::string("parse and check, microseconds: ") + what, parsed / 1000, 5);
-    claims.note(std::string("times one pass over its bytes: ") + what, parsed / pass);
-  }
+  const wql::Query query = wql::parse_event_query(parsed.text);
+  const wql::Predicate predicate(*query.where, scope);
+  require(predicate.slots().size() == parsed.slots, "slots of the condition");
 }
 
-void evaluating(Claims& claims) {
-  constexpr int kRows = 1'000;
-  const OneClass classes;
-  const cim::Location location;
-  std::vector<std::unique_ptr<cim::Instance>> rows;
-  for (int i = 0; i < kRows; ++i) {
-    auto& row = *rows.emplace_back(std::make_unique<cim::Instance>(kClass));
-    row.set(1, i % 10 == 0 ? cim::Value("worker") : cim::Value("kworker/" + std::to_string(i)));
-    row.set(5, std::uint64_t{static_cast<unsigned>(i)});
+void pass_over(const std::string& text) {
+  std::size_t words = 0;
+  char before = ' ';
+  for (const char c : text) {
+    words += static_cast<std::size_t>(before == ' ' && c != ' ');
+    before = c;
   }
-  const wql::Query query =
+  require(words > 5, "words of the query");
+}
+
+/// Rows of which 50 satisfy a condition of two terms.
+class Rows {
+ public:
+  static constexpr int kCount = 1'000;
+
+  Rows() {
+    for (int i = 0; i < kCount; ++i) {
+      auto& row = *rows_.emplace_back(std::make_unique<cim::Instance>(kClass));
+      row.set(1, i % 10 == 0 ? cim::Value("worker") : cim::Value("kworker/" + std::to_string(i)));
+      row.set(5, std::uint64_t{static_cast<unsigned>(i)});
+    }
+  }
+  void evaluate() const {
+    int matches = 0;
+    for (const auto& row : rows_) {
+      wql::InstanceRow view(*row, location_);
+      matches += static_cast<int>(predicate_.matches(view));
+    }
+    require(matches == 50, "matching rows");
+  }
+  void compare_by_hand() const {
+    int matches = 0;
+    for (const auto& row : rows_) {
+      const auto* name = row->get(1).get_if<std::string>();
+      const auto* id = row->get(5).get_if<std::uint64_t>();
+      matches += static_cast<int>(name != nullptr && id != nullptr && equals_ignoring_case(*name, "Worker") &&
+                                  *id >= 500);
+    }
+    require(matches == 50, "matching rows of the floor");
+  }
+
+ private:
+  const OneClass classes_;
+  const cim::Location location_;
+  const wql::Query query_ =
       wql::parse_query("SELECT * FROM Test_Target WHERE Name='Worker' AND ProcessId>=500");
-  const wql::Predicate predicate(*query.where, wql::ClassScope(kClass, location, classes));
-  const double evaluated = nanoseconds_each(20,
-                                            [&] {
-                                              int matches = 0;
-                                              for (const auto& row : rows) {
-                                                wql::InstanceRow view(*row, location);
-                                                matches += static_cast<int>(predicate.matches(view));
-                                              }
-                                              require(matches == 50, "matching rows");
-                                            }) /
-                           kRows;
-  const double floor =
-      nanoseconds_each(20,
-                       [&] {
-                         int matches = 0;
-                         for (const auto& row : rows) {
-                           const auto* name = row->get(1).get_if<std::string>();
-                           const auto* id = row->get(5).get_if<std::uint64_t>();
-                           matches += static_cast<int>(name != nullptr && id != nullptr &&
-                                                       equals_ignoring_case(*name, "Worker") && *id >= 500);
-                         }
-                         require(matches == 50, "matching rows of the floor");
-                       }) /
-      kRows;
-  claims.at_most("two-term condition, nanoseconds a row", evaluated, 100);
-  claims.at_most("times the same comparison written by hand", evaluated / floor, 8);
-}
+  const wql::Predicate predicate_{*query_.where, wql::ClassScope(kClass, location_, classes_)};
+  std::vector<std::unique_ptr<cim::Instance>> rows_;
+};
 
-void whole_query(Claims& claims) {
-  embedded::MemoryClass system{.name = "Win32_OperatingSystem",
-                               .properties = {},
-                               .methods = {},
-                               .superclasses = {"CIM_OperatingSystem", "CIM_LogicalElement"}};
-  for (int i = 0; i < 60; ++i) system.properties.push_back({"Property" + std::to_string(i), CimType::uint64});
-  system.properties.push_back({"FreePhysicalMemory", CimType::uint64});
-  const auto provider = std::make_shared<embedded::MemoryProvider>(system);
-  provider->add({{"FreePhysicalMemory", std::uint64_t{123456}}});
-  embedded::Service service;
-  service.add(provider);
-  for (int i = 0; i < 60; ++i) {
-    embedded::MemoryClass other{.name = "Win32_Other" + std::to_string(i), .properties = {{"Name"}}};
-    other.superclasses = {"CIM_LogicalElement"};
-    service.add(std::make_shared<embedded::MemoryProvider>(other));
+/// A service with many classes, one of which has one row.
+class SmallService {
+ public:
+  SmallService() {
+    embedded::MemoryClass system{.name = "Win32_OperatingSystem",
+                                 .properties = {},
+                                 .methods = {},
+                                 .superclasses = {"CIM_OperatingSystem", "CIM_LogicalElement"}};
+    for (int i = 0; i < 60; ++i) {
+      system.properties.push_back({"Property" + std::to_string(i), CimType::uint64});
+    }
+    system.properties.push_back({"FreePhysicalMemory", CimType::uint64});
+    const auto provider = std::make_shared<embedded::MemoryProvider>(system);
+    provider->add({{"FreePhysicalMemory", std::uint64_t{123456}}});
+    service_.add(provider);
+    for (int i = 0; i < 60; ++i) {
+      embedded::MemoryClass other{.name = "Win32_Other" + std::to_string(i), .properties = {{"Name"}}};
+      other.superclasses = {"CIM_LogicalElement"};
+      service_.add(std::make_shared<embedded::MemoryProvider>(other));
+    }
+    services_ = service_.create_locator()->connect_server({});
   }
-  const auto services = service.create_locator()->connect_server({});
-  const double asked = nanoseconds_each(100, [&] {
-    const auto set = services->exec_query("SELECT * FROM Win32_OperatingSystem");
+  void ask() const {
+    const auto set = services_->exec_query("SELECT * FROM Win32_OperatingSystem");
     require(set->count() == 1, "count");
     require(wmi::first_of(*set)->get("FreePhysicalMemory") == wmi::Value("123456"), "value");
-  });
-  claims.at_most("one value of a class with one row, query to value, microseconds", asked / 1000, 10);
-}
+  }
 
-int run() {
+ private:
+  embedded::Service service_;
+  std::shared_ptr<wmi::Services> services_;
+};
+
+int run(std::vector<char*> arguments) {
+  const Rows rows;
+  const SmallService service;
+  Works works;
+  for (const ParsedQuery& query : kParsed) {
+    works.add("parse and check the " + query.name, [&query] { parse(query); });
+    works.add("pass over the " + query.name, [&query] { pass_over(query.text); });
+  }
+  works.add("condition", [&] { rows.evaluate(); });
+  works.add("condition by hand", [&] { rows.compare_by_hand(); });
+  works.add("query", [&] { service.ask(); });
+  works.run(std::move(arguments));
+
   Claims claims;
-  parsing(claims);
-  evaluating(claims);
-  whole_query(claims);
+  for (const ParsedQuery& query : kParsed) {
+    const double parsed = works.nanoseconds("parse and check the " + query.name);
+    claims.at_most("parse and check, microseconds: " + query.name, parsed / 1000, 5);
+    claims.note("times one pass over its bytes: " + query.name,
+                parsed / works.nanoseconds("pass over the " + query.name));
+  }
+  const double condition = works.nanoseconds("condition");
+  claims.at_most("two-term condition, nanoseconds a row", condition / Rows::kCount, 100);
+  claims.at_most("times the same comparison written by hand",
+                 condition / works.nanoseconds("condition by hand"), 8);
+  claims.at_most("one value of a class with one row, query to value, microseconds",
+                 works.nanoseconds("query") / 1000, 10);
   return claims.exit_code();
 }
 
 }  // namespace
 }  // namespace kvwmi::bench
 
-int main() {
-  return kvwmi::bench::run();
+int main(int count, char** arguments) {
+  return kvwmi::bench::run({arguments, arguments + count});
 }
