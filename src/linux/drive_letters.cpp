@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <string_view>
 #include <utility>
@@ -46,16 +47,23 @@ bool contains(const std::vector<VolumeName>& volumes, const VolumeName& volume) 
   return std::find(volumes.begin(), volumes.end(), volume) != volumes.end();
 }
 
-template <typename Predicate>
-std::optional<char> letter_where(const std::map<char, VolumeName>& holders, Predicate wanted) {
-  const auto found =
-      std::find_if(holders.begin(), holders.end(), [&](const auto& entry) { return wanted(entry.second); });
-  if (found == holders.end()) return std::nullopt;
-  return found->first;
-}
-std::optional<char> letter_in(const std::map<char, VolumeName>& holders, const VolumeName& volume) {
-  return letter_where(holders, [&](const VolumeName& holder) { return holder == volume; });
-}
+/// Which holders of letters may stand for a volume; the earlier ones come first.
+using Rule = bool (*)(const VolumeName& holder, const VolumeName& volume);
+constexpr std::array<Rule, 4> kRules{
+    [](const VolumeName& holder, const VolumeName& volume) { return holder == volume; },
+    // It moved.
+    [](const VolumeName& holder, const VolumeName& volume) {
+      return !volume.uuid.empty() && holder.uuid == volume.uuid;
+    },
+    // Its UUID was not known yet.
+    [](const VolumeName& holder, const VolumeName& volume) {
+      return holder.uuid.empty() && holder.mount_point == volume.mount_point;
+    },
+    // Its UUID is not to be seen here, as in a sandbox.
+    [](const VolumeName& holder, const VolumeName& volume) {
+      return volume.has_device && volume.uuid.empty() && holder.mount_point == volume.mount_point;
+    },
+};
 
 }  // namespace
 
@@ -73,7 +81,9 @@ void DriveLetters::refresh(const std::vector<VolumeName>& present) {
   }
   // What could not be kept is remembered, as far as nobody kept something else that is there.
   for (auto& [letter, volume] : holders_) {
-    if (letter_in(kept, volume)) continue;
+    const bool is_kept =
+        std::any_of(kept.begin(), kept.end(), [&](const auto& entry) { return entry.second == volume; });
+    if (is_kept) continue;
     const auto other = kept.find(letter);
     const bool stands_for_none =
         other == kept.end() || (!writable_ && contains(present, volume) && !contains(present, other->second));
@@ -91,37 +101,20 @@ void DriveLetters::give(char letter, const VolumeName& volume) {
   if (symlink(text_of(volume).c_str(), made.c_str()) == 0) rename(made.c_str(), link(letter).c_str());
 }
 
-std::optional<char> DriveLetters::known_letter(const VolumeName& volume,
-                                               const std::vector<VolumeName>& present) {
-  if (const auto letter = letter_in(holders_, volume)) return letter;
-  auto letter = letter_where(holders_, [&](const VolumeName& holder) {
-    return !volume.uuid.empty() && holder.uuid == volume.uuid && !contains(present, holder);
-  });
-  if (!letter) letter = letter_in(holders_, {"", volume.mount_point});
-  if (letter) give(*letter, volume);
-  return letter;
-}
-
-std::optional<char> DriveLetters::new_letter(const VolumeName& volume,
-                                             const std::vector<VolumeName>& present) {
+std::optional<char> DriveLetters::new_letter(const std::set<char>& taken) const {
   const auto is_free = [&](char letter) {
     struct stat something {};
     return !holders_.contains(letter) && lstat(link(letter).c_str(), &something) != 0;
   };
-  const auto is_left = [&](char letter) {
-    const auto holder = holders_.find(letter);
-    return holder == holders_.end() || !contains(present, holder->second);
-  };
+  const auto is_left = [&](char letter) { return !taken.contains(letter); };
   const auto first = [&](const auto& wanted) -> std::optional<char> {
     for (char letter = 'D'; letter <= 'Z'; ++letter) {
       if (wanted(letter)) return letter;
     }
     return std::nullopt;
   };
-  auto letter = first(is_free);
-  if (!letter) letter = first(is_left);
-  if (letter) give(*letter, volume);
-  return letter;
+  const auto letter = first(is_free);
+  return letter ? letter : first(is_left);
 }
 
 std::vector<std::optional<char>> DriveLetters::letters_of(const std::vector<VolumeName>& present) {
@@ -129,10 +122,27 @@ std::vector<std::optional<char>> DriveLetters::letters_of(const std::vector<Volu
   const Descriptor lock = locked(folder_);
   writable_ = static_cast<bool>(lock);
   refresh(present);
-  std::vector<std::optional<char>> letters;
-  for (const VolumeName& volume : present) letters.push_back(known_letter(volume, present));
+  std::vector<std::optional<char>> letters(present.size());
+  std::set<char> taken;
+  for (const Rule rule : kRules) {
+    for (std::size_t i = 0; i < present.size(); ++i) {
+      if (letters[i]) continue;
+      const auto found = std::find_if(holders_.begin(), holders_.end(), [&](const auto& entry) {
+        return !taken.contains(entry.first) && rule(entry.second, present[i]);
+      });
+      if (found == holders_.end()) continue;
+      letters[i] = found->first;
+      taken.insert(found->first);
+      // The letter keeps a UUID that others see.
+      if (!present[i].uuid.empty() && found->second != present[i]) give(found->first, present[i]);
+    }
+  }
   for (std::size_t i = 0; i < present.size(); ++i) {
-    if (!letters[i]) letters[i] = new_letter(present[i], present);
+    if (letters[i]) continue;
+    letters[i] = new_letter(taken);
+    if (!letters[i]) continue;
+    taken.insert(*letters[i]);
+    give(*letters[i], present[i]);
   }
   return letters;
 }

@@ -8,6 +8,7 @@
 #include <barrier>
 #include <filesystem>
 #include <fstream>
+#include <set>
 #include <thread>
 
 #include "linux/testing/recorded_machine.h"
@@ -93,6 +94,45 @@ TEST_F(DriveLettersTest, AVolumeThatMovedComesBeforeNewOnes) {
   present.push_back({"one", "/moved"});
   EXPECT_EQ(given(letters, present), "-EFGHIJKLMNOPQRSTUVWXYZD");
   EXPECT_EQ(holder('D'), "one /moved");
+}
+
+TEST_F(DriveLettersTest, WhoCannotSeeUuidsGivesTheLettersOfThoseWhoCan) {
+  static_cast<void>(DriveLetters(folder).letters_of({{"one", "/one"}, {"two", "/two"}}));
+  DriveLetters sandbox(folder);
+  const VolumeName one{"", "/one", true};
+  const VolumeName two{"", "/two", true};
+  EXPECT_EQ(given(sandbox, {two, one}), "ED");
+  EXPECT_EQ(holder('D'), "one /one") << "the others know it by its UUID still";
+  EXPECT_EQ(given(sandbox, {at("/new"), two, one}), "FED");
+}
+
+TEST_F(DriveLettersTest, OneThatHasNoUuidTakesNoLetterOfOneThatHas) {
+  static_cast<void>(DriveLetters(folder).letters_of({{"one", "/mnt"}}));
+  DriveLetters letters(folder);
+  EXPECT_EQ(given(letters, {at("/mnt")}), "E") << "a share where the disk was";
+  EXPECT_EQ(given(letters, {at("/mnt"), {"one", "/elsewhere"}}), "ED");
+}
+
+TEST_F(DriveLettersTest, NoTwoHaveOneLetter) {
+  static_cast<void>(DriveLetters(folder).letters_of({{"one", "/mnt"}}));
+  DriveLetters letters(folder);
+  EXPECT_EQ(given(letters, {{"", "/mnt", true}, {"one", "/moved"}}), "ED");
+  std::vector<VolumeName> present = one_for_each_letter();
+  present.front() = {"", "/mnt", true};
+  present.push_back({"one", "/moved"});
+  present.push_back(at("/more"));
+  const std::string all = given(letters, present);
+  EXPECT_EQ(std::set<char>(all.begin(), all.end()).size(), 24U) << "23 letters and none for one: " << all;
+}
+
+TEST_F(DriveLettersTest, ALetterWithoutItsUuidIsNotGivenAway) {
+  std::vector<VolumeName> all = one_for_each_letter();
+  for (VolumeName& volume : all) volume.uuid = volume.mount_point.substr(1);
+  static_cast<void>(DriveLetters(folder).letters_of(all));
+  for (VolumeName& volume : all) volume = {"", volume.mount_point, true};
+  all.insert(all.begin(), at("/new"));
+  DriveLetters sandbox(folder);
+  EXPECT_EQ(given(sandbox, all), "-DEFGHIJKLMNOPQRSTUVWXYZ");
 }
 
 TEST_F(DriveLettersTest, ProcessesThatGiveThemAtOnceAgree) {
