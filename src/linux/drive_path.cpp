@@ -69,4 +69,9 @@ std::string to_slashes(std::string_view windows) {
   return text;
 }
 
+bool lies_in(std::string_view path, std::string_view folder) {
+  if (folder == "/") return true;
+  return path.starts_with(folder) && (path.size() == folder.size() || path[folder.size()] == '/');
+}
+
 }  // namespace kvwmi::ground

@@ -13,4 +13,7 @@ namespace kvwmi::ground {
 /// The way back; takes both slashes.
 [[nodiscard]] std::string to_slashes(std::string_view windows);
 
+/// Whether the native `path` is `folder` or lies in it.
+[[nodiscard]] bool lies_in(std::string_view path, std::string_view folder);
+
 }  // namespace kvwmi::ground

@@ -10,13 +10,11 @@
 
 #include "linux/descriptor.h"
 #include "linux/drive_letters.h"
+#include "linux/drive_type.h"
 #include "linux/machine.h"
 #include "linux/parsers/mountinfo.h"
 
 namespace kvwmi::ground {
-
-/// Win32_LogicalDisk.DriveType
-enum class DriveType : std::uint8_t { removable = 2, fixed = 3, network = 4, optical = 5, memory = 6 };
 
 /// A mounted volume under its letter.
 struct Drive {
@@ -29,6 +27,8 @@ struct Drive {
 
   /// "C:"
   [[nodiscard]] std::string name() const { return std::string{letter, ':'}; }
+
+  bool operator==(const Drive&) const = default;
 };
 
 /// The drives of one moment, by letter.
@@ -53,9 +53,9 @@ class DriveTable {
 /// knows it under; new ones get theirs from D: on: fixed disks first, then removable ones, the network,
 /// optical disks and RAM disks, each kind by mount point. A volume is known by its UUID and its mount point,
 /// so that it keeps its letter where it is while copies with the same UUID come and go, and takes it along
-/// where it goes. Left out are file systems without files of their own, further mounts of one volume, and
-/// what no letter is left for, which the diagnostic hook is told. Never waits for a file system that may
-/// hang. Any thread may use it.
+/// where it goes. Left out are file systems without files of their own, further mounts of one volume, what
+/// another mount covers, and what no letter is left for, which the diagnostic hook is told. Never waits for a
+/// file system that may hang. Any thread may use it.
 class Drives {
  public:
   explicit Drives(const Machine& machine);
@@ -72,22 +72,23 @@ class Drives {
     std::uint64_t generation;
   };
   [[nodiscard]] Moment look();
-  /// Gives the mount point of a volume for which no letter is left; empty where all have one.
-  [[nodiscard]] std::string refresh();
+  /// Brings the table and what was left out up to date.
+  void refresh();
+  void open_mounts();
   /// One drive for each volume, without letters.
   [[nodiscard]] std::vector<Drive> volumes(const std::vector<parsers::Mount>& mounts) const;
   /// Leaves them in the order of their letters; '\0' where none is left.
   void give_letters(std::vector<Drive>& drives);
-  [[nodiscard]] std::optional<DriveType> type_of(const parsers::Mount& mount, bool may_hang) const;
   [[nodiscard]] std::string uuid_of(const Drive& drive) const;
 
   const Machine& machine_;
   std::mutex mutex_;
   Descriptor file_;
   bool tells_changes_ = false;
+  std::string text_;  ///< what the table was made from; empty where that is to be read anew
   std::shared_ptr<const DriveTable> table_;
   std::uint64_t generation_ = 0;
-  std::string text_;
+  std::string left_out_;  ///< mount point of the first volume for which no letter is left
   DriveLetters letters_;
 };
 

@@ -8,6 +8,7 @@ namespace kvwmi::ground {
 namespace {
 
 using namespace testing;
+using Texts = std::vector<std::string>;
 
 std::vector<std::string> lettered(const DriveTable& table) {
   std::vector<std::string> lines;
@@ -178,8 +179,16 @@ TEST_F(RecordedDrives, AVolumeWithoutALetterIsToldOf) {
     static_cast<void>(drives.table());  // who is told may ask
   });
   EXPECT_EQ(drives.table()->drives().size(), 24U) << "C: to Z:";
+  EXPECT_EQ(told, Texts{"No drive letter is left for /d123"});
+  mounts(text + "8 27 0:70 / /run/lock rw - tmpfs none rw\n");
+  static_cast<void>(drives.table());
+  EXPECT_EQ(told.size(), 1U) << "as long as it lasts, once";
+  mounts(text.substr(0, text.rfind("9 27")));
+  static_cast<void>(drives.table());
+  mounts(text);
+  static_cast<void>(drives.table());
+  EXPECT_EQ(told.size(), 2U) << "it was gone and is there again";
   set_diagnostic_hook({});
-  EXPECT_EQ(told, std::vector<std::string>{"No drive letter is left for /d123"});
 }
 
 TEST_F(RecordedDrives, TheMountThatShowsAllOfAVolumeCounts) {
@@ -199,10 +208,10 @@ TEST_F(RecordedDrives, WhatMayHangIsNotAskedWhetherItIsAFolder) {
   machine.write("/deadline", "");
   machine.write("/dead", "");
   const auto table = Drives(machine).table();
-  EXPECT_EQ(lettered(*table), (std::vector<std::string>{"C: 3 /", "D: 3 /dead", "E: 3 /dead/inside"}));
+  EXPECT_EQ(lettered(*table), (std::vector<std::string>{"C: 3 /", "D: 3 /dead/inside", "E: 4 /dead"}));
   EXPECT_FALSE(table->find('C')->may_hang);
-  EXPECT_TRUE(table->find('D')->may_hang);
-  EXPECT_TRUE(table->find('E')->may_hang) << "its mount point lies in one that may";
+  EXPECT_TRUE(table->find('D')->may_hang) << "its mount point lies in one that may";
+  EXPECT_TRUE(table->find('E')->may_hang);
 }
 
 TEST_F(RecordedDrives, ContainerWithFilesMountedIntoIt) {
@@ -236,10 +245,42 @@ TEST_F(RecordedDrives, PathsGoToTheInnermostDriveAndBack) {
   }
 }
 
-TEST_F(RecordedDrives, UnreadableTableIsAFailure) {
+TEST_F(RecordedDrives, UnreadableTableIsAFailureAsLongAsItLasts) {
   machine.remove("/proc/self/mountinfo");
   Drives drives(machine);
   EXPECT_THROW(static_cast<void>(drives.table()), Error);
+  mounts("27 1 254:1 / / rw - ext4 /dev/vda1 rw\n");
+  EXPECT_EQ(lettered(*drives.table()), Texts{"C: 3 /"});
+  const std::uint64_t before = drives.generation();
+  machine.remove("/proc/self/mountinfo");
+  EXPECT_THROW(static_cast<void>(drives.generation()), Error);
+  mounts("27 1 254:1 / / rw - ext4 /dev/vda1 rw\n");
+  EXPECT_EQ(drives.generation(), before) << "the same drives again";
+}
+
+TEST_F(RecordedDrives, WhatAnotherMountCoversIsNone) {
+  const std::string table =
+      "27 1 254:1 / / rw - ext4 /dev/vda1 rw\n40 27 8:1 / /mnt/a rw - ext4 /dev/sda1 rw\n"
+      "41 27 8:33 / /mnt rw - ext4 /dev/sdb1 rw\n";
+  mounts(table);
+  Drives drives(machine);
+  EXPECT_EQ(lettered(*drives.table()), (Texts{"C: 3 /", "D: 3 /mnt"}));
+  mounts(table + "42 41 8:1 / /mnt/a rw - ext4 /dev/sda1 rw\n");
+  EXPECT_EQ(lettered(*drives.table()), (Texts{"C: 3 /", "D: 3 /mnt", "E: 3 /mnt/a"}));
+}
+
+TEST_F(RecordedDrives, OnlyChangesOfDrivesCount) {
+  const std::string root = "27 1 254:1 / / rw - ext4 /dev/vda1 rw\n";
+  const std::string data = "40 27 254:2 / /data rw - ext4 /dev/vda2 rw\n";
+  mounts(root + data);
+  Drives drives(machine);
+  const auto table = drives.table();
+  const std::uint64_t before = drives.generation();
+  mounts(root + data + "41 27 0:70 / /var/lib/docker/overlay2/1/merged rw - overlay overlay rw\n");
+  EXPECT_EQ(drives.generation(), before) << "a container started";
+  EXPECT_EQ(drives.table(), table);
+  mounts(root + "40 27 254:2 / /data ro - ext4 /dev/vda2 ro\n");
+  EXPECT_NE(drives.generation(), before) << "it can be read only from now on";
 }
 
 TEST(Drives, ThisMachineHasARootAndTellsChangesCheaply) {

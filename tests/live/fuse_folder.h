@@ -21,7 +21,8 @@
 namespace kvwmi::tests {
 
 /// A file system that this process itself answers for, until it falls silent: a folder with folders of any
-/// name in it. Whoever asks it after that waits, until it is unmounted by force or this object ends.
+/// name in it. Whoever asks it after that waits, until it is unmounted by force or this object ends. It says
+/// that it is the content of a device, for only disks of this machine are watched for their free space.
 class FuseFolder {
  public:
   static constexpr std::uint64_t kSize = 64ULL << 20U;
@@ -31,7 +32,7 @@ class FuseFolder {
   explicit FuseFolder(const std::string& mount_point) : device_(::open("/dev/fuse", O_RDWR | O_CLOEXEC)) {
     if (device_ < 0) throw std::system_error(errno, std::generic_category(), "/dev/fuse");
     const std::string options = "fd=" + std::to_string(device_) + ",rootmode=40000,user_id=0,group_id=0";
-    if (::mount("kvwmi-test", mount_point.c_str(), "fuse", MS_NOSUID | MS_NODEV, options.c_str()) != 0) {
+    if (::mount("/dev/kvwmi-test", mount_point.c_str(), "fuse", MS_NOSUID | MS_NODEV, options.c_str()) != 0) {
       const int error = errno;
       ::close(device_);
       throw std::system_error(error, std::generic_category(), "mount " + mount_point);

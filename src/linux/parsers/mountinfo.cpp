@@ -44,8 +44,11 @@ std::vector<Mount> parse_mountinfo(std::string_view text) {
   std::vector<Mount> mounts;
   for_each_line(text, [&](std::string_view line) {
     Mount mount;
-    static_cast<void>(take_word(line));  // its number
-    static_cast<void>(take_word(line));  // that of the mount it lies in
+    const auto number = to_number(take_word(line));
+    const auto parent = to_number(take_word(line));
+    if (!number || !parent) return true;
+    mount.number = *number;
+    mount.parent = *parent;
     mount.device = take_word(line);
     mount.root = unescaped(take_word(line));
     mount.mount_point = unescaped(take_word(line));
