@@ -25,7 +25,8 @@ class SupervisionEngine;
 ///
 /// Failures raise Error with Number 0x8004020F and one line "KVWMI : Supervision." + method in Source; the
 /// queue operations keep the inner number. Requests return 0. Those that WMI serves fail before
-/// `m_Initialize` and after `m_Release`, and whatever WMI refuses leaves no trace.
+/// `m_Initialize` and after `m_Release`. A request that WMI refuses is not registered; queries that it made
+/// before the refused one stay subscribed, and nothing comes of their events.
 ///
 /// Common arguments of the requests:
 /// - `f_lngPollingPeriod`: seconds between two looks at the machine;
@@ -56,7 +57,8 @@ class KVWMI_API Supervision {
   void p_strSupervisionEventName(const std::string& name);
 
   /// Connects to root\CIMV2 and root\DEFAULT and starts to listen. Where WMI's scripting component is absent
-  /// the Description is "WMI not installed". Called twice, the engine is polled twice and needs two releases.
+  /// the Description is "WMI not installed". Called twice, the engine is polled twice and needs two releases,
+  /// and the watches that WMI served until then end without a word.
   void m_Initialize();
   /// Drops the connections, and with them every WMI watch, and the polls. The queue keeps its records.
   void m_Release();

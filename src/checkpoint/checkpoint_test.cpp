@@ -56,6 +56,16 @@ TEST(CheckPointConstruction, ConnectsOnceToTheLocalMachine) {
   EXPECT_TRUE(ground.wmi.queries.empty());
 }
 
+TEST(CheckPointConstruction, TheConnectionIsHeldAsLongAsTheObject) {
+  FakeGround ground;
+  {
+    const CheckPoint check(ground);
+    EXPECT_EQ(ground.wmi.held(), 1U);
+    EXPECT_EQ(ground.wmi.locators, 0);
+  }
+  EXPECT_EQ(ground.wmi.held(), 0U);
+}
+
 TEST(CheckPointConstruction, WithoutTheScriptingComponentWmiIsNotInstalled) {
   FakeGround ground;
   ground.wmi.installed = false;
@@ -192,6 +202,11 @@ TEST_P(EveryMethod, ResetsItsOutputAndKeepsItWhenWmiFails) {
   EXPECT_EQ(outputs, GetParam().reset);
 }
 
+TEST_P(EveryMethod, HoldsNothingButTheConnectionAfterACall) {
+  EXPECT_GE(call(), 0);
+  EXPECT_EQ(ground.wmi.held(), 1U);
+}
+
 TEST_P(EveryMethod, CallsAreIndependent) {
   ground.wmi.errors.emplace(GetParam().query, wmi::wmi_error(wmi::Status::failed, wmi::source::kServices));
   static_cast<void>(raised_by([&] { return call(); }));
@@ -209,6 +224,7 @@ TEST_P(PropertyReader, AnObjectWithoutThePropertyFailsWithWmisError) {
   ground.wmi.answer(GetParam().query, {object({})});
   EXPECT_EQ(raised_by([&] { return call(); }), wmi_failure(GetParam(), "SWbemObjectEx", "Not found "));
   EXPECT_EQ(outputs, GetParam().reset);
+  EXPECT_EQ(ground.wmi.held(), 1U) << "only the connection";
 }
 
 INSTANTIATE_TEST_SUITE_P(CheckPoint, PropertyReader, ::testing::ValuesIn(kPropertyReaders), method_name);

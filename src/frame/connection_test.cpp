@@ -31,6 +31,15 @@ TEST(Connection, IsToTheLocalMachineWithNobodysCredentials) {
   EXPECT_TRUE(ground.wmi.privileges.empty());
 }
 
+TEST(Connection, OnlyTheServicesObjectIsKept) {
+  FakeGround ground;
+  auto services = connect_at_construction(ground, kFrame);
+  EXPECT_EQ(ground.wmi.held(), 1U);
+  EXPECT_EQ(ground.wmi.locators, 0);
+  services = nullptr;
+  EXPECT_EQ(ground.wmi.held(), 0U);
+}
+
 TEST(Connection, WithoutTheScriptingComponentWmiIsNotInstalled) {
   FakeGround ground;
   ground.wmi.installed = false;

@@ -5,14 +5,13 @@
 namespace kvwmi::WindowAPI {
 namespace {
 
-constexpr std::size_t kBufferLength = 2048;
 /// An older name stays in this tag; agents match on it.
 constexpr const char* kTag = "Pylonet: WindowAPI.GetAPIErrorMessage";
 
 }  // namespace
 
 std::string GetAPIErrorMessage(SystemInfo& system, std::int32_t code) {
-  return tagged(kTag, [&] { return system.message(code).value_or("").substr(0, kBufferLength); });
+  return tagged(kTag, [&] { return system.message(code).value_or(""); });
 }
 
 }  // namespace kvwmi::WindowAPI

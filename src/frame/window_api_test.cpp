@@ -34,12 +34,6 @@ TEST(GetAPIErrorMessage, ACodeWithoutATextGivesTheEmptyString) {
   EXPECT_EQ(WindowAPI::GetAPIErrorMessage(system, -1), "");
 }
 
-TEST(GetAPIErrorMessage, AnEndlessTextIsCutAtTheBuffer) {
-  FakeSystemInfo system;
-  system.messages[1] = std::string(5'000, 'x');
-  EXPECT_EQ(WindowAPI::GetAPIErrorMessage(system, 1), std::string(2'048, 'x'));
-}
-
 TEST(GetAPIErrorMessage, AFailureCarriesItsOldTag) {
   // The first word of this tag is another component's name; agents match on the whole of it.
   BrokenSystem system;

@@ -89,6 +89,24 @@ TEST_F(EngineTest, OtherFailuresOfInitializeKeepTheirDescription) {
   EXPECT_EQ(error.description(), "Access denied ");
 }
 
+// The first connection is held, so a request is made; without a sink nothing of it arrives.
+TEST_F(EngineTest, WhatInitializeDidBeforeItFailedStays) {
+  ground.wmi.connect_errors.emplace(R"(root\DEFAULT)",
+                                    wmi::wmi_error(wmi::Status::access_denied, wmi::source::kLocator));
+  const Error error = error_of([&] { initialise(); });
+  EXPECT_EQ(error.source(), "SWbemLocator" + tag("m_Initialize"));
+  EXPECT_EQ(ground.wmi.held(), 1U);
+  watch_start(3);
+  EXPECT_EQ(start_process(), 0);
+  const Error registry = error_of([&] { supervision.m_SuperviseRegistry(7, 4, R"(HKEY_USERS\a)"); });
+  EXPECT_EQ(registry.description(), "Object variable or With block variable not set");
+  supervision.m_SuperviseIPAddress(7, 5, "def", "");
+  ground.fake_timers.fire();
+  EXPECT_TRUE(ground.fake_ip_address_library.address_calls.empty()) << "not in the timer's list";
+  supervision.m_Release();
+  EXPECT_EQ(ground.wmi.held(), 0U);
+}
+
 TEST_F(EngineTest, WmiRequestsFailBeforeInitializeAndAfterRelease) {
   const auto refused = [&] {
     const Error error = error_of([&] { supervision.m_SuperviseProcess(7, 3, "a.exe"); });
@@ -186,6 +204,20 @@ TEST_F(EngineTest, InitialisedTwiceItIsPolledTwiceAndNeedsTwoReleases) {
   EXPECT_EQ(ground.fake_timers.running.size(), 1U);
   supervision.m_Release();
   EXPECT_EQ(ground.fake_timers.running.size(), 0U);
+}
+
+// The second sink takes the first one's place, and with it go the watches that were asked for before.
+TEST_F(EngineTest, InitialisedTwiceItHearsOnlyOfLaterWatches) {
+  initialise();
+  watch_start(3);
+  supervision.m_Initialize();
+  EXPECT_EQ(ground.wmi.held(), 2U) << "the first connections are let go";
+  EXPECT_EQ(start_process(), 0);
+  watch_start(4);
+  EXPECT_EQ(start_process(), 1);
+  EXPECT_EQ(pop(supervision, 7), (Popped{4, ""}));
+  supervision.m_Release();
+  supervision.m_Release();
 }
 
 TEST_F(EngineTest, CopiesShareTheEngine) {
@@ -387,6 +419,15 @@ TEST_F(EngineLifeTest, DestructionDeletesTheDefinitionFilesOfInterfaceWatchesOnl
   supervision = nullptr;
   EXPECT_EQ(ground.fake_file_system.deleted, (std::vector<std::string>{"interfaces.def", "more.def"}));
   other->m_Release();
+}
+
+TEST_F(EngineLifeTest, AFileThatCannotBeDeletedHoldsUpNothing) {
+  auto supervision = watching();
+  supervision->m_SuperviseNetworkInterfaces(7, 2, "more.def");
+  supervision->m_Release();
+  ground.fake_file_system.delete_error = Error(70, "kernel", "Permission denied");
+  supervision = nullptr;
+  EXPECT_EQ(ground.fake_file_system.deleted, (std::vector<std::string>{"interfaces.def", "more.def"}));
 }
 
 TEST_F(EngineLifeTest, ACompanionLivesAsLongAsTheEngineAndItsTimer) {

@@ -4,6 +4,7 @@
 #include <string>
 
 #include "frame/errors_process.h"
+#include "frame/get_key_type.h"
 #include "supervision/failing_allocation.h"
 #include "supervision/testing/fixture.h"
 
@@ -98,6 +99,30 @@ TEST_F(OutOfMemoryTest, RecordThatCannotBeQueuedIsNotSignalled) {
   }
   EXPECT_GT(failures, 0);
   EXPECT_EQ(pop(supervision, 7), (Popped{3, ""}));
+}
+
+TEST(OutOfMemory, AttachmentToTheTimerHasItsTagsToo) {
+  FakeGround ground;
+  Supervision supervision(ground);
+  const auto sources = sources_of_failures(
+      kSupervisionError, [&] { supervision.m_Initialize(); }, [] {});
+  EXPECT_TRUE(sources.contains("KVWMI\r\n\tKVWMI : SupervisionTimer.AttachSupervisionPollingTimer" +
+                               tag("m_Initialize")));
+  supervision.m_Release();
+}
+
+// The component that this routine came from stands in its tag.
+TEST(OutOfMemory, GetKeyTypeKeepsItsOldTag) {
+  std::uint32_t root = 0;
+  std::string key;
+  const auto sources = sources_of_failures(
+      kOutOfMemory,
+      [&] {
+        key = std::string();
+        static_cast<void>(GetKeyType(R"(HKEY_USERS\a key with a name that is kept on the heap)", root, key));
+      },
+      [] {});
+  EXPECT_EQ(sources, std::set<std::string>{"KVWMI\r\n\tScheduler: Current.GetKeyType"});
 }
 
 }  // namespace

@@ -198,6 +198,19 @@ TEST_F(SupervisionTimerTest, AfterATimerThatCouldNotBeMadeTheNextStartTriesAgain
   EXPECT_EQ(ground.fake_timers.intervals(), Intervals{7'000});
 }
 
+TEST_F(SupervisionTimerTest, ATimerThatCannotBeKilledIsAnErrorOfTheStopAndOfWhatCalledIt) {
+  const auto engine = attached();
+  StartSupervisionPolling(ground, 5);
+  ground.fake_timers.kill_error = Error(5, "kernel", "denied");
+  const std::string stop = "kernel\r\n\tKVWMI : SupervisionTimer.StopSupervisionPolling";
+  EXPECT_EQ(error_of([&] { StopSupervisionPolling(ground); }).source(), stop);
+  EXPECT_EQ(error_of([&] { StartSupervisionPolling(ground, 3); }).source(),
+            stop + "\r\n\tKVWMI : SupervisionTimer.StartSupervisionPolling");
+  EXPECT_EQ(error_of([&] { DetachSupervisionPollingTimer(ground, *engine); }).source(),
+            stop + "\r\n\tKVWMI : SupervisionTimer.DetachSupervisionPollingTimer");
+  ground.fake_timers.kill_error.reset();
+}
+
 TEST_F(SupervisionTimerTest, StoppingTwiceIsHarmless) {
   StopSupervisionPolling(ground);
   StartSupervisionPolling(ground, 5);

@@ -110,6 +110,7 @@ struct Subscription {
 struct FakeWmi {
   bool installed = true;
   std::optional<Error> connect_error;
+  std::map<std::string, Error> connect_errors;  ///< by namespace
   std::map<std::string, std::vector<Objects>> answers;
   std::map<std::string, Error> errors;  ///< by query text, data and event queries alike
   std::vector<std::string> queries;     ///< data queries as they were made
@@ -118,6 +119,20 @@ struct FakeWmi {
   std::vector<wmi::ConnectArguments> connections;  ///< their `context` pointers dangle; see contexts
   std::vector<std::optional<wmi::NamedValues>> contexts;
   std::vector<std::pair<std::int32_t, bool>> privileges;
+  int locators = 0;  ///< alive
+  /// Connections and answers, expired where their owner has let go of them.
+  std::vector<std::weak_ptr<void>> handed_out;
+
+  /// How many connections and answers somebody still holds.
+  [[nodiscard]] std::size_t held() const {
+    const auto is_held = [](const std::weak_ptr<void>& object) { return !object.expired(); };
+    return static_cast<std::size_t>(std::count_if(handed_out.begin(), handed_out.end(), is_held));
+  }
+  template <typename T>
+  std::shared_ptr<T> hand_out(std::shared_ptr<T> object) {
+    handed_out.push_back(object);
+    return object;
+  }
 
   void answer(const std::string& query, Objects objects) { answers[query].push_back(std::move(objects)); }
 
@@ -146,10 +161,10 @@ class FakeServices final : public wmi::Services {
     if (wmi_.meanwhile) wmi_.meanwhile();
     raise_if_refused(query);
     auto found = wmi_.answers.find(query);
-    if (found == wmi_.answers.end()) return std::make_shared<FakeObjectSet>(Objects{});
+    if (found == wmi_.answers.end()) return wmi_.hand_out(std::make_shared<FakeObjectSet>(Objects{}));
     Objects objects = found->second.front();
     if (found->second.size() > 1) found->second.erase(found->second.begin());
-    return std::make_shared<FakeObjectSet>(std::move(objects));
+    return wmi_.hand_out(std::make_shared<FakeObjectSet>(std::move(objects)));
   }
 
   void exec_notification_query_async(const std::shared_ptr<wmi::Sink>& sink, const std::string& query,
@@ -172,16 +187,21 @@ class FakeServices final : public wmi::Services {
 
 class FakeLocator final : public wmi::Locator {
  public:
-  explicit FakeLocator(FakeWmi& wmi) : wmi_(wmi) {}
+  explicit FakeLocator(FakeWmi& wmi) : wmi_(wmi) { ++wmi_.locators; }
+  ~FakeLocator() override { --wmi_.locators; }
+  FakeLocator(const FakeLocator&) = delete;
+  FakeLocator& operator=(const FakeLocator&) = delete;
 
   void add_privilege(std::int32_t privilege, bool enabled) override {
     wmi_.privileges.emplace_back(privilege, enabled);
   }
   std::shared_ptr<wmi::Services> connect_server(const wmi::ConnectArguments& arguments) override {
     if (wmi_.connect_error) throw *wmi_.connect_error;
+    if (const auto found = wmi_.connect_errors.find(arguments.name_space); found != wmi_.connect_errors.end())
+      throw found->second;
     wmi_.connections.push_back(arguments);
     wmi_.contexts.push_back(arguments.context ? std::optional(*arguments.context) : std::nullopt);
-    return std::make_shared<FakeServices>(wmi_, arguments.name_space);
+    return wmi_.hand_out(std::make_shared<FakeServices>(wmi_, arguments.name_space));
   }
 
  private:
@@ -236,14 +256,18 @@ class FakeTimers final : public Timers {
     std::function<void()> tick;
   };
   std::map<Id, Timer> running;
-  std::optional<Error> error;
+  std::optional<Error> error;  ///< of set
+  std::optional<Error> kill_error;
 
   Id set(std::int32_t milliseconds, std::function<void()> tick) override {
     if (error) throw *error;
     running[++last_] = {milliseconds, std::move(tick)};
     return last_;
   }
-  void kill(Id timer) override { running.erase(timer); }
+  void kill(Id timer) override {
+    if (kill_error) throw *kill_error;
+    running.erase(timer);
+  }
 
   /// One tick of every running timer; a tick may set and kill timers.
   void fire() {
@@ -278,6 +302,7 @@ class FakeFileSystem final : public FileSystem {
  public:
   std::map<std::string, std::vector<std::string>> folders;
   std::vector<std::string> deleted;
+  std::optional<Error> delete_error;
 
   std::string parent_folder_name(std::string_view path) override {
     const auto end = path.find_last_of('\\');
@@ -293,6 +318,7 @@ class FakeFileSystem final : public FileSystem {
   }
   bool delete_file(const std::string& path) override {
     deleted.push_back(path);
+    if (delete_error) throw *delete_error;
     return true;
   }
   bool matches(std::string_view file_name, std::string_view specification) override {

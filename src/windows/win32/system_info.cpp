@@ -25,7 +25,7 @@ std::string regional_text(DATE value, ULONG part) {
 }  // namespace
 
 std::string system_message(std::uint32_t code) {
-  std::array<char, 2048> buffer{};
+  std::array<char, 2048> buffer{};  // a text that does not fit in counts as none
   const DWORD length = FormatMessageA(FORMAT_MESSAGE_FROM_SYSTEM, nullptr, code, 0, buffer.data(),
                                       static_cast<DWORD>(buffer.size()), nullptr);
   return from_code_page({buffer.data(), length});
