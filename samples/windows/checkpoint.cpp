@@ -79,7 +79,7 @@ void look(_CheckPoint& check, const wchar_t* service, const wchar_t* program) {
 int wmain(int count, wchar_t** arguments) {
   // Without it, lines with characters beyond ASCII are not printed.
   std::setlocale(LC_ALL, "");
-  const wchar_t* service = count > 1 ? arguments[1] : L"Event Log";
+  const wchar_t* service = count > 1 ? arguments[1] : L"Print Spooler";
   const wchar_t* program = count > 2 ? arguments[2] : L"explorer.exe";
   if (FAILED(CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED))) return 1;
 

@@ -5,7 +5,7 @@
 // JScript has no arguments by reference, so that it sees of an answer only the method's result: 0 where there is one, 1
 // where what was asked for does not exist.
 
-var service = WScript.Arguments.length > 0 ? WScript.Arguments(0) : "Event Log";
+var service = WScript.Arguments.length > 0 ? WScript.Arguments(0) : "Print Spooler";
 var program = WScript.Arguments.length > 1 ? WScript.Arguments(1) : "explorer.exe";
 
 var check = new ActiveXObject("KVWMI.CheckPoint");

@@ -4,7 +4,7 @@
 Option Explicit
 
 Dim service, program
-service = "Event Log"
+service = "Print Spooler"
 program = "explorer.exe"
 If WScript.Arguments.Count > 0 Then service = WScript.Arguments(0)
 If WScript.Arguments.Count > 1 Then program = WScript.Arguments(1)

@@ -50,8 +50,8 @@ TEST(SystemMessages, TextsThatNeedArgumentsHaveNoEntry) {
     EXPECT_EQ(system_message(code), std::nullopt) << code;
 }
 
-TEST(SystemMessages, EveryCodeBelow200IsTold) {
-  // What has no text here takes arguments (see above), or is a number that the system never gave away.
+TEST(SystemMessages, CodesBelow200AreToldButForThese) {
+  // They take arguments (see above), or are numbers that the system never gave away.
   const std::set<std::int32_t> none{34,  35,  37,  40,  41,  42,  43,  44,  45,  46,  47,  48,  49,  73,  74,
                                     75,  76,  77,  78,  79,  81,  90,  91,  92,  93,  94,  95,  96,  97,  98,
                                     99,  106, 115, 116, 129, 163, 165, 166, 168, 169, 172, 175, 176, 177, 178,

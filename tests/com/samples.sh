@@ -30,7 +30,7 @@ run_sample "$folder\\$exe"
 expect "$exe, not registered" 'Error 0x80040154'
 
 "$wine" regsvr32 /s "$library" </dev/null
-answers='Event Log is in state 4 (4 is running)
+answers='Print Spooler is in state 1 (4 is running)
 explorer.exe runs
 Physical memory: N kilobytes'
 texts=$'Invalid query \nSWbemServicesEx\n\tKVWMI : CheckPoint.m_GetServiceState\nDone.'
@@ -39,7 +39,7 @@ expect checkpoint.vbs "$answers"$'\nError -2147220975: '"$texts"
 run_sample "$folder\\$exe"
 expect "$exe" "$answers"$'\nError 0x80040211: '"$texts"
 run_sample cscript //nologo "$folder\\checkpoint.js"
-expect checkpoint.js 'There is a service Event Log
+expect checkpoint.js 'There is a service Print Spooler
 explorer.exe runs
 Error -2147220975: Invalid query 
 Done.'

@@ -120,7 +120,10 @@ class Object : public Implements<Interface, ISupportErrorInfo, IProvideClassInfo
     if ((lacks_place(arguments) || ...)) return refuse_null_place();
     return guarded(__uuidof(Interface), [&] {
       // The arguments live until the core has returned or raised, and then go back to the caller.
-      [&](auto&&... converted) { steps(converted.for_core()...); }(Argument<ComArguments>(arguments)...);
+      [&](auto&&... converted) {
+        steps(converted.for_core()...);
+        (converted.give_back(), ...);
+      }(Argument<ComArguments>(arguments)...);
     });
   }
 

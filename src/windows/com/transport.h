@@ -67,6 +67,7 @@ class Argument<Com> {
  public:
   explicit Argument(Com value) : value_(Transport<Com>::take(value)) {}
   [[nodiscard]] const auto& for_core() const { return value_; }
+  void give_back() {}
 
  private:
   typename Transport<Com>::Core value_;
@@ -81,12 +82,14 @@ requires(!Value<Com*>) class Argument<Com*> {
   Argument& operator=(const Argument&) = delete;
   ~Argument() {
     try {
-      Transport<Com>::give(std::move(value_), *place_);
+      if (place_) give_back();
     } catch (...) {
-      // No memory for the new value: the caller keeps the old one.
+      // No memory for the new value of a call that has failed already: the caller keeps the old one.
     }
   }
   [[nodiscard]] auto& for_core() { return value_; }
+  /// Raises where there is no memory for it.
+  void give_back() { Transport<Com>::give(std::move(value_), *std::exchange(place_, nullptr)); }
 
  private:
   Com* place_;
