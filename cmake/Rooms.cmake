@@ -16,8 +16,10 @@ else()
 endif()
 
 # Tests are compiled without optimisation: what they time, they time in the rooms, and compiling them is most of a build.
-# Places in the source are for the reports of sanitizers.
-set(test_optimisation -O0 $<$<NOT:$<BOOL:${KVWMI_SANITIZE}>>:-g0>)
+set(test_optimisation -O0)
+if(NOT KVWMI_SANITIZE)
+  list(APPEND test_optimisation -g0) # places in the source are for the reports of sanitizers
+endif()
 
 # The headers that take longest, read once for the rooms of a build and once for its test programs. Rooms have them only
 # where they are hardly optimised, in the sanitizer builds and where they serve tests alone: where g++ 12 optimises more,
