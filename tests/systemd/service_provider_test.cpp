@@ -5,8 +5,10 @@
 #include <unistd.h>
 
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
 #include <functional>
+#include <map>
 #include <string>
 
 #include "frame/wmi_access.h"
@@ -80,7 +82,9 @@ class Services : public ::testing::Test {
     return found;
   }
   std::string text(const std::string& name, const char* property) {
-    const wmi::Value value = named(name)->get(property);
+    return text_of(named(name)->get(property));
+  }
+  static std::string text_of(const wmi::Value& value) {
     const auto* held = value.get_if<std::string>();
     return held == nullptr ? "(no text)" : *held;
   }
@@ -153,6 +157,77 @@ TEST_F(Services, NewAndRemovedUnitFilesAreSeen) {
   ASSERT_EQ(unlink("/run/systemd/system/kvp-late.service"), 0);
   run("systemctl daemon-reload");
   EXPECT_FALSE(find("Name='kvp-late'"));
+}
+
+TEST_F(Services, DisplayNamesDoNotDependOnWhetherTheUnitIsLoaded) {
+  const auto describe = [](const std::string& path, const std::string& description) {
+    std::filesystem::create_directories(std::filesystem::path(path).parent_path());
+    std::ofstream(path) << "[Unit]\nDescription=" << description
+                        << "\n[Service]\nType=oneshot\nRemainAfterExit=yes\nExecStart=/bin/true\n";
+  };
+  const std::string etc = "/etc/systemd/system/";
+  const std::string run_folder = "/run/systemd/system/";
+  // Every specifier in a unit of its own: one that the manager does not know spoils the whole text.
+  const std::string known = "aAbBCdEfgGhHiIjJlLmMnNopPqsStTuUvVwW%";
+  for (const char letter : known + "kZ5 ") {
+    describe(run_folder + "kvd-" + std::to_string(letter) + "-two\\x2dthree@in-st\\x20x.service",
+             std::string("[%") + letter + "]");
+  }
+  for (const char* name : {"kvd-f", "kvd-f-", "kvd-f@-", "kvd-f@a--b", "kvd-f@a-..-b", "kvd-f@b\\q"}) {
+    describe(run_folder + name + ".service", "At %f");
+  }
+  describe(run_folder + "kvd-host.service", "Own");
+  describe(run_folder + "kvd-host.service.d/10.conf", "KVD on %H");
+  describe(run_folder + "kvd-hidden-run.service", "Own");
+  describe(run_folder + "kvd-hidden-run.service.d/10.conf", "Hidden");
+  describe(etc + "kvd-hidden-.service.d/10.conf", "Of all that are hidden");
+  describe(run_folder + "kvd-reset.service", "Own");
+  describe(etc + "kvd-reset.service.d/10.conf", "");
+  describe(run_folder + "kvd-many@one.service", "Own");
+  describe(run_folder + "kvd-many@.service.d/20.conf", "Of the template, %i");
+  describe(etc + "kvd-many@one.service.d/10.conf", "Earlier");
+  ASSERT_EQ(symlink("/nowhere/kvd-gone.service", (run_folder + "kvd-gone.service").c_str()), 0);
+  run("systemctl daemon-reload");
+
+  using Names = std::map<std::string, std::string>;
+  const auto display_names = [&] {
+    Names names;
+    const auto set =
+        services->exec_query("SELECT Name, DisplayName FROM Win32_Service WHERE Name LIKE 'kvd-%'");
+    const auto rows = set->enumerate();
+    while (const auto row = rows->next()) {
+      names[text_of(row->get("Name"))] = text_of(row->get("DisplayName"));
+    }
+    return names;
+  };
+  const auto expect_the_same_when_loaded = [&] {
+    run("test -z \"$(systemctl list-units --all --plain --no-legend 'kvd-*')\"");
+    const Names before = display_names();
+    std::string start = "systemctl start --";
+    for (const auto& [name, display_name] : before) start += " '" + name + ".service'";
+    run(start);
+    const Names after = display_names();
+    run("systemctl stop 'kvd-*'");
+    EXPECT_EQ(before, after);
+    return before;
+  };
+  Names names = expect_the_same_when_loaded();
+  char host[256] = "";
+  ASSERT_EQ(gethostname(host, sizeof host), 0);
+  EXPECT_EQ(names["kvd-host"], std::string("KVD on ") + host);
+  EXPECT_EQ(names["kvd-hidden-run"], "Of all that are hidden");
+  EXPECT_EQ(names["kvd-reset"], "kvd-reset.service");
+  EXPECT_EQ(names["kvd-many@one"], "Of the template, one");
+  EXPECT_EQ(names.size(), known.size() + 4 + 6 + 4);
+
+  describe(etc + "service.d/15.conf", "KVD among all services");
+  run("systemctl daemon-reload");
+  names = expect_the_same_when_loaded();
+  EXPECT_EQ(names["kvd-host"], "KVD among all services");
+  EXPECT_EQ(names["kvd-many@one"], "Of the template, one");
+  std::filesystem::remove_all(etc + "service.d");
+  run("rm -r " + etc + "kvd-* " + run_folder + "kvd-*");
+  run("systemctl daemon-reload");
 }
 
 TEST_F(Services, MissingProgramIsToldThoughTheManagerSaysDone) {

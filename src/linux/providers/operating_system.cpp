@@ -4,15 +4,12 @@
 #include "linux/providers/system_file.h"
 
 namespace kvwmi::ground::providers {
-namespace {
 
 std::optional<std::string> release_variable(const Machine& machine, std::string_view name) {
   std::optional<std::string> text = read_file(machine.etc + "/os-release");
   if (!text) text = read_file(machine.root + "/usr/lib/os-release");
   return text ? parsers::shell_variable(*text, name) : std::nullopt;
 }
-
-}  // namespace
 
 std::string computer_name(const Machine& machine) {
   return read_line(machine.proc + "/sys/kernel/hostname").value_or("");

@@ -122,6 +122,17 @@ UnitDetails read_details(sd_bus* bus, const std::string& path) {
   return details;
 }
 
+/// What the manager shows for a unit that it has not loaded.
+std::string description_of(sd_bus* bus, const std::string& unit) {
+  const std::string path = object_of(bus, unit);
+  const BusObject object{kServiceManager.service, path.c_str(), kPropertiesInterface};
+  const Message answer =
+      call(bus, object, "Get", kLimit, "ss", "org.freedesktop.systemd1.Unit", "Description");
+  const char* text = nullptr;
+  check(sd_bus_message_read(answer.get(), "v", "s", &text));
+  return text;
+}
+
 std::vector<std::string> unit_folders(sd_bus* bus) {
   const Message answer =
       call(bus, kManagerProperties, "Get", kLimit, "ss", kServiceManager.interface, "UnitPath");
@@ -161,7 +172,9 @@ std::vector<Unit> ServiceManager::services() {
           std::lower_bound(units.begin(), end, file.unit,
                            [](const Unit& unit, const std::string& name) { return unit.unit < name; });
       if (place != end && place->unit == file.unit) continue;
-      units.push_back({std::move(file.unit), std::move(file.description), file.masked ? "masked" : "loaded",
+      // The manager may read what this process may not.
+      if (!file.description) file.description = description_of(bus, file.unit);
+      units.push_back({std::move(file.unit), std::move(*file.description), file.masked ? "masked" : "loaded",
                        "inactive", ""});
     }
     std::inplace_merge(units.begin(), units.begin() + static_cast<std::ptrdiff_t>(loaded), units.end(),

@@ -20,6 +20,10 @@ using testing::RecordedMachine;
 int answered(sd_bus_message* call) {
   const std::string_view member = sd_bus_message_get_member(call);
   if (member == "ListUnits") return sd_bus_reply_method_return(call, "a(ssssssouso)", 0);
+  if (member == "LoadUnit") return sd_bus_reply_method_return(call, "o", "/loaded");
+  if (std::string_view(sd_bus_message_get_path(call)) == "/loaded") {
+    return sd_bus_reply_method_return(call, "v", "s", "Told by the manager");
+  }
   if (member == "Get") return sd_bus_reply_method_return(call, "v", "as", 2, "/units", "/more/units");
   return sd_bus_reply_method_return(call, nullptr);
 }
@@ -61,6 +65,16 @@ TEST_F(ServiceManagerTest, ChangesAreKnownOnceTheManagerIsHeardAndTheServicesAre
   EXPECT_TRUE(changes(manager, [&] { machine.write("/more/units/three.service", ""); })) << "a new folder";
   EXPECT_TRUE(changes(manager, [&] { machine.booted += 1min; })) << "for what changes without a word";
   EXPECT_EQ(manager.services().size(), 2U);
+}
+
+TEST_F(ServiceManagerTest, TheManagerDescribesWhatThisProcessCannotRead) {
+  machine.link("/units/secret.service", std::string(300, 'a') + "/secret.service");
+  ServiceManager manager(machine);
+  const std::vector<Unit> units = manager.services();
+  ASSERT_EQ(units.size(), 2U);
+  EXPECT_EQ(units[0].description, "One");
+  EXPECT_EQ(units[1].description, "Told by the manager");
+  EXPECT_EQ(bus.calls(), (std::vector<std::string>{"ListUnits", "Get", "LoadUnit", "Get"}));
 }
 
 TEST_F(ServiceManagerTest, FoldersThatChangedJustNowAreReadAgain) {

@@ -72,7 +72,11 @@ std::optional<std::vector<std::string>> list_folder(const std::string& path) {
   const std::unique_ptr<DIR, int (*)(DIR*)> folder(opendir(path.c_str()), closedir);
   if (!folder) return std::nullopt;
   std::vector<std::string> names;
-  while (const dirent* entry = readdir(folder.get())) {
+  while (true) {
+    errno = 0;
+    const dirent* entry = readdir(folder.get());
+    if (entry == nullptr && errno != 0) return std::nullopt;
+    if (entry == nullptr) break;
     const std::string_view name = entry->d_name;
     if (name != "." && name != "..") names.emplace_back(name);
   }

@@ -15,7 +15,7 @@ namespace kvwmi::ground::providers {
 [[nodiscard]] std::optional<std::string_view> read_short(int folder, const char* path,
                                                          std::span<char> buffer);
 
-/// The whole file; nullopt where it cannot be read.
+/// The whole file; nullopt where it cannot be read, and errno says why.
 [[nodiscard]] std::optional<std::string> read_file(const std::string& path);
 [[nodiscard]] std::optional<std::string> read_file_at(int folder, const char* path);
 
@@ -25,7 +25,7 @@ namespace kvwmi::ground::providers {
 /// Where a symbolic link points; nullopt where it cannot be read.
 [[nodiscard]] std::optional<std::string> read_link_at(int folder, const char* path);
 
-/// Names in a folder, sorted, without "." and ".."; nullopt where it cannot be read.
+/// Names in a folder, sorted, without "." and ".."; nullopt where it cannot be read, and errno says why.
 [[nodiscard]] std::optional<std::vector<std::string>> list_folder(const std::string& path);
 
 /// A file of /proc that is read again and again without being opened each time. Any thread may read.

@@ -3,11 +3,15 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 
+#include <algorithm>
+#include <cerrno>
 #include <chrono>
-#include <utility>
+#include <system_error>
 
 #include "linux/parsers/unit_file.h"
+#include "linux/providers/failure.h"
 #include "linux/providers/system_file.h"
+#include "linux/providers/unit_specifiers.h"
 
 namespace kvwmi::ground::providers {
 namespace {
@@ -15,25 +19,35 @@ namespace {
 /// The kernel's times of files are as coarse as its tick, which lasts at most so long.
 constexpr std::chrono::milliseconds kTick{20};
 
+/// Whether an errno says that there is no such file or folder; any other failure says nothing about that.
+bool is_absence(int error) {
+  return error == ENOENT || error == ENOTDIR || error == EISDIR || error == ELOOP;
+}
+
+Error unreadable(const std::string& path, int error) {
+  return provider_failure().with_diagnostic(
+      {"", 0, path + " cannot be read (" + std::generic_category().message(error) + ")"});
+}
+
 }  // namespace
 
-UnitFiles::Stamp UnitFiles::stamp_of(const std::string& path) const {
+std::optional<UnitFiles::Stamp> UnitFiles::stamp_of(const std::string& path) const {
   struct stat answer {};
-  if (stat(path.c_str(), &answer) != 0) return {};
+  if (stat(path.c_str(), &answer) != 0) return is_absence(errno) ? std::optional(Stamp()) : std::nullopt;
   const auto changed =
       std::chrono::seconds(answer.st_mtim.tv_sec) +
       std::chrono::floor<std::chrono::microseconds>(std::chrono::nanoseconds(answer.st_mtim.tv_nsec));
   const auto age = machine_.wall_time() - changed;
-  return {answer.st_mtim.tv_sec, answer.st_mtim.tv_nsec, answer.st_size,
-          age >= std::chrono::microseconds(0) && age < kTick};
+  return Stamp{answer.st_mtim.tv_sec, answer.st_mtim.tv_nsec, answer.st_size,
+               age >= std::chrono::microseconds(0) && age < kTick};
 }
 
 std::optional<std::uint64_t> UnitFiles::changes() {
   const std::lock_guard lock(mutex_);
-  if (folders_.empty()) return std::nullopt;
-  for (auto& [path, folder] : folders_) {
-    const Stamp now = stamp_of(path);
-    if (now != std::exchange(folder.seen, now)) ++changes_;
+  if (seen_.empty()) return std::nullopt;
+  for (auto& [path, seen] : seen_) {
+    const auto now = stamp_of(path);
+    if (!now || now != std::exchange(seen, now)) ++changes_;
   }
   return changes_;
 }
@@ -41,42 +55,102 @@ std::optional<std::uint64_t> UnitFiles::changes() {
 const UnitFiles::Folder& UnitFiles::folder(const std::string& path) {
   Folder& kept = folders_[path];
   // The size of a folder says nothing; a unit that comes, goes or is renamed changes its time.
-  const Stamp now = stamp_of(path);
-  if (kept.stamp == now) return kept;
-  kept.stamp = now;
-  kept.units.clear();
-  for (const std::string& name : list_folder(path).value_or(std::vector<std::string>())) {
-    if (!name.ends_with(".service") || name.ends_with("@.service")) continue;
-    kept.units[name] = read_link_at(AT_FDCWD, (path + "/" + name).c_str()).value_or("");
+  const auto now = stamp_of(path);
+  if (now && kept.stamp == *now) return kept;
+  const auto names = now ? list_folder(path) : std::nullopt;
+  if (!names && !is_absence(errno)) throw unreadable(path, errno);
+  Folder read;
+  if (names) read.stamp = *now;
+  for (const std::string& name : names.value_or(std::vector<std::string>())) {
+    if (name.ends_with(".conf")) {
+      if (!name.starts_with('.')) read.additions.push_back(name);
+    } else if (name.ends_with(".service.d") || name == "service.d") {
+      read.drop_ins.push_back(name);
+    } else if (name.ends_with(".service") && !name.ends_with("@.service")) {
+      read.units[name] = read_link_at(AT_FDCWD, (path + "/" + name).c_str()).value_or("");
+    }
   }
-  return kept;
+  return kept = std::move(read);
 }
 
-const UnitFiles::Description& UnitFiles::description(const std::string& path, const std::string& unit) {
-  Description& kept = descriptions_[path];
-  const Stamp now = stamp_of(path);
-  if (kept.stamp == now) return kept;
-  const std::string text = read_file(path).value_or("");
-  kept = {now, parsers::with_unit_name(parsers::unit_setting(text, "Unit", "Description"), unit)};
-  return kept;
+const UnitFiles::File* UnitFiles::file(const std::string& path) {
+  const auto now = stamp_of(path);
+  if (!now) return nullptr;
+  File& kept = files_[path];
+  if (kept.stamp == *now) return &kept;
+  const auto text = read_file(path);
+  if (!text && !is_absence(errno)) return nullptr;
+  kept = text ? File{*now, parsers::unit_settings(*text, "Unit", "Description")} : File();
+  return &kept;
+}
+
+UnitFiles::DropIns UnitFiles::drop_ins(const std::vector<std::string>& folders) {
+  DropIns found;
+  for (std::size_t i = 0; i < folders.size(); ++i) {
+    for (const std::string& name : folder(folders[i]).drop_ins) {
+      // What adds to all services gives way to what adds to some.
+      DropIn drop_in{name == "service.d" ? folders.size() : i, {}};
+      const std::string path = folders[i] + "/" + name + "/";
+      for (const std::string& addition : folder(folders[i] + "/" + name).additions) {
+        drop_in.files.emplace_back(addition, file(path + addition));
+      }
+      found[name].push_back(std::move(drop_in));
+    }
+  }
+  return found;
+}
+
+std::optional<std::string> UnitFiles::description(const std::string& unit, const File& own,
+                                                  const DropIns& drop_ins) const {
+  std::vector<const DropIn*> nearest_first;
+  if (!drop_ins.empty()) {
+    for (const std::string& name : parsers::drop_in_folders(unit)) {
+      const auto found = drop_ins.find(name);
+      if (found == drop_ins.end()) continue;
+      for (const DropIn& drop_in : found->second) nearest_first.push_back(&drop_in);
+    }
+  }
+  std::stable_sort(nearest_first.begin(), nearest_first.end(),
+                   [](const DropIn* a, const DropIn* b) { return a->rank < b->rank; });
+  std::map<std::string_view, const File*> additions;
+  for (const DropIn* drop_in : nearest_first) {
+    additions.insert(drop_in->files.begin(), drop_in->files.end());
+  }
+  std::vector<const File*> files{&own};
+  for (const auto& [name, file] : additions) files.push_back(file);
+
+  const auto of_machine = [this](char letter) { return machine_specifier(machine_, letter); };
+  if (std::find(files.begin(), files.end(), nullptr) != files.end()) return std::nullopt;
+  for (auto from = files.rbegin(); from != files.rend(); ++from) {
+    const std::vector<std::string>& assigned = (*from)->descriptions;
+    for (auto text = assigned.rbegin(); text != assigned.rend(); ++text) {
+      const auto filled = parsers::with_specifiers(*text, unit, of_machine);
+      if (filled) return filled->empty() ? unit : *filled;
+    }
+  }
+  return unit;
 }
 
 std::vector<UnitFile> UnitFiles::list(const std::vector<std::string>& folders) {
   const std::lock_guard lock(mutex_);
+  std::vector<std::string> paths;
+  for (const std::string& path : folders) paths.push_back(machine_.root + path);
+  const DropIns added = drop_ins(paths);
+  const File masked;
   std::map<std::string, UnitFile> units;
-  for (const std::string& path : folders) {
-    const std::string full = machine_.root + path;
-    for (const auto& [unit, target] : folder(full).units) {
+  for (const std::string& path : paths) {
+    seen_.try_emplace(path);
+    for (const auto& [unit, target] : folders_[path].units) {
       if (units.count(unit) != 0) continue;
       if (!target.empty() && target != "/dev/null" && target.substr(target.rfind('/') + 1) != unit) continue;
-      UnitFile file{unit, unit, target == "/dev/null"};
-      if (!file.masked) {
-        const Description& description_of = description(full + "/" + unit, unit);
-        // A file without contents is how a unit is masked without a link.
-        file.masked = description_of.stamp.size == 0;
-        if (!description_of.text.empty()) file.description = description_of.text;
+      UnitFile listed{unit, std::nullopt, target == "/dev/null"};
+      if (const File* own = listed.masked ? &masked : file(path + "/" + unit)) {
+        // A link to what is gone is no unit; a file without contents is how one is masked without a link.
+        if (own->stamp.size < 0 && !listed.masked) continue;
+        listed.masked = listed.masked || own->stamp.size == 0;
+        listed.description = description(unit, *own, added);
       }
-      units.emplace(unit, std::move(file));
+      units.emplace(unit, std::move(listed));
     }
   }
   std::vector<UnitFile> list;

@@ -1,11 +1,13 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <map>
 #include <mutex>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "linux/machine.h"
@@ -14,8 +16,10 @@ namespace kvwmi::ground::providers {
 
 /// A service's unit file as it lies in the unit folders.
 struct UnitFile {
-  std::string unit;         ///< "cron.service"
-  std::string description;  ///< the unit's name where it has none
+  std::string unit;  ///< "cron.service"
+  /// As the service manager would show it, the unit's name where it has none; nullopt where this process
+  /// cannot read one of the files that decide it.
+  std::optional<std::string> description;
   bool masked = false;
 };
 
@@ -27,7 +31,7 @@ class UnitFiles {
   explicit UnitFiles(const Machine& machine) : machine_(machine) {}
 
   /// By unit name, ascending. `folders` are the manager's, the first that has a unit decides. Templates and
-  /// second names of units are left out.
+  /// second names of units are left out. Raises "Provider failure " where a folder cannot be read.
   [[nodiscard]] std::vector<UnitFile> list(const std::vector<std::string>& folders);
 
   /// A number that grows when a unit file has come, gone or been replaced in the folders that were listed;
@@ -38,31 +42,44 @@ class UnitFiles {
   struct Stamp {
     std::int64_t seconds = 0;
     std::int64_t nanoseconds = 0;
-    std::int64_t size = -1;
-    bool is_young = false;  ///< so that one more change may leave the same time
+    std::int64_t size = -1;  ///< of a file that is not there
+    bool is_young = false;   ///< so that one more change may leave the same time
     friend bool operator==(const Stamp& a, const Stamp& b) {
       return !a.is_young && !b.is_young && a.seconds == b.seconds && a.nanoseconds == b.nanoseconds &&
              a.size == b.size;
     }
   };
+  /// One of units, or one of the files that add to a unit's own.
   struct Folder {
     Stamp stamp;
-    Stamp seen;                                ///< by changes()
     std::map<std::string, std::string> units;  ///< to the target of the link, empty for a file
+    std::vector<std::string> drop_ins;         ///< names of folders: "cron.service.d"
+    std::vector<std::string> additions;        ///< names of files: "10-local.conf"
   };
-  struct Description {
+  struct File {
     Stamp stamp;
-    std::string text;
+    std::vector<std::string> descriptions;  ///< all that it assigns
   };
+  /// The files of one folder that adds to units. What lies in one of lower rank hides what has its name in
+  /// another; null is a file that cannot be read.
+  struct DropIn {
+    std::size_t rank;
+    std::vector<std::pair<std::string, const File*>> files;
+  };
+  using DropIns = std::map<std::string, std::vector<DropIn>>;  ///< by the folder's name
 
-  [[nodiscard]] Stamp stamp_of(const std::string& path) const;
+  [[nodiscard]] std::optional<Stamp> stamp_of(const std::string& path) const;
   const Folder& folder(const std::string& path);
-  const Description& description(const std::string& path, const std::string& unit);
+  const File* file(const std::string& path);
+  [[nodiscard]] DropIns drop_ins(const std::vector<std::string>& folders);
+  [[nodiscard]] std::optional<std::string> description(const std::string& unit, const File& own,
+                                                       const DropIns& drop_ins) const;
 
   const Machine& machine_;
   std::mutex mutex_;
   std::map<std::string, Folder> folders_;
-  std::map<std::string, Description> descriptions_;
+  std::map<std::string, std::optional<Stamp>> seen_;  ///< folders of units, by changes()
+  std::map<std::string, File> files_;
   std::uint64_t changes_ = 0;
 };
 
