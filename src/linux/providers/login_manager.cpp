@@ -1,5 +1,7 @@
 #include "linux/providers/login_manager.h"
 
+#include <initializer_list>
+#include <iterator>
 #include <string>
 
 #include "linux/providers/failure.h"
@@ -31,9 +33,30 @@ constexpr Verb kVerbs[]{
     {"PowerOff", "PowerOffWithFlags", "PowerOff"},
 };
 
+/// Flags that say whether those who hold up the end are waited for. Without one, older versions let root
+/// overrule them; newer ones have a flag for that.
+constexpr std::uint64_t kRootWaitsToo = 1;
+constexpr std::uint64_t kNobodyWaits = 16;
+constexpr std::uint64_t kRootOverrules = 0;
+
 [[noreturn]] void raise(const BusError& error) {
-  throw wmi::wmi_error(error.is_denied() ? wmi::Status::privilege_not_held : wmi::Status::provider_failure,
+  const bool refused = error.is_denied() || error.is("org.freedesktop.login1.BlockedByInhibitorLock");
+  throw wmi::wmi_error(refused ? wmi::Status::privilege_not_held : wmi::Status::provider_failure,
                        wmi::source::kObject);
+}
+
+/// Calls with the first of `flags` that this version knows, or, where it knows none at all, without.
+void request(sd_bus* bus, const Verb& verb, std::initializer_list<std::uint64_t> flags) {
+  for (const std::uint64_t flag : flags) {
+    try {
+      call(bus, kManager, verb.with_flags, kActionLimit, "t", flag);
+      return;
+    } catch (const BusError& error) {
+      if (error.is(SD_BUS_ERROR_UNKNOWN_METHOD)) break;
+      if (!error.is(SD_BUS_ERROR_INVALID_ARGS) || flag == *std::prev(flags.end())) throw;
+    }
+  }
+  call(bus, kManager, verb.plain, kActionLimit, "b", 0);
 }
 
 /// The session in front of the first seat; empty where there is none.
@@ -98,14 +121,10 @@ std::uint32_t LoginManager::shut_down(Shutdown kind, bool forced) {
     const Bus bus = connect(machine_);
     try {
       if (forced) {
-        try {
-          call(bus.get(), kManager, verb.with_flags, kActionLimit, "t", std::uint64_t{0});
-          return 0;
-        } catch (const BusError& error) {
-          if (!error.is(SD_BUS_ERROR_UNKNOWN_METHOD)) throw;  // an older login manager
-        }
+        request(bus.get(), verb, {kNobodyWaits, kRootOverrules});
+      } else {
+        request(bus.get(), verb, {kRootWaitsToo});
       }
-      call(bus.get(), kManager, verb.plain, kActionLimit, "b", 0);
     } catch (const BusError& error) {
       if (!error.is_absent()) throw;
       call(bus.get(), kServiceManager, verb.service_manager, kActionLimit);

@@ -17,9 +17,9 @@ class LoginManager {
   /// Number of login sessions; nullopt where no login manager answers.
   [[nodiscard]] std::optional<std::uint32_t> sessions();
 
-  /// Asks for the end of the machine's run and gives 0. `forced` overrules those who hold it up. Where no
-  /// login manager runs, the service manager is asked. Raises "Privilege not held " without the right to,
-  /// "Provider failure " where nobody answers.
+  /// Asks for the end of the machine's run and gives 0. Only `forced` overrules those who hold it up. Where
+  /// no login manager runs, the service manager is asked. Raises "Privilege not held " without the right to
+  /// and where somebody holds it up, "Provider failure " where nobody answers.
   std::uint32_t shut_down(Shutdown kind, bool forced);
 
   /// Ends the session in front of the first seat, or else the one that the calling process belongs to. 0, or

@@ -21,6 +21,16 @@ bool is_for(sd_bus_message* call, std::string_view interface) {
   return interface == sd_bus_message_get_interface(call);
 }
 
+/// The number that a call came with.
+std::uint64_t argument_of(sd_bus_message* call) {
+  std::uint64_t flags = 0;
+  int interactive = 0;
+  if (sd_bus_message_has_signature(call, "t") > 0) sd_bus_message_read(call, "t", &flags);
+  if (sd_bus_message_has_signature(call, "b") > 0) sd_bus_message_read(call, "b", &interactive);
+  sd_bus_message_rewind(call, 1);
+  return flags + static_cast<std::uint64_t>(interactive);
+}
+
 class LoginManagers : public ::testing::Test {
  protected:
   LoginManagers() {
@@ -38,31 +48,61 @@ class LoginManagers : public ::testing::Test {
   }
 
   FakeBus::Answer answer = [](sd_bus_message* call) { return sd_bus_reply_method_return(call, nullptr); };
-  FakeBus bus{[this](sd_bus_message* call) { return answer(call); }};
+  Calls asked;  ///< each call with its number
+  FakeBus bus{[this](sd_bus_message* call) {
+    asked.push_back(std::string(sd_bus_message_get_member(call)) + " " + std::to_string(argument_of(call)));
+    return answer(call);
+  }};
   RecordedMachine machine;
 };
 
-TEST_F(LoginManagers, EndsOfTheRunHaveTheirOwnCalls) {
+TEST_F(LoginManagers, EndsOfTheRunHaveTheirOwnCallsThatWaitForThoseWhoHoldThemUp) {
   LoginManager manager(machine);
   EXPECT_EQ(manager.shut_down(Shutdown::reboot, false), 0U);
   EXPECT_EQ(manager.shut_down(Shutdown::halt, false), 0U);
   EXPECT_EQ(manager.shut_down(Shutdown::power_off, false), 0U);
-  EXPECT_EQ(manager.shut_down(Shutdown::reboot, true), 0U);
-  EXPECT_EQ(bus.calls(), (Calls{"Reboot", "Halt", "PowerOff", "RebootWithFlags"}));
+  EXPECT_EQ(asked, (Calls{"RebootWithFlags 1", "HaltWithFlags 1", "PowerOffWithFlags 1"}));
 }
 
-TEST_F(LoginManagers, OlderOnesHaveNoForce) {
+TEST_F(LoginManagers, ForceOverrulesThem) {
+  EXPECT_EQ(LoginManager(machine).shut_down(Shutdown::reboot, true), 0U);
+  EXPECT_EQ(asked, Calls{"RebootWithFlags 16"});
+}
+
+TEST_F(LoginManagers, OlderOnesOverruleThemWithoutAFlag) {
+  answer = [](sd_bus_message* call) {
+    const bool knows = argument_of(call) < 16;
+    return knows ? sd_bus_reply_method_return(call, nullptr)
+                 : sd_bus_reply_method_errorf(call, SD_BUS_ERROR_INVALID_ARGS, "no such flag");
+  };
+  EXPECT_EQ(LoginManager(machine).shut_down(Shutdown::reboot, true), 0U);
+  EXPECT_EQ(asked, (Calls{"RebootWithFlags 16", "RebootWithFlags 0"}));
+}
+
+TEST_F(LoginManagers, AFlagThatNoVersionTakesIsAFailure) {
+  answer = [](sd_bus_message* call) {
+    return sd_bus_reply_method_errorf(call, SD_BUS_ERROR_INVALID_ARGS, "no such flag");
+  };
+  EXPECT_EQ(raised([&] { return LoginManager(machine).shut_down(Shutdown::reboot, false); }), 0x80041004);
+  EXPECT_EQ(raised([&] { return LoginManager(machine).shut_down(Shutdown::reboot, true); }), 0x80041004);
+  EXPECT_EQ(asked, (Calls{"RebootWithFlags 1", "RebootWithFlags 16", "RebootWithFlags 0"}));
+}
+
+TEST_F(LoginManagers, TheOldestOnesHaveNoFlags) {
   answer = [](sd_bus_message* call) {
     if (is(call, "PowerOffWithFlags"))
       return sd_bus_reply_method_errorf(call, SD_BUS_ERROR_UNKNOWN_METHOD, "no");
     return sd_bus_reply_method_return(call, nullptr);
   };
   EXPECT_EQ(LoginManager(machine).shut_down(Shutdown::power_off, true), 0U);
-  EXPECT_EQ(bus.calls(), (Calls{"PowerOffWithFlags", "PowerOff"}));
+  EXPECT_EQ(LoginManager(machine).shut_down(Shutdown::power_off, false), 0U);
+  EXPECT_EQ(asked, (Calls{"PowerOffWithFlags 16", "PowerOff 0", "PowerOffWithFlags 1", "PowerOff 0"}))
+      << "0 in the plain call: nobody is asked for a password";
 }
 
 TEST_F(LoginManagers, WithoutTheRightThePrivilegeIsNotHeld) {
-  for (const char* name : {SD_BUS_ERROR_ACCESS_DENIED, SD_BUS_ERROR_INTERACTIVE_AUTHORIZATION_REQUIRED}) {
+  for (const char* name : {SD_BUS_ERROR_ACCESS_DENIED, SD_BUS_ERROR_INTERACTIVE_AUTHORIZATION_REQUIRED,
+                           "org.freedesktop.login1.BlockedByInhibitorLock"}) {
     answer = [name](sd_bus_message* call) { return sd_bus_reply_method_errorf(call, name, "no"); };
     EXPECT_EQ(raised([&] { return LoginManager(machine).shut_down(Shutdown::reboot, false); }), 0x80041062)
         << name;
@@ -78,13 +118,13 @@ TEST_F(LoginManagers, WithoutOneTheServiceManagerIsAsked) {
     return sd_bus_reply_method_return(call, nullptr);
   };
   EXPECT_EQ(LoginManager(machine).shut_down(Shutdown::reboot, false), 0U);
-  EXPECT_EQ(bus.calls(), (Calls{"Reboot", "Reboot"}));
+  EXPECT_EQ(bus.calls(), (Calls{"RebootWithFlags", "Reboot"}));
 }
 
 TEST_F(LoginManagers, OtherAnswersAreAFailure) {
   answer = [](sd_bus_message* call) { return sd_bus_reply_method_errorf(call, "org.example.Odd", "no"); };
   EXPECT_EQ(raised([&] { return LoginManager(machine).shut_down(Shutdown::halt, false); }), 0x80041004);
-  EXPECT_EQ(bus.calls(), Calls{"Halt"}) << "asked once";
+  EXPECT_EQ(bus.calls(), Calls{"HaltWithFlags"}) << "asked once";
 }
 
 TEST_F(LoginManagers, LogOffEndsTheSessionInFrontOfTheSeat) {

@@ -176,11 +176,12 @@ constexpr cim::Parameter kShutdownIn[]{{"Flags", sint32}, {"Reserved", sint32}};
 constexpr cim::Method kMethods[]{
     {"Reboot",
      {},
-     "Restarts the machine. 0 accepted; \"Privilege not held \" without the right to.",
+     "Restarts the machine. 0 accepted; \"Privilege not held \" without the right to and where somebody asks "
+     "to wait.",
      cim::caller<&Row::reboot>},
     {"Win32Shutdown", kShutdownIn,
      "Flags 0 logs the interactive user off, 1 halts, 2 restarts, 8 powers off; "
-     "4 more forces it against those who ask to wait. "
+     "4 more forces it against those who ask to wait, which else is \"Privilege not held \". "
      "0 accepted, 87 for other flags or none, 1312 when nobody is logged on.",
      cim::caller<&Row::win32_shutdown>},
 };
