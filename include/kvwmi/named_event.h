@@ -11,18 +11,21 @@ namespace kvwmi {
 /// A named event that every process of the machine can reach under its name: the agent's side of the signal
 /// that `Supervision` gives when it has queued a record.
 ///
-/// Windows: an event object of that name. Linux: a POSIX message queue of one slot, for its owner only (mode
-/// 0600). It lives as long as somebody holds it; a queue left behind by a process that was killed is taken
-/// over as a new event, not signalled.
+/// Windows: an event object of that name, which lies within the system's code page, for the engine opens it
+/// by its 8-bit name. Linux: a POSIX message queue of one slot, for its owner only (mode 0600). It lives as
+/// long as somebody holds it; a queue left behind by a process that was killed is taken over as a new event,
+/// not signalled.
 ///
 /// Names: on Linux the prefixes `Global\` and `Local\` are dropped, since there is one name space; the rest
 /// becomes the queue `/NAME`, with `/`, `%`, control characters and a leading dot as %XX. What is longer than
 /// 254 bytes then is cut and completed with `%` and a checksum of 16 hexadecimal digits. As on Windows, a
-/// further backslash and the empty name are refused, names are told apart by case.
+/// further backslash and the empty name are refused, names are told apart by case. On Windows a name with a
+/// letter that the system's code page lacks is refused too: the engine opens events by their 8-bit names.
 ///
 /// An instance belongs to one thread at a time. Failures raise Error with the system's number as an HRESULT:
 /// 0x80070005 no access (another user's event), 0x8007007B bad name, 0x80070006 the name is no event,
-/// 0x800705AA no more events (Linux allows 256 queues to a user without privileges).
+/// 0x800705AA no more events (Linux bounds the memory of a user's queues, and allows 256 queues to those
+/// without privileges).
 class KVWMI_API NamedEvent {
  public:
   enum class Reset : std::uint8_t {
@@ -36,7 +39,8 @@ class KVWMI_API NamedEvent {
   NamedEvent(const NamedEvent&) = delete;
   NamedEvent& operator=(const NamedEvent&) = delete;
 
-  /// Waits until the event is set; false when `timeout` passed first. 0 does not wait.
+  /// Waits until the event is set; false when `timeout` passed first. 0 does not wait, the longest time waits
+  /// as good as for ever.
   [[nodiscard]] bool wait(std::chrono::milliseconds timeout);
   /// Sets the event; one that is set stays set.
   void set();

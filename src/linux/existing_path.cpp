@@ -1,19 +1,14 @@
 #include "linux/existing_path.h"
 
-#include <dirent.h>
 #include <sys/stat.h>
 
 #include <algorithm>
-#include <memory>
 
 #include "frame/text.h"
+#include "linux/folder.h"
 
 namespace kvwmi::ground {
 namespace {
-
-struct CloseFolder {
-  void operator()(DIR* folder) const noexcept { ::closedir(folder); }
-};
 
 bool exists(const std::string& path) {
   struct stat status {};
@@ -21,7 +16,7 @@ bool exists(const std::string& path) {
 }
 
 std::optional<std::string> entry_in_any_case(const std::string& folder, std::string_view name) {
-  const std::unique_ptr<DIR, CloseFolder> entries(::opendir(folder.empty() ? "." : folder.c_str()));
+  const Folder entries = open_folder(folder.empty() ? "." : folder);
   if (!entries) return std::nullopt;
   std::optional<std::string> found;
   while (const dirent* entry = ::readdir(entries.get())) {

@@ -1,17 +1,16 @@
 #include "linux/file_system.h"
 
-#include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <memory>
 
 #include "frame/runtime_error.h"
 #include "linux/drive_path.h"
 #include "linux/drives.h"
 #include "linux/existing_path.h"
+#include "linux/folder.h"
 #include "linux/path_spec.h"
 
 namespace kvwmi::ground {
@@ -40,10 +39,6 @@ std::size_t last_component(std::string_view path) {
   const std::size_t separator = path.find_last_of(kSeparators);
   return std::max(separator == std::string_view::npos ? 0 : separator + 1, root_length(path));
 }
-
-struct CloseFolder {
-  void operator()(DIR* folder) const noexcept { ::closedir(folder); }
-};
 
 /// A symbolic link is none: whoever walks a tree must not walk in circles.
 bool is_folder(DIR* parent, const dirent& entry) {
@@ -75,7 +70,7 @@ std::string LinuxFileSystem::file_name(std::string_view path) {
 
 std::vector<std::string> LinuxFileSystem::subfolders(const std::string& path) {
   const auto native = existing_native_path(path);
-  const std::unique_ptr<DIR, CloseFolder> folder(native ? ::opendir(native->c_str()) : nullptr);
+  const Folder folder = native ? open_folder(*native) : nullptr;
   if (!folder) throw runtime_error(RuntimeError::path_not_found);
   const bool windows_form = has_drive(path) || path.find('\\') != std::string::npos;
   std::string parent(without_trailing_separators(path));

@@ -2,29 +2,19 @@
 
 #include <algorithm>
 
+#include "linux/deadline.h"
 #include "linux/thread_loop.h"
 
 namespace kvwmi::message_loop {
 namespace {
 
-using SteadyClock = std::chrono::steady_clock;
+using ground::deadline_after;
+using ground::left_until;
+using ground::SteadyClock;
 
 // How long a condition may go unasked: other threads and signal handlers change things without a word to this
 // loop.
 constexpr std::chrono::milliseconds kAskAgain{100};
-
-/// What is left until `deadline`, rounded up so that a loop does not spin through the last millisecond.
-std::chrono::milliseconds left_until(SteadyClock::time_point deadline) {
-  const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - SteadyClock::now());
-  return std::max(left, std::chrono::milliseconds(0));
-}
-
-/// `now` + `duration`, without running over for very long ones.
-SteadyClock::time_point deadline_after(std::chrono::milliseconds duration) {
-  const SteadyClock::time_point now = SteadyClock::now();
-  const auto most = std::chrono::floor<std::chrono::milliseconds>(SteadyClock::time_point::max() - now);
-  return now + std::min(duration, most);
-}
 
 }  // namespace
 

@@ -80,6 +80,15 @@ TEST(MessageLoopTest, RunOnceTellsWhetherItWasWoken) {
   EXPECT_FALSE(message_loop::run_once(milliseconds(0)));
 }
 
+TEST(MessageLoopTest, TheLongestWaitWaits) {
+  bool ticked = false;
+  const Timers::Id timer = timers().set(10, [&] { ticked = true; });
+  EXPECT_TRUE(message_loop::run_once(milliseconds::max()));
+  EXPECT_TRUE(ticked);
+  timers().kill(timer);
+  EXPECT_FALSE(message_loop::run_once(milliseconds::min()));
+}
+
 TEST(MessageLoopTest, AForeignLoopNeedsTheDescriptorOnly) {
   EXPECT_FALSE(loop_is_readable());
   std::vector<std::string> seen;

@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <poll.h>
+#include <sys/eventfd.h>
 #include <sys/file.h>
 #include <sys/stat.h>
 
@@ -11,6 +12,7 @@
 #include <optional>
 
 #include "frame/runtime_error.h"
+#include "linux/deadline.h"
 #include "linux/message_queue.h"
 #include "linux/system_error.h"
 
@@ -20,6 +22,8 @@ namespace {
 using ground::Descriptor;
 using ground::queue_name;
 using ground::system_error;
+
+constexpr std::chrono::milliseconds kLongestPoll{std::numeric_limits<int>::max()};
 
 /// A queue outlives its users, an event must not: every holder keeps a shared lock on the queue. Who can have
 /// it alone on opening has found what a killed process left behind; who can have it alone on closing is the
@@ -52,13 +56,28 @@ long message_size(NamedEvent::Reset reset) {
   return reset == NamedEvent::Reset::automatic ? ground::kAutomaticMessageSize : ground::kManualMessageSize;
 }
 
+/// Why there is no queue, in words of its own where the system's would name something else.
+Error open_failure(int error) {
+  const Error failure = system_error(error, "mq_open");
+  // The same number says that this process has no descriptor left.
+  if (error == EMFILE && Descriptor(::eventfd(0, EFD_CLOEXEC))) {
+    return failure.with_description(
+        "mq_open: this user's queues have all the memory that they may (ulimit -q)");
+  }
+  if (error == ENOSPC) {
+    return failure.with_description(
+        "mq_open: there are all the queues that the system allows (fs.mqueue.queues_max)");
+  }
+  return failure;
+}
+
 /// The event's queue, held; nullopt where its last holder let it go meanwhile, or a left one was in the way.
 std::optional<Descriptor> try_open(const std::string& name, NamedEvent::Reset reset) {
   mq_attr attributes{};
   attributes.mq_maxmsg = 1;
   attributes.mq_msgsize = message_size(reset);
   Descriptor queue(::mq_open(name.c_str(), O_RDWR | O_CREAT | O_NONBLOCK, S_IRUSR | S_IWUSR, &attributes));
-  if (!queue) throw system_error(errno, "mq_open");
+  if (!queue) throw open_failure(errno);
   const long size = message_size(queue.get());
   if (lock_alone(queue.get())) {
     if (size != attributes.mq_msgsize) {
@@ -76,7 +95,10 @@ std::optional<Descriptor> try_open(const std::string& name, NamedEvent::Reset re
 
 NamedEvent::NamedEvent(const std::string& name, Reset reset) : reset_(reset), handle_(-1) {
   const auto queue = queue_name(name);
-  if (!queue) throw system_error(ENAMETOOLONG, "mq_open");
+  if (!queue) {
+    throw system_error(ENAMETOOLONG, "mq_open")
+        .with_description("No event can be named \"" + name + "\": the name is empty or has a backslash");
+  }
   name_ = *queue;
   std::optional<Descriptor> opened;
   while (!opened) opened = try_open(name_, reset);
@@ -90,18 +112,16 @@ NamedEvent::~NamedEvent() {
 }
 
 bool NamedEvent::wait(std::chrono::milliseconds timeout) {
-  using SteadyClock = std::chrono::steady_clock;
-  const SteadyClock::time_point start = SteadyClock::now();
+  const auto deadline = ground::deadline_after(timeout);
   const int queue = static_cast<int>(handle_);
   for (;;) {
-    const auto left = std::chrono::ceil<std::chrono::milliseconds>(timeout - (SteadyClock::now() - start));
-    const auto wait = std::clamp<std::int64_t>(left.count(), 0, std::numeric_limits<int>::max());
+    const auto left = ground::left_until(deadline);
     pollfd event{queue, POLLIN, 0};
-    const int ready = ::poll(&event, 1, static_cast<int>(wait));
+    const int ready = ::poll(&event, 1, static_cast<int>(std::min(left, kLongestPoll).count()));
     if (ready < 0 && errno != EINTR) throw system_error(errno, "poll");
     // With several waiters of an automatic event one takes the signal and the others go on waiting.
     if (ready > 0 && (reset_ == Reset::manual || ground::take_signal(queue))) return true;
-    if (wait == 0) return false;
+    if (left.count() == 0) return false;
   }
 }
 

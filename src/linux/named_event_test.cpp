@@ -2,10 +2,15 @@
 
 #include <gtest/gtest.h>
 #include <poll.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 
+#include <array>
 #include <atomic>
 #include <csignal>
+#include <fstream>
+#include <iterator>
+#include <stdexcept>
 #include <string>
 #include <thread>
 #include <vector>
@@ -213,8 +218,61 @@ TEST(NamedEventTest, RefusesNamesThatNoEventCanHave) {
       ADD_FAILURE() << name;
     } catch (const Error& error) {
       EXPECT_EQ(error.number(), static_cast<std::int32_t>(0x8007007B));
+      EXPECT_EQ(error.description(),
+                "No event can be named \"" + name + "\": the name is empty or has a backslash");
     }
   }
+}
+
+/// Whether a thread of this process waits for something.
+bool sleeps(pid_t thread) {
+  std::ifstream file("/proc/self/task/" + std::to_string(thread) + "/stat");
+  const std::string text{std::istreambuf_iterator<char>(file), {}};
+  return text.find(") S ") != std::string::npos;
+}
+
+TEST(NamedEventTest, TheLongestWaitWaits) {
+  NamedEvent event(own_name("longest"), Reset::automatic);
+  std::atomic<pid_t> agent = 0;
+  std::thread thread([&] {
+    agent = ::gettid();
+    EXPECT_TRUE(event.wait(milliseconds::max()));
+  });
+  EXPECT_TRUE(testing::eventually([&] { return agent != 0 && sleeps(agent); }));
+  event.set();
+  thread.join();
+  EXPECT_FALSE(event.wait(milliseconds::min()));
+}
+
+/// What is said to a process without a right that its limit would not bound.
+std::string refusal(const std::string& name, int resource, rlim_t limit) {
+  std::array<int, 2> pipe{};
+  if (::pipe(pipe.data()) != 0) throw std::runtime_error("no pipe");
+  const ground::Descriptor said(pipe[0]);
+  Forked limited([&] {
+    if (::geteuid() == 0 && ::setuid(65534) != 0) return 1;
+    const rlimit both{limit, limit};
+    if (::setrlimit(static_cast<__rlimit_resource>(resource), &both) != 0) return 2;
+    try {
+      NamedEvent event(name, Reset::automatic);
+      return 3;
+    } catch (const Error& error) {
+      if (error.number() != static_cast<std::int32_t>(0x800705AA)) return 4;
+      const std::string& text = error.description();
+      return ::write(pipe[1], text.data(), text.size()) > 0 ? 0 : 5;
+    }
+  });
+  ::close(pipe[1]);
+  std::string text(200, '\0');
+  const ssize_t length = ::read(said.get(), text.data(), text.size());
+  EXPECT_EQ(limited.wait(), 0);
+  return text.substr(0, length > 0 ? static_cast<std::size_t>(length) : 0);
+}
+
+TEST(NamedEventTest, SaysWhichLimitWasReached) {
+  EXPECT_EQ(refusal(own_name("memory"), RLIMIT_MSGQUEUE, 0),
+            "mq_open: this user's queues have all the memory that they may (ulimit -q)");
+  EXPECT_EQ(refusal(own_name("descriptors"), RLIMIT_NOFILE, 3), "mq_open: Too many open files");
 }
 
 TEST(NamedEventTest, RefusesAQueueThatIsNoEvent) {

@@ -4,12 +4,12 @@
 #include <sys/timerfd.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cerrno>
 #include <utility>
 
 #include "frame/diagnostics.h"
 #include "frame/runtime_error.h"
+#include "linux/deadline.h"
 #include "linux/system_error.h"
 
 namespace kvwmi::ground {
@@ -41,23 +41,22 @@ ThreadLoop& ThreadLoop::current() {
 }
 
 ThreadLoop::ThreadLoop() : mailbox_(std::make_shared<Mailbox>()) {
-  checked(sd_event_default(&event_), "sd_event_default");
+  sd_event* event = nullptr;
+  checked(sd_event_default(&event), "sd_event_default");
+  event_.reset(event);
   const auto deliver = [](sd_event_source*, int, std::uint32_t, void* userdata) {
     // The thread may end its loop's life in the middle of a delivery.
     const std::shared_ptr<Mailbox> mailbox = static_cast<ThreadLoop*>(userdata)->mailbox_;
     mailbox->run();
     return 0;
   };
-  const int added = sd_event_add_io(event_, &mail_, mailbox_->descriptor(), EPOLLIN, deliver, this);
-  if (added < 0) sd_event_unref(event_);
-  checked(added, "sd_event_add_io");
+  checked(sd_event_add_io(event, &mail_, mailbox_->descriptor(), EPOLLIN, deliver, this), "sd_event_add_io");
 }
 
 ThreadLoop::~ThreadLoop() {
   mailbox_->close();
   timers_.clear();
   sd_event_source_disable_unref(mail_);
-  sd_event_unref(event_);
 }
 
 ThreadLoop::TimerId ThreadLoop::set_timer(std::chrono::milliseconds period, std::function<void()> tick) {
@@ -73,7 +72,7 @@ ThreadLoop::TimerId ThreadLoop::set_timer(std::chrono::milliseconds period, std:
     throw system_error(errno, "timerfd_settime");
   }
   checked(
-      sd_event_add_io(event_, &timer->source, timer->descriptor.get(), EPOLLIN, &Timer::fired, timer.get()),
+      sd_event_add_io(event(), &timer->source, timer->descriptor.get(), EPOLLIN, &Timer::fired, timer.get()),
       "sd_event_add_io");
   timers_.emplace(++last_timer_, timer);
   return last_timer_;
@@ -88,11 +87,12 @@ void ThreadLoop::kill_timer(TimerId id) {
 }
 
 bool ThreadLoop::run_once(std::chrono::milliseconds timeout) {
-  if (sd_event_get_state(event_) == SD_EVENT_RUNNING) {
+  if (sd_event_get_state(event()) == SD_EVENT_RUNNING) {
     throw runtime_error(RuntimeError::invalid_procedure_call);
   }
-  const auto wait = std::chrono::microseconds(std::max(timeout, std::chrono::milliseconds(0)));
-  return checked(sd_event_run(event_, static_cast<std::uint64_t>(wait.count())), "sd_event_run") > 0;
+  // What the clock can hold fits into microseconds too.
+  const std::chrono::microseconds wait = left_until(deadline_after(timeout));
+  return checked(sd_event_run(event(), static_cast<std::uint64_t>(wait.count())), "sd_event_run") > 0;
 }
 
 }  // namespace kvwmi::ground

@@ -26,7 +26,7 @@ class ThreadLoop {
   ThreadLoop(const ThreadLoop&) = delete;
   ThreadLoop& operator=(const ThreadLoop&) = delete;
 
-  [[nodiscard]] sd_event* event() const noexcept { return event_; }
+  [[nodiscard]] sd_event* event() const noexcept { return event_.get(); }
   /// Stays usable, and does nothing, after the thread's end.
   [[nodiscard]] const std::shared_ptr<Mailbox>& mailbox() const noexcept { return mailbox_; }
 
@@ -39,8 +39,11 @@ class ThreadLoop {
 
  private:
   struct Timer;
+  struct EventCloser {
+    void operator()(sd_event* event) const noexcept { sd_event_unref(event); }
+  };
 
-  sd_event* event_ = nullptr;
+  std::unique_ptr<sd_event, EventCloser> event_;
   std::shared_ptr<Mailbox> mailbox_;
   sd_event_source* mail_ = nullptr;
   std::map<TimerId, std::shared_ptr<Timer>> timers_;

@@ -1,14 +1,13 @@
 #include "linux/providers/system_file.h"
 
-#include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
 
 #include <algorithm>
 #include <array>
 #include <cerrno>
-#include <memory>
 
+#include "linux/folder.h"
 #include "linux/parsers/scan.h"
 #include "linux/providers/failure.h"
 
@@ -69,7 +68,7 @@ std::optional<std::string> read_link_at(int folder, const char* path) {
 }
 
 std::optional<std::vector<std::string>> list_folder(const std::string& path) {
-  const std::unique_ptr<DIR, int (*)(DIR*)> folder(opendir(path.c_str()), closedir);
+  const Folder folder = open_folder(path);
   if (!folder) return std::nullopt;
   std::vector<std::string> names;
   while (true) {

@@ -9,6 +9,7 @@
 
 #include "kvwmi/error.h"
 #include "kvwmi/named_event.h"
+#include "windows/win32/named_events.h"
 
 namespace kvwmi {
 namespace {
@@ -87,6 +88,24 @@ TEST(NamedEventTest, RefusesTheEmptyName) {
     ADD_FAILURE();
   } catch (const Error& error) {
     EXPECT_EQ(error.number(), static_cast<std::int32_t>(0x8007007B));
+  }
+}
+
+TEST(NamedEventTest, HasANameThatTheEngineCanSay) {
+  const std::string within = own_name("d\u00E9j\u00E0");
+  NamedEvent event(within, Reset::automatic);
+  ground::Win32NamedEvents().signal(within);
+  EXPECT_TRUE(event.wait(milliseconds(0)));
+
+  if (::GetACP() == CP_UTF8) GTEST_SKIP() << "this code page has all letters";
+  const std::string outside = own_name("\u4E8B\u4EF6");
+  try {
+    NamedEvent unreachable(outside, Reset::automatic);
+    ADD_FAILURE();
+  } catch (const Error& error) {
+    EXPECT_EQ(error.number(), static_cast<std::int32_t>(0x8007007B));
+    EXPECT_EQ(error.description(),
+              "No event can be named \"" + outside + "\": the code page of this system lacks a letter of it");
   }
 }
 

@@ -6,6 +6,7 @@
 
 #include "frame/runtime_error.h"
 #include "windows/text/unicode.h"
+#include "windows/win32/code_page.h"
 
 namespace kvwmi {
 namespace {
@@ -24,6 +25,11 @@ NamedEvent::NamedEvent(const std::string& name, Reset reset) : name_(name), rese
   // A nameless event would be one that nobody else can reach; the system reads a name up to its first NUL.
   const std::wstring system_name = windows::to_utf16(name);
   if (*system_name.c_str() == L'\0') raise(ERROR_INVALID_NAME, "CreateEvent");
+  // The engine opens it by its 8-bit name, and would never find one that the code page cannot say.
+  if (ground::from_code_page(ground::to_code_page(name)) != name) {
+    throw Error(HRESULT_FROM_WIN32(ERROR_INVALID_NAME), kComponentName,
+                "No event can be named \"" + name + "\": the code page of this system lacks a letter of it");
+  }
   const HANDLE event = ::CreateEventW(nullptr, reset == Reset::manual, FALSE, system_name.c_str());
   if (event == nullptr) {
     const DWORD code = ::GetLastError();
