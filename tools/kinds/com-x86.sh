@@ -2,7 +2,7 @@ summary="the automation server, 32 bit: its contract; its clients too where ./te
 order=28
 packages="test mingw wine"
 kind_build() {
-  if tools/wine32 --ready; then build mingw-x86; else build mingw-x86 KVWMI && build mingw-x64 com_contract_test; fi
+  if tools/wine32 --ready; then build mingw-x86; else build mingw-x86 KVWMI KVIPAddress && build mingw-x64 com_contract_test; fi
 }
 kind_run() {
   if tools/wine32 --ready; then
@@ -11,8 +11,8 @@ kind_run() {
     tools/wine32 --stop
     return
   fi
-  # What is told about the library from outside needs no 32-bit Wine.
-  run_ctest mingw-x86 com com_library_shape
+  # What is told about the libraries from outside needs no 32-bit Wine.
+  run_ctest mingw-x86 com com_library_shape com_companion_shape
   tools/wine --start || return 1
   if KVWMI_TESTED_LIBRARY=build/mingw-x86/KVWMI.dll tools/wine build/mingw-x64/com_contract_test.exe; then
     pass "com_contract_test, by the 64-bit program"

@@ -2,8 +2,6 @@
 
 #include <fcntl.h>
 #include <linux/if_addr.h>
-#include <linux/netlink.h>
-#include <linux/rtnetlink.h>
 #include <net/if.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
@@ -17,6 +15,8 @@
 #include <map>
 #include <string_view>
 #include <utility>
+
+#include "companions/kvipaddress/linux/netlink.h"
 
 namespace kvipaddress {
 namespace {
@@ -74,35 +74,6 @@ std::string folder_of(const std::string& path) {
   return path.substr(0, std::max<std::size_t>(slash, 1));
 }
 
-// rtnetlink: messages and attributes are a header with a length and what follows it, aligned to four bytes.
-
-/// The T at the start of `bytes`, which may lie at any address.
-template <typename T>
-std::optional<T> head(std::string_view bytes) {
-  if (bytes.size() < sizeof(T)) return std::nullopt;
-  T value{};
-  std::memcpy(&value, bytes.data(), sizeof value);
-  return value;
-}
-
-std::string_view after(std::string_view bytes, std::size_t size) {
-  return bytes.substr(std::min((size + 3) & ~std::size_t{3}, bytes.size()));
-}
-
-/// Hands `use` each attribute's type and content.
-template <typename Use>
-void for_each_attribute(std::string_view bytes, Use use) {
-  for (;;) {
-    const auto attribute = head<rtattr>(bytes);
-    if (!attribute || attribute->rta_len < sizeof(rtattr) || attribute->rta_len > bytes.size()) return;
-    use(attribute->rta_type & NLA_TYPE_MASK,
-        bytes.substr(sizeof(rtattr), attribute->rta_len - sizeof(rtattr)));
-    bytes = after(bytes, attribute->rta_len);
-  }
-}
-
-enum class Dump { complete, interrupted, failed };
-
 struct DumpRequest {
   nlmsghdr header{};
   rtgenmsg body{};
@@ -132,15 +103,8 @@ Dump dump_once(std::uint16_t kind, Use use) {
     if (got < 0 && errno == EINTR) continue;
     if (got <= 0 || static_cast<std::size_t>(got) > buffer.size()) return Dump::failed;
 
-    std::string_view bytes(buffer.data(), static_cast<std::size_t>(got));
-    while (const auto message = head<nlmsghdr>(bytes)) {
-      if (message->nlmsg_len < sizeof(nlmsghdr) || message->nlmsg_len > bytes.size()) return Dump::failed;
-      interrupted = interrupted || (message->nlmsg_flags & NLM_F_DUMP_INTR) != 0;
-      if (message->nlmsg_type == NLMSG_DONE) return interrupted ? Dump::interrupted : Dump::complete;
-      if (message->nlmsg_type == NLMSG_ERROR) return Dump::failed;
-      use(message->nlmsg_type, bytes.substr(sizeof(nlmsghdr), message->nlmsg_len - sizeof(nlmsghdr)));
-      bytes = after(bytes, message->nlmsg_len);
-    }
+    const std::string_view datagram(buffer.data(), static_cast<std::size_t>(got));
+    if (const auto end = read_datagram(datagram, interrupted, use)) return *end;
   }
 }
 

@@ -13,8 +13,8 @@ std::int32_t check_ip_address(System& system, Reports& reports, const std::strin
   if (!addresses) return kNothing;
 
   const Findings findings = find_differences(*definition, *chosen, *addresses);
-  if (definition->repeat) return verdict(findings);
-  return reports.answer(definition_file + '\n' + filter, findings, now);
+  const std::string watch = definition_file + '\n' + filter;
+  return definition->repeat ? reports.repeated(watch, findings, now) : reports.news(watch, findings, now);
 }
 
 std::int32_t check_network_interfaces(System& system, const std::string& record_file) {

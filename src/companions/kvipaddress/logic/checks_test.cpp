@@ -84,8 +84,11 @@ TEST_F(CheckIpAddress, ReturningToTheDefinitionReportsNothing) {
 
 TEST_F(CheckIpAddress, RepeatReportsAtEveryCheck) {
   system.files["def"] += "repeat\n";
-  machine({"10.0.0.2"});
+  machine({"10.0.0.1", "10.0.0.2"});
   EXPECT_EQ(check(), 1);
+  EXPECT_EQ(check(), 1);
+  machine({"10.0.0.2"});
+  EXPECT_EQ(check(), 2) << "the absence is not hidden by the modification that lasts";
   EXPECT_EQ(check(), 1);
   machine({});
   EXPECT_EQ(check(), 2);

@@ -57,27 +57,31 @@ Findings find_differences(const Definition& definition, const Filter& filter,
   return findings;
 }
 
-std::int32_t verdict(const Findings& findings) {
-  if (!findings.unexpected.empty()) return kModification;
-  return findings.missing.empty() ? kNothing : kAbsence;
-}
-
-std::int32_t Reports::answer(const std::string& watch, const Findings& findings, Clock::time_point now) {
-  make_room_for(watch, now);
-  auto& [told, asked] = watches_[watch];
-  asked = now;
+std::int32_t Reports::news(const std::string& watch, const Findings& findings, Clock::time_point now) {
+  Findings& told = asking(watch, now).told;
   keep_common(told.unexpected, findings.unexpected);
   keep_common(told.missing, findings.missing);
   if (tell(told.unexpected, findings.unexpected)) return kModification;
   return tell(told.missing, findings.missing) ? kAbsence : kNothing;
 }
 
-void Reports::make_room_for(const std::string& watch, Clock::time_point now) {
+std::int32_t Reports::repeated(const std::string& watch, const Findings& findings, Clock::time_point now) {
+  std::int32_t& last = asking(watch, now).last;
+  const bool modified = !findings.unexpected.empty() && (findings.missing.empty() || last != kModification);
+  if (modified) return last = kModification;
+  return last = findings.missing.empty() ? kNothing : kAbsence;
+}
+
+Reports::Watch& Reports::asking(const std::string& watch, Clock::time_point now) {
   std::erase_if(watches_, [&](const auto& entry) { return now - entry.second.asked > kForgottenAfter; });
-  if (watches_.size() < kMaxWatches || watches_.contains(watch)) return;
-  watches_.erase(std::min_element(watches_.begin(), watches_.end(), [](const auto& a, const auto& b) {
-    return a.second.asked < b.second.asked;
-  }));
+  if (watches_.size() >= kMaxWatches && !watches_.contains(watch)) {
+    watches_.erase(std::min_element(watches_.begin(), watches_.end(), [](const auto& a, const auto& b) {
+      return a.second.asked < b.second.asked;
+    }));
+  }
+  Watch& asker = watches_[watch];
+  asker.asked = now;
+  return asker;
 }
 
 }  // namespace kvipaddress

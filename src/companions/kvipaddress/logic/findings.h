@@ -31,29 +31,31 @@ inline constexpr std::int32_t kNothing = 0;
 inline constexpr std::int32_t kModification = 1;
 inline constexpr std::int32_t kAbsence = 2;
 
-/// The result while the differences last: a modification before an absence.
-[[nodiscard]] std::int32_t verdict(const Findings& findings);
-
-/// What has been reported already, so that each difference is reported once.
+/// What each watch has been told: one check has one verdict, so what does not fit into it is left for the
+/// next.
 class Reports {
  public:
   using Clock = std::chrono::steady_clock;
   /// A watch that has not asked for this long has ended; whoever asks next is told everything again.
-  static constexpr std::chrono::minutes kForgottenAfter{5};
-  static constexpr std::size_t kMaxWatches = 256;
+  static constexpr std::chrono::hours kForgottenAfter{24};
+  /// Of more than these the one that has not asked for longest is forgotten.
+  static constexpr std::size_t kMaxWatches = 4'096;
 
-  /// The verdict on those differences that `watch` has not been told yet. Differences that do not fit into
-  /// one verdict are left for the next call.
-  [[nodiscard]] std::int32_t answer(const std::string& watch, const Findings& findings,
-                                    Clock::time_point now);
+  /// The verdict on those differences that `watch` has not been told yet, a modification before an absence.
+  [[nodiscard]] std::int32_t news(const std::string& watch, const Findings& findings, Clock::time_point now);
+
+  /// The verdict on all differences, told or not: a modification and an absence in turn while both last.
+  [[nodiscard]] std::int32_t repeated(const std::string& watch, const Findings& findings,
+                                      Clock::time_point now);
 
  private:
   struct Watch {
     Findings told;
+    std::int32_t last = kNothing;  ///< what repeated() gave
     Clock::time_point asked;
   };
 
-  void make_room_for(const std::string& watch, Clock::time_point now);
+  Watch& asking(const std::string& watch, Clock::time_point now);
 
   std::map<std::string, Watch> watches_;
 };

@@ -68,20 +68,16 @@ TEST(FindDifferences, AnEntryThatTheFilterLeavesOutStillExplainsAddresses) {
   expect(differences("* 10.0.0.0/8\n", "eth0", {at("eth0", "10.0.0.9")}), {}, {});
 }
 
-TEST(Verdict, AModificationComesBeforeAnAbsence) {
-  EXPECT_EQ(verdict({}), 0);
-  EXPECT_EQ(verdict({{"x"}, {}}), 1);
-  EXPECT_EQ(verdict({{}, {"x"}}), 2);
-  EXPECT_EQ(verdict({{"x"}, {"y"}}), 1);
-}
-
 class ReportsTest : public ::testing::Test {
  protected:
   Reports reports;
   Reports::Clock::time_point now{minutes(1'000)};
 
   std::int32_t tell(const Findings& findings, const char* watch = "watch") {
-    return reports.answer(watch, findings, now += seconds(5));
+    return reports.news(watch, findings, now += seconds(5));
+  }
+  std::int32_t repeat(const Findings& findings) {
+    return reports.repeated("watch", findings, now += seconds(5));
   }
 };
 
@@ -123,6 +119,30 @@ TEST_F(ReportsTest, EachWatchIsToldForItself) {
   EXPECT_EQ(tell({{"a"}, {}}, "one"), 0);
 }
 
+TEST_F(ReportsTest, RepeatsWhatLasts) {
+  EXPECT_EQ(repeat({}), 0);
+  EXPECT_EQ(repeat({{"x"}, {}}), 1);
+  EXPECT_EQ(repeat({{"x"}, {}}), 1);
+  EXPECT_EQ(repeat({{}, {"y"}}), 2);
+  EXPECT_EQ(repeat({{}, {"y"}}), 2);
+}
+
+TEST_F(ReportsTest, RepeatsInTurnWhatLastsTogether) {
+  EXPECT_EQ(repeat({{"x"}, {"y"}}), 1);
+  EXPECT_EQ(repeat({{"x"}, {"y"}}), 2);
+  EXPECT_EQ(repeat({{"x"}, {"y"}}), 1);
+  EXPECT_EQ(repeat({{"x"}, {}}), 1);
+  EXPECT_EQ(repeat({{"x"}, {"y"}}), 2) << "a lasting modification does not hide a new absence";
+}
+
+TEST_F(ReportsTest, AWatchThatAsksRarelyIsToldOnceToo) {
+  EXPECT_EQ(tell({{"a"}, {}}), 1);
+  for (int hour = 0; hour < 100; ++hour) {
+    now += std::chrono::hours(1);
+    EXPECT_EQ(tell({{"a"}, {}}), 0);
+  }
+}
+
 TEST_F(ReportsTest, AWatchThatStoppedAskingIsToldAnew) {
   EXPECT_EQ(tell({{"a"}, {}}), 1);
   now += Reports::kForgottenAfter - seconds(5);
@@ -133,11 +153,11 @@ TEST_F(ReportsTest, AWatchThatStoppedAskingIsToldAnew) {
 
 TEST_F(ReportsTest, TheMemoryIsBounded) {
   for (std::size_t i = 0; i <= Reports::kMaxWatches; ++i) {
-    EXPECT_EQ(reports.answer(std::to_string(i), {{"a"}, {}}, now), 1) << i;
+    EXPECT_EQ(reports.news(std::to_string(i), {{"a"}, {}}, now), 1) << i;
     now += std::chrono::milliseconds(1);
   }
-  EXPECT_EQ(reports.answer("1", {{"a"}, {}}, now), 0);
-  EXPECT_EQ(reports.answer("0", {{"a"}, {}}, now), 1);  // the longest silent one had to go
+  EXPECT_EQ(reports.news("1", {{"a"}, {}}, now), 0);
+  EXPECT_EQ(reports.news("0", {{"a"}, {}}, now), 1);  // the longest silent one had to go
 }
 
 }  // namespace
