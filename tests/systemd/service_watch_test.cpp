@@ -93,7 +93,7 @@ TEST_F(ServiceWatch, AUnitThatStartsAndStopsArrivesOnceEachInTime) {
 
 TEST_F(ServiceWatch, ARestartOfTheBusLeavesOtherWatchesWorkingAndItselfRecovers) {
   const std::string program = "kvw-bus-" + std::to_string(::getpid() % 10000);
-  EXPECT_EQ(supervision.m_SuperviseService(kStep, kService, kDisplayName, true, false, 1), 0);
+  EXPECT_EQ(supervision.m_SuperviseService(kStep, kService, kDisplayName, true, true, 1), 0);
   EXPECT_EQ(supervision.m_SuperviseProcess(kStep, kProcess, program, true, false, 1), 0);
 
   run("systemctl stop dbus.socket dbus.service");
@@ -101,10 +101,14 @@ TEST_F(ServiceWatch, ARestartOfTheBusLeavesOtherWatchesWorkingAndItselfRecovers)
   ASSERT_TRUE(wait_for_records(1)) << "without a bus, processes are still seen";
   expect_no_more_than({{kProcess, ""}});
 
+  run("systemctl start kvwmi-watched.service");  // over the service manager's own socket
+  expect_no_more_than({{kProcess, ""}});
   run("systemctl start dbus.socket");
-  run("systemctl start kvwmi-watched.service");
-  ASSERT_TRUE(wait_for_records(2, 20s)) << "with the bus back, services are seen again";
+  ASSERT_TRUE(wait_for_records(2, 20s)) << "with the bus back, what changed meanwhile is told";
   expect_no_more_than({{kProcess, ""}, {kService, ""}});
+  run("systemctl stop kvwmi-watched.service");
+  ASSERT_TRUE(wait_for_records(3, 20s));
+  expect_no_more_than({{kProcess, ""}, {kService, ""}, {kService, ""}});
 }
 
 }  // namespace

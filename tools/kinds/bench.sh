@@ -1,4 +1,4 @@
-summary="the benchmarks' own checks, in a short run"
+summary="the benchmarks, each of which checks its own results; two minutes"
 order=70
 on_request=yes
 packages="run test"
