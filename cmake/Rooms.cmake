@@ -21,16 +21,19 @@ if(NOT KVWMI_SANITIZE)
   list(APPEND test_optimisation -g0) # places in the source are for the reports of sanitizers
 endif()
 
-# The headers that take longest, read once for the rooms of a build and once for its test programs. Rooms have them only
-# where they are hardly optimised, in the sanitizer builds and where they serve tests alone: where g++ 12 optimises more,
-# it takes them for our code and warns of std::string's own.
+# The headers that take longest, read once for the rooms of a build, once for its test programs, and once for libraries
+# that serve tests alone. Not in every build: where a file relies on another's includes, linux-release and mingw-x86 show.
 file(WRITE ${CMAKE_BINARY_DIR}/precompiled.cpp "")
 set(standard_headers <algorithm> <chrono> <functional> <map> <memory> <optional> <string> <string_view> <variant>
                      <vector>)
-add_library(kvwmi_headers OBJECT EXCLUDE_FROM_ALL ${CMAKE_BINARY_DIR}/precompiled.cpp)
-target_precompile_headers(kvwmi_headers PRIVATE ${standard_headers})
-if(NOT KVWMI_SANITIZE)
-  target_compile_options(kvwmi_headers PRIVATE ${test_optimisation})
+if(KVWMI_SANITIZE OR (WIN32 AND CMAKE_SIZEOF_VOID_P EQUAL 8))
+  add_library(kvwmi_headers OBJECT EXCLUDE_FROM_ALL ${CMAKE_BINARY_DIR}/precompiled.cpp)
+  target_precompile_headers(kvwmi_headers PRIVATE ${standard_headers})
+endif()
+if(WIN32)
+  add_library(kvwmi_plain_headers OBJECT EXCLUDE_FROM_ALL ${CMAKE_BINARY_DIR}/precompiled.cpp)
+  target_compile_options(kvwmi_plain_headers PRIVATE ${test_optimisation})
+  target_precompile_headers(kvwmi_plain_headers PRIVATE ${standard_headers})
 endif()
 if(KVWMI_TESTS)
   add_executable(kvwmi_test_headers EXCLUDE_FROM_ALL ${CMAKE_BINARY_DIR}/precompiled.cpp)
@@ -49,7 +52,7 @@ endfunction()
 # kvwmi_for_tests_only(TARGET): a library that is not delivered is compiled as its tests are.
 function(kvwmi_for_tests_only target)
   target_compile_options(${target} PRIVATE ${test_optimisation})
-  kvwmi_precompiled(${target} kvwmi_headers)
+  kvwmi_precompiled(${target} kvwmi_plain_headers)
 endfunction()
 
 # Test programs for Windows are linked by lld: the time of GNU ld grows with the square of a program's sections, 17 s for
@@ -113,9 +116,7 @@ function(kvwmi_room name)
   target_include_directories(kvwmi_${name} PUBLIC ${CMAKE_SOURCE_DIR}/include ${CMAKE_SOURCE_DIR}/src)
   list(TRANSFORM arg_DEPENDS PREPEND kvwmi_)
   target_link_libraries(kvwmi_${name} PUBLIC ${arg_DEPENDS} ${arg_LIBS})
-  if(KVWMI_SANITIZE)
-    kvwmi_precompiled(kvwmi_${name} kvwmi_headers)
-  endif()
+  kvwmi_precompiled(kvwmi_${name} kvwmi_headers)
   if(tests AND KVWMI_TESTS)
     kvwmi_test(${name}_test ${tests} LIBS kvwmi_${name} ${arg_TEST_LIBS} kvwmi_fake_ground)
   endif()
