@@ -26,7 +26,7 @@ constexpr std::array<std::pair<std::string_view, std::string_view>, 8> kWindowsN
 }};
 
 std::string windows_name(std::string_view type) {
-  if (type.starts_with("fuse.")) type.remove_prefix(5);
+  if (type.starts_with("fuse.") || type.starts_with("fuseblk.")) type.remove_prefix(type.find('.') + 1);
   for (const auto& [linux_name, name] : kWindowsNames) {
     if (type == linux_name) return std::string(name);
   }

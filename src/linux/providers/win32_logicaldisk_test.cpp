@@ -89,13 +89,15 @@ TEST_F(RecordedDisks, WithoutADeviceDatabaseTheFirstSectorTells) {
 TEST_F(RecordedDisks, FuseHidesTheKindThatTheSectorTells) {
   machine.write("/proc/self/mountinfo",
                 "27 1 254:1 / / rw - ext4 /dev/vda1 rw\n30 27 0:99 / /win rw - fuseblk /dev/sdc1 rw\n"
-                "31 27 0:98 / /fat rw - fuse.vfat /dev/loop0 rw\n");
+                "31 27 0:98 / /fat rw - fuse.vfat /dev/loop0 rw\n"
+                "32 27 8:49 / /x rw - fuseblk.exfat /dev/sdd1 rw\n");
   std::string sector(512, '\0');
   sector.replace(3, 8, "NTFS    ");
   machine.write("/dev/sdc1", sector);
   provider = providers::make_win32_logicaldisk(machine);
   EXPECT_EQ(text_of(*disk("E:"), "FileSystem"), "NTFS");
   EXPECT_EQ(text_of(*disk("D:"), "FileSystem"), "FAT32");
+  EXPECT_EQ(text_of(*disk("F:"), "FileSystem"), "exFAT");
 }
 
 TEST_F(RecordedDisks, NetworkDriveNamesItsServer) {
