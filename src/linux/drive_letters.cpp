@@ -47,6 +47,11 @@ bool contains(const std::vector<VolumeName>& volumes, const VolumeName& volume) 
   return std::find(volumes.begin(), volumes.end(), volume) != volumes.end();
 }
 
+bool contains(const std::map<char, VolumeName>& holders, const VolumeName& volume) {
+  return std::any_of(holders.begin(), holders.end(),
+                     [&](const auto& entry) { return entry.second == volume; });
+}
+
 /// Which holders of letters may stand for a volume; the earlier ones come first.
 using Rule = bool (*)(const VolumeName& holder, const VolumeName& volume);
 constexpr std::array<Rule, 4> kRules{
@@ -81,9 +86,7 @@ void DriveLetters::refresh(const std::vector<VolumeName>& present) {
   }
   // What could not be kept is remembered, as far as nobody kept something else that is there.
   for (auto& [letter, volume] : holders_) {
-    const bool is_kept =
-        std::any_of(kept.begin(), kept.end(), [&](const auto& entry) { return entry.second == volume; });
-    if (is_kept) continue;
+    if (contains(kept, volume)) continue;
     const auto other = kept.find(letter);
     const bool stands_for_none =
         other == kept.end() || (!writable_ && contains(present, volume) && !contains(present, other->second));

@@ -78,7 +78,7 @@ Drives::Moment Drives::look() {
   std::unique_lock lock(mutex_);
   const std::string known = left_out_;
   refresh();
-  const Moment now{table_, generation_};
+  Moment now{table_, generation_};
   const std::string news = left_out_ == known ? "" : left_out_;
   lock.unlock();  // who is told may ask
   if (!news.empty()) {

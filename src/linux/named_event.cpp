@@ -58,7 +58,7 @@ long message_size(NamedEvent::Reset reset) {
 
 /// Why there is no queue, in words of its own where the system's would name something else.
 Error open_failure(int error) {
-  const Error failure = system_error(error, "mq_open");
+  Error failure = system_error(error, "mq_open");
   // The same number says that this process has no descriptor left.
   if (error == EMFILE && Descriptor(::eventfd(0, EFD_CLOEXEC))) {
     return failure.with_description(
