@@ -12,9 +12,14 @@ namespace kvwmi {
 
 /// Why a query was refused or not answered, for people; the error itself carries WMI's number and text.
 struct QueryDiagnostic {
+  enum class Fault : std::uint8_t {
+    text,  ///< the text cannot be taken as it is, or was not at fault
+    name,  ///< it names a class or property that does not exist
+  };
   std::string query;    ///< the refused text as it was given; empty where the text was not at fault
   std::size_t offset;   ///< byte offset of the offending place, at most query.size()
   std::string message;  ///< what was wrong, one line without a final stop
+  Fault fault = Fault::text;
 };
 
 /// The one failure of this library: what an automation client sees as Err.Number, Err.Source,

@@ -268,9 +268,30 @@ TEST_F(Agent, AnUnknownClassNamesTheNearest) {
                      wmi::wmi_error(wmi::Status::invalid_class, wmi::source::kObjectSet));
   for (const char* query : {"SELECT * FROM Win32_Proces", "SELECT*FROM Win32_Proces;"}) {
     const Result result = run({"query", query});
-    EXPECT_NE(result.err.find("    no class \"Win32_Proces\"; nearest: Win32_Process\n"), std::string::npos)
-        << result.err;
+    EXPECT_EQ(
+        result.err,
+        "kvwmi: Invalid class (0x80041010): there is no class 'Win32_Proces'; nearest: Win32_Process\n");
+    EXPECT_EQ(result.status, 1);
   }
+  EXPECT_EQ(Json::parse(run({"query", "SELECT * FROM Win32_Proces", "--json"}).out)["error"]["message"],
+            "there is no class 'Win32_Proces'; nearest: Win32_Process");
+
+  wmi.errors.emplace("SELECT * FROM meta_class",
+                     wmi::wmi_error(wmi::Status::provider_failure, wmi::source::kObjectSet));
+  EXPECT_EQ(run({"query", "SELECT * FROM Win32_Proces"}).err,
+            "kvwmi: Invalid class (0x80041010): there is no class 'Win32_Proces'\n")
+      << "the query's own failure, not that of looking for other names";
+}
+
+TEST_F(Agent, ANameThatDoesNotExistIsOneLine) {
+  const std::string query = "SELECT Nme FROM X";
+  wmi.errors.emplace(query, wmi::wmi_error(wmi::Status::invalid_query, wmi::source::kObjectSet)
+                                .with_diagnostic({query, 7, "X has no property 'Nme'; nearest: Name",
+                                                  QueryDiagnostic::Fault::name}));
+  const Result result = run({"query", query});
+  EXPECT_EQ(result.err, "kvwmi: Invalid query (0x80041017): X has no property 'Nme'; nearest: Name\n");
+  EXPECT_EQ(result.out, "");
+  EXPECT_EQ(result.status, 1);
 }
 
 TEST_F(Agent, ClassesNamesThemAll) {

@@ -107,22 +107,22 @@ void Console::complain(std::string_view line) {
        << printable(line) << '\n';
 }
 
-void Console::complain(const Error& error, std::string_view hint) {
+void Console::complain(const Error& error) {
   const QueryDiagnostic* place = error.query_diagnostic();
   std::string line = printable(trimmed(error.description())) + " (" + number_text(error.number()) + ")";
   if (place != nullptr && !place->message.empty()) line += ": " + printable(place->message);
   complain(line);
+  if (place != nullptr && place->fault == QueryDiagnostic::Fault::name) return;
   // Only on a terminal a longer line would break, and the caret with it.
   constexpr std::size_t kElsewhere = 1000;
   if (place != nullptr && !place->query.empty())
     err_ << show_place(*place, style_.live ? style_.width : kElsewhere) << '\n';
-  if (!hint.empty()) err_ << "    " << hint << '\n';
   // Each line of the Source is one routine that the error has passed, the innermost first.
   const char* label = "    raised by ";
   for (std::string_view rest = error.source(); !rest.empty();) {
     const auto end = std::min(rest.find("\r\n"), rest.size());
     const auto begin = std::min(rest.find_first_not_of('\t'), end);
-    err_ << label << rest.substr(begin, end - begin) << '\n';
+    err_ << label << printable(rest.substr(begin, end - begin)) << '\n';
     label = "              ";
     rest.remove_prefix(std::min(end + 2, rest.size()));
   }

@@ -50,9 +50,9 @@ class Console {
 
   /// One line that names what is wrong; control characters are made visible.
   void complain(std::string_view line);
-  /// A failure for people: its text and number, where it comes from, and the place in a refused query. `hint`
-  /// is one more line, where not empty.
-  void complain(const Error& error, std::string_view hint = {});
+  /// A failure for people: its text and number, the place in a refused query, and where it comes from. Of a
+  /// name that does not exist the first line says all.
+  void complain(const Error& error);
 
   enum class Colour { bold, dim, red, yellow, green };
   /// `text` in a colour, where `out` has colours.

@@ -80,12 +80,19 @@ std::string class_of(std::string query) {
   return {};
 }
 
-/// The classes nearest to an unknown one, where the ground does not tell them with the error.
-std::string class_hint(WmiSession& session, const std::string& query, const Error& error) {
+/// The error with the classes nearest to an unknown one, where the ground does not tell them itself.
+Error explained(WmiSession& session, const std::string& query, const Error& error) {
   constexpr auto kInvalidClass = static_cast<std::int32_t>(0x80041010);
   const std::string name = class_of(query);
-  if (error.number() != kInvalidClass || error.query_diagnostic() != nullptr || name.empty()) return {};
-  return "no class \"" + printable(name) + "\"" + nearest_hint(name, session.classes());
+  if (error.number() != kInvalidClass || error.query_diagnostic() != nullptr || name.empty()) return error;
+  std::string nearest;
+  try {
+    nearest = nearest_hint(name, session.classes());
+  } catch (const Error&) {
+    // The query's own failure is the one to tell.
+  }
+  return error.with_diagnostic(
+      {"", 0, "there is no class '" + name + "'" + nearest, QueryDiagnostic::Fault::name});
 }
 
 class QueryCommand final : public Command {
@@ -109,9 +116,7 @@ class QueryCommand final : public Command {
       print(console, session.query(wql_));
       return kAnswered;
     } catch (const Error& error) {
-      if (console.json()) throw;
-      console.complain(error, class_hint(session, wql_, error));
-      return kRaised;
+      throw explained(session, wql_, error);
     }
   }
 

@@ -57,7 +57,7 @@ void DataQuery::check_instances() {
   const auto entries = catalog_->derived(query_.class_name.text);
   if (entries.empty()) {
     const std::string name(query_.class_name.text);
-    throw wql::QueryError(
+    throw wql::unknown_name(
         wmi::Status::invalid_class, query_.class_name.offset,
         "there is no class '" + wql::excerpt(name) + "'" + nearest_hint(name, catalog_->names()));
   }
@@ -97,9 +97,9 @@ std::optional<std::vector<std::size_t>> DataQuery::selected_columns(
     if (known && (name.rest().empty() || object)) continue;
     const std::string text(name.text);
     const wql::ClassScope scope(schema, location_, *catalog_);
-    throw wql::QueryError(wmi::Status::invalid_query, name.offset,
-                          std::string(query_.class_name.text) + " has no property '" + wql::excerpt(text) +
-                              "'" + scope.nearest(text));
+    throw wql::unknown_name(wmi::Status::invalid_query, name.offset,
+                            std::string(query_.class_name.text) + " has no property '" + wql::excerpt(text) +
+                                "'" + scope.nearest(text));
   }
   for (std::size_t i = 0; i < schema.properties.size(); ++i) {
     if (schema.properties[i].is_key()) columns.push_back(i);

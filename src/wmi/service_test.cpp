@@ -289,10 +289,14 @@ TEST_F(ServiceTest, Refusals_surface_at_the_call_or_with_flag_16_at_the_first_ac
     const char* description;
     std::size_t offset;
     const char* message;
+    QueryDiagnostic::Fault fault = QueryDiagnostic::Fault::name;
   };
-  for (const auto& [text, number, description, offset, message] : {
+  for (const auto& [text, number, description, offset, message, fault] : {
            Case{"SELECT * FROM Win32_Process WHERE Name='it's'", "80041017", "Invalid query ", 43,
-                R"(expected the end of the query, found 's'; inside of a text a quote is written \')"},
+                R"(expected the end of the query, found 's'; inside of a text a quote is written \')",
+                QueryDiagnostic::Fault::text},
+           Case{"SELECT * FROM Win32_Process WHERE Name IS 1", "80041017", "Invalid query ", 42,
+                "expected NULL, found '1'", QueryDiagnostic::Fault::text},
            Case{"SELECT * FROM Win32_Proces", "80041010", "Invalid class ", 14,
                 "there is no class 'Win32_Proces'; nearest: Win32_Process"},
            Case{"SELECT Nmae FROM Win32_Process", "80041017", "Invalid query ", 7,
@@ -322,6 +326,7 @@ TEST_F(ServiceTest, Refusals_surface_at_the_call_or_with_flag_16_at_the_first_ac
       EXPECT_EQ(error.query_diagnostic()->query, text);
       EXPECT_EQ(error.query_diagnostic()->offset, offset) << text;
       EXPECT_EQ(error.query_diagnostic()->message, message);
+      EXPECT_EQ(error.query_diagnostic()->fault, fault) << text;
     }
   }
 }

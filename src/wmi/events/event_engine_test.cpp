@@ -818,7 +818,9 @@ TEST_F(EventEngineTest, RefusesWithWmisNumbers) {
 TEST_F(EventEngineTest, ARefusalNamesWhatWasProbablyMeant) {
   const auto message = [&](const std::string& query) {
     const Error error = refused(query);
-    return error.query_diagnostic() != nullptr ? error.query_diagnostic()->message : "";
+    if (error.query_diagnostic() == nullptr) return std::string();
+    EXPECT_EQ(error.query_diagnostic()->fault, QueryDiagnostic::Fault::name) << query;
+    return error.query_diagnostic()->message;
   };
   const std::string isa = " WITHIN 1 WHERE TargetInstance ISA 'Win32_Process'";
   EXPECT_EQ(message("SELECT * FROM __InstanceCreation WITHIN 1"),

@@ -18,6 +18,7 @@ using wmi::Status;
 using wql::Expression;
 using wql::Name;
 using wql::QueryError;
+using wql::unknown_name;
 
 /// The longest WITHIN, in seconds: what an unsigned 32-bit number holds.
 constexpr double kLongestPeriod = 4294967295.0;
@@ -40,8 +41,8 @@ const EventClass& event_class_of(const wql::Query& query, const Catalog& catalog
                             "__InstanceModificationEvent", "__InstanceOperationEvent"}) {
     names.emplace_back(known);
   }
-  throw QueryError(Status::invalid_class, offset,
-                   "there is no class '" + name + "'" + nearest_hint(name, names));
+  throw unknown_name(Status::invalid_class, offset,
+                     "there is no class '" + name + "'" + nearest_hint(name, names));
 }
 
 void check_period(const wql::Query& query) {
@@ -68,8 +69,8 @@ std::optional<ClassNames> restricted_to(const Expression& e, const Catalog& cata
       if (!is_instance(e.property.text)) return std::nullopt;
       const std::string& name = *e.literal.value.get_if<std::string>();
       if (!catalog.knows(name)) {
-        throw QueryError(Status::invalid_class, e.literal.offset,
-                         "there is no class '" + name + "'" + nearest_hint(name, catalog.names()));
+        throw unknown_name(Status::invalid_class, e.literal.offset,
+                           "there is no class '" + name + "'" + nearest_hint(name, catalog.names()));
       }
       ClassNames names;
       for (const Catalog::Entry* entry : catalog.derived(name)) names.insert(fold_case(entry->schema->name));
@@ -127,8 +128,8 @@ std::optional<std::size_t> group_slot(const Name& name, const EventScope& scope)
   const std::string text(name.text);
   const auto binding = scope.find(name.text);
   if (!binding) {
-    throw QueryError(Status::invalid_query, name.offset,
-                     std::string(scope.title()) + " has no property '" + text + "'" + scope.nearest(text));
+    throw unknown_name(Status::invalid_query, name.offset,
+                       std::string(scope.title()) + " has no property '" + text + "'" + scope.nearest(text));
   }
   if (binding->leads_nowhere || !binding->rest.empty()) {
     throw QueryError(Status::property_not_an_object, name.offset,
@@ -180,8 +181,9 @@ std::optional<std::vector<std::size_t>> selected(const wql::Query& query, const 
     if (!known || (!name.rest().empty() && !through_object)) {
       const wql::ClassScope scope(*asked.schema, request.location, *request.catalog);
       const std::string text(name.text);
-      throw QueryError(Status::invalid_query, name.offset,
-                       std::string(scope.title()) + " has no property '" + text + "'" + scope.nearest(text));
+      throw unknown_name(
+          Status::invalid_query, name.offset,
+          std::string(scope.title()) + " has no property '" + text + "'" + scope.nearest(text));
     }
     if (const auto there = delivered.find_property(name.head())) columns.push_back(*there);
   }

@@ -13,7 +13,8 @@ namespace kvwmi::wql {
 class QueryError : public std::exception {
  public:
   /// `message` may quote the query; control characters in it become blanks, so that it is one line.
-  QueryError(wmi::Status status, std::size_t offset, std::string message);
+  QueryError(wmi::Status status, std::size_t offset, std::string message,
+             QueryDiagnostic::Fault fault = QueryDiagnostic::Fault::text);
 
   [[nodiscard]] wmi::Status status() const noexcept { return status_; }
   [[nodiscard]] std::size_t offset() const noexcept { return offset_; }
@@ -27,7 +28,11 @@ class QueryError : public std::exception {
   wmi::Status status_;
   std::size_t offset_;
   std::string message_;
+  QueryDiagnostic::Fault fault_;
 };
+
+/// The same for the name of a class or property that does not exist.
+[[nodiscard]] QueryError unknown_name(wmi::Status status, std::size_t offset, std::string message);
 
 /// `text` as a message quotes it: whole when short, otherwise its beginning and three full stops.
 [[nodiscard]] std::string excerpt(std::string_view text);

@@ -158,8 +158,8 @@ NodePtr comparison(const Expression& e, const Binding& binding, const Classes& c
 NodePtr isa(const Expression& e, const Binding& binding, const Classes& classes) {
   const std::string& name = *e.literal.value.get_if<std::string>();
   if (!classes.knows(name)) {
-    throw QueryError(wmi::Status::invalid_class, e.literal.offset,
-                     "there is no class '" + excerpt(name) + "'" + nearest_hint(name, classes.names()));
+    throw unknown_name(wmi::Status::invalid_class, e.literal.offset,
+                       "there is no class '" + excerpt(name) + "'" + nearest_hint(name, classes.names()));
   }
   if (binding.known_class != nullptr) return std::make_unique<Always>(truth(binding.known_class->is_a(name)));
   if (binding.type != CimType::object) {
@@ -251,8 +251,9 @@ NodePtr compile_term(const Expression& e, const Scope& scope) {
   const auto binding = scope.find(e.property.text);
   if (!binding) {
     const std::string name(e.property.text);
-    refuse(e.property.offset,
-           std::string(scope.title()) + " has no property '" + excerpt(name) + "'" + scope.nearest(name));
+    throw unknown_name(
+        wmi::Status::invalid_query, e.property.offset,
+        std::string(scope.title()) + " has no property '" + excerpt(name) + "'" + scope.nearest(name));
   }
   if (e.kind == Expression::Kind::isa && (binding->leads_nowhere || !binding->rest.empty())) {
     static_cast<void>(isa(e, {.type = CimType::object, .constant = cim::Value()}, scope.classes()));
