@@ -243,6 +243,19 @@ TEST_F(Agent, TheCaretStandsUnderTheCharacterWhateverIsBeforeIt) {
             std::string::npos);
 }
 
+TEST_F(Agent, TheCaretStandsUnderTheCharacterAlsoBehindWideOnes) {
+  const std::string query = "SELECT * FROM X WHERE Name='日本語' ?";
+  refuse(query, query.find('?'), "unexpected character '?'");
+  EXPECT_EQ(run({"query", query}).err, "kvwmi: Invalid query (0x80041017): unexpected character '?'\n    " +
+                                           query + "\n    " + std::string(36, ' ') +
+                                           "^\n    raised by SWbemServicesEx\n");
+  const std::string marked = "SELECT e\u0301 ?";
+  refuse(marked, marked.find('?'), "unexpected character '?'");
+  EXPECT_EQ(run({"query", marked}).err, "kvwmi: Invalid query (0x80041017): unexpected character '?'\n    " +
+                                            marked + "\n    " + std::string(9, ' ') +
+                                            "^\n    raised by SWbemServicesEx\n");
+}
+
 TEST_F(Agent, OfALongQueryOnlyThePartAroundTheCaretIsShown) {
   const std::string query = "SELECT * FROM X WHERE " + std::string(200, 'a') + " ? " + std::string(200, 'b');
   refuse(query, query.find('?'), "unexpected character '?'");

@@ -28,16 +28,6 @@ std::string number_text(std::int32_t number) {
   return number >= 0 ? std::to_string(number) : hexadecimal(number);
 }
 
-/// Bytes that the first `columns` columns of `text` take.
-std::size_t bytes_of_columns(std::string_view text, std::size_t columns) {
-  std::size_t bytes = 0;
-  for (std::size_t taken = 0; bytes < text.size(); ++bytes) {
-    taken += display_width(text.substr(bytes, 1));
-    if (taken > columns) break;
-  }
-  return bytes;
-}
-
 std::string painted(Console::Colour colour, std::string_view text) {
   static constexpr std::array<const char*, 5> kCodes{"1", "2", "31", "33", "32"};
   return std::string("\x1b[") + kCodes[static_cast<std::size_t>(colour)] + 'm' + std::string(text) +

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <numeric>
 
+#include "agent/character.h"
+
 namespace kvwmi::agent {
 namespace {
 
@@ -11,16 +13,12 @@ constexpr std::size_t kNarrowestWrap = 20;
 
 /// Takes the next line of at most `width` columns off `text`, broken at the last blank that fits.
 std::string_view next_line(std::string_view& text, std::size_t width) {
-  std::size_t fits = 0;
-  std::size_t last_blank = std::string_view::npos;
-  for (std::size_t columns = 0; fits < text.size(); ++fits) {
-    const bool starts_character = (static_cast<unsigned char>(text[fits]) & 0xC0U) != 0x80U;
-    if (starts_character && columns++ == width) break;
-    if (text[fits] == ' ') last_blank = fits;
-  }
+  const std::size_t fits = bytes_of_columns(text, width);
   std::string_view line = text.substr(0, fits);
-  const bool whole = fits == text.size();
-  if (!whole && text[fits] != ' ' && last_blank != std::string_view::npos) line = text.substr(0, last_blank);
+  if (fits < text.size() && text[fits] != ' ') {
+    if (const auto last_blank = line.rfind(' '); last_blank != std::string_view::npos)
+      line = line.substr(0, last_blank);
+  }
   text.remove_prefix(line.size());
   text.remove_prefix(std::min(text.find_first_not_of(' '), text.size()));
   return line;
@@ -29,26 +27,47 @@ std::string_view next_line(std::string_view& text, std::size_t width) {
 }  // namespace
 
 std::size_t display_width(std::string_view text) {
-  return static_cast<std::size_t>(std::count_if(text.begin(), text.end(), [](char byte) {
-    return (static_cast<unsigned char>(byte) & 0xC0U) != 0x80U;
-  }));
+  std::size_t columns = 0;
+  while (!text.empty()) {
+    const Character character = first_character(text);
+    columns += character.columns;
+    text.remove_prefix(character.bytes);
+  }
+  return columns;
+}
+
+std::size_t bytes_of_columns(std::string_view text, std::size_t columns) {
+  std::size_t bytes = 0;
+  for (std::size_t taken = 0; bytes < text.size();) {
+    const Character character = first_character(text.substr(bytes));
+    taken += character.columns;
+    if (taken > columns) break;
+    bytes += character.bytes;
+  }
+  return bytes;
 }
 
 std::string printable(std::string_view text) {
   static constexpr std::string_view kHex = "0123456789ABCDEF";
   std::string result;
-  for (const char c : text) {
-    const auto byte = static_cast<unsigned char>(c);
-    if (c == '\t') {
+  while (!text.empty()) {
+    const Character character = first_character(text);
+    const bool is_control = character.code < 0x20 || (character.code >= 0x7F && character.code < 0xA0);
+    const std::string_view bytes = text.substr(0, character.bytes);
+    text.remove_prefix(character.bytes);
+    if (bytes == "\t") {
       result += ' ';
-    } else if (c == '\n') {
+    } else if (bytes == "\n") {
       result += "\\n";
-    } else if (c == '\r') {
+    } else if (bytes == "\r") {
       result += "\\r";
-    } else if (byte < 0x20 || byte == 0x7F) {
-      result += {'\\', 'x', kHex[byte >> 4U], kHex[byte & 15U]};
+    } else if (is_control || !character.is_valid) {
+      for (const char c : bytes) {
+        const auto byte = static_cast<unsigned char>(c);
+        result += {'\\', 'x', kHex[byte >> 4U], kHex[byte & 15U]};
+      }
     } else {
-      result += c;
+      result += bytes;
     }
   }
   return result;

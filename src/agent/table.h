@@ -7,10 +7,14 @@
 
 namespace kvwmi::agent {
 
-/// Columns that UTF-8 text takes on a terminal, one for each character.
+/// Columns that UTF-8 text takes on a terminal.
 [[nodiscard]] std::size_t display_width(std::string_view text);
 
-/// `text` with its control characters made visible: tabs as blanks, others as \n, \r or \xNN.
+/// The bytes at the beginning of `text` that fit into so many columns.
+[[nodiscard]] std::size_t bytes_of_columns(std::string_view text, std::size_t columns);
+
+/// `text` with what a terminal would obey or could not show made visible: tabs as blanks, other control
+/// characters as \n, \r or, like bytes that are no UTF-8, each byte as \xNN.
 [[nodiscard]] std::string printable(std::string_view text);
 
 /// Text in columns under a line of headings. The widths follow the cells.
