@@ -35,6 +35,7 @@ class Console {
   Console(std::ostream& out, std::ostream& err, Style style) : out_(out), err_(err), style_(style) {}
 
   [[nodiscard]] bool json() const noexcept { return style_.json; }
+  [[nodiscard]] bool live() const noexcept { return style_.live; }
   [[nodiscard]] std::size_t width() const noexcept { return style_.width; }
   [[nodiscard]] std::ostream& out() noexcept { return out_; }
 

@@ -85,9 +85,16 @@ bool ScenarioProcess::has_ended() {
 #else
 
 struct ScenarioProcess::System {
-  pid_t process = 0;  // and its group; 0 once it has been waited for
+  pid_t process = 0;  // and its group; 0 once it has been waited for, here or by the system
 
+  /// Whether it has ended. Until it is waited for, nobody else can get its number and the group's.
+  [[nodiscard]] bool has_ended() {
+    siginfo_t ended{};
+    if (waitid(P_PID, static_cast<id_t>(process), &ended, WEXITED | WNOHANG | WNOWAIT) != 0) process = 0;
+    return process == 0 || ended.si_pid != 0;
+  }
   void end() {
+    if (process == 0) return;
     kill(-process, SIGKILL);
     waitpid(process, nullptr, 0);
     process = 0;
@@ -119,17 +126,13 @@ ScenarioProcess::ScenarioProcess(const std::vector<std::string>& command)
 }
 
 ScenarioProcess::~ScenarioProcess() {
-  if (system_->process != 0) system_->end();
+  static_cast<void>(system_->has_ended());  // its number may be another's by now
+  system_->end();
 }
 
 bool ScenarioProcess::has_ended() {
-  if (system_->process == 0) return true;
-  // Until it is waited for, nobody else can get its number and the group's; long after, watches would still
-  // see it.
-  siginfo_t ended{};
-  waitid(P_PID, static_cast<id_t>(system_->process), &ended, WEXITED | WNOHANG | WNOWAIT);
-  if (ended.si_pid == 0) return false;
-  system_->end();
+  if (!system_->has_ended()) return false;
+  system_->end();  // long after, watches would still see it
   return true;
 }
 

@@ -114,7 +114,7 @@ class Runner {
       for (const ScenarioWatch& watch : step.watches) ask_for(step, watch);
       bool as_expected = true;
       for (const ScenarioCheck& check : step.checks) as_expected = probe(step, check) && as_expected;
-      pump(report, Clock::now() + step.wait, [] { return false; });
+      pump(report, Clock::now() + step.wait, console_.live(), [] { return false; });
       std::optional<ScenarioProcess> process;
       if (!step.command.empty() && !stop_asked(console_)) {
         announce("start " + command_text(step.command));
@@ -124,8 +124,10 @@ class Runner {
         const bool command_ended = process && process->has_ended();
         return is_met(report, command_ended);
       };
-      pump(report, Clock::now() + step.limit, met);
-      if (step.undetected) {
+      // A command ends without a word.
+      pump(report, Clock::now() + step.limit, console_.live() || process, met);
+      // What was stopped early is not known to be absent.
+      if (step.undetected && !stop_asked(console_)) {
         take(false);  // what came while nothing waited is no absence
         session_.supervision().m_PushUndetectedEventInfos();
         take(true);
@@ -184,12 +186,13 @@ class Runner {
     return as_expected;
   }
 
+  /// `ticks` where the condition or the progress line changes while nothing arrives.
   template <typename Condition>
-  void pump(StepReport& report, Clock::time_point deadline, Condition condition) {
+  void pump(StepReport& report, Clock::time_point deadline, bool ticks, Condition condition) {
+    constexpr std::chrono::milliseconds kTick{100};
     while (!condition() && !stop_asked(console_) && Clock::now() < deadline) {
       progress(report, deadline);
-      // Short waits, for the progress line tells the time.
-      session_.wait(std::min(deadline, Clock::now() + std::chrono::milliseconds(250)), condition);
+      session_.wait(ticks ? std::min(deadline, Clock::now() + kTick) : deadline);
       take(false);
     }
   }

@@ -239,6 +239,17 @@ TEST_F(ScenarioRunTest, InterruptEndsTheScenarioCleanly) {
   EXPECT_EQ(result.status, 130);
 }
 
+TEST_F(ScenarioRunTest, AStepThatIsStoppedReportsNoAbsence) {
+  post_interrupt();
+  const Result result = run(
+      R"({"steps": [{"watches": [{"watch": "power", "if-undetected": true}], "for": "1h", "undetected": true}]})");
+  EXPECT_EQ(without_times(result.out),
+            "Step 1\n\n"
+            "STEP  RESULT    TIME  WATCH    EVENTS  LAST DETAIL\n"
+            "   1  stopped  0.0 s  1 power       0\n");
+  EXPECT_EQ(result.status, 130);
+}
+
 TEST_F(ScenarioRunTest, InterruptDuringTheWaitStartsNoCommand) {
   post_interrupt();
   const Result result = run(R"({"steps": [{"wait": "1h", "start": ["no such program"]}]})");

@@ -13,6 +13,8 @@
 #include <sys/ioctl.h>
 #include <sys/stat.h>
 #include <unistd.h>
+
+#include <csignal>
 #endif
 
 namespace kvwmi::agent {
@@ -115,6 +117,8 @@ ProcessSetup::ProcessSetup() {
     if (fcntl(stream, F_GETFD) >= 0) continue;
     static_cast<void>(open("/dev/null", stream == STDIN_FILENO ? O_WRONLY : O_RDONLY));
   }
+  // Who ignores the ends of children hands that on, and then nobody can wait for them.
+  std::signal(SIGCHLD, SIG_DFL);
 }
 ProcessSetup::~ProcessSetup() = default;
 

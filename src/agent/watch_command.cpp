@@ -79,7 +79,7 @@ class WatchCommand final : public Command {
     }
     const auto deadline = duration ? Clock::now() + *duration : Clock::time_point::max();
     while (!stop_asked(console) && Clock::now() < deadline) {
-      session.wait(deadline, [] { return false; });
+      session.wait(deadline);
       show(session, *line->kind, request, console, "");
     }
     if (request.notify_if_undetected) {

@@ -5,9 +5,6 @@
 #include <csignal>
 #include <cstdio>
 #include <ctime>
-#include <mutex>
-#include <set>
-#include <utility>
 
 #include "agent/terminal.h"
 #include "kvwmi/diagnostics.h"
@@ -19,9 +16,23 @@ namespace {
 using namespace std::chrono_literals;
 
 volatile std::sig_atomic_t interrupted = 0;
+// When; only signal handlers look at it.
+std::chrono::steady_clock::time_point interrupted_at;
 
 void note_interrupt(int) {
+  if (interrupted == 0) interrupted_at = std::chrono::steady_clock::now();
   interrupted = 1;
+  wake();
+}
+
+/// Whoever asks again gets an end at once. Some ask twice in the same moment and mean once, such as timeout,
+/// which signals its command and then the whole group.
+void insist_on_interrupt(int signal) {
+  constexpr auto kSameMoment = 200ms;
+  const bool again = interrupted != 0 && std::chrono::steady_clock::now() - interrupted_at >= kSameMoment;
+  if (!again) return note_interrupt(signal);
+  std::signal(signal, SIG_DFL);
+  std::raise(signal);
 }
 
 struct Handled {
@@ -29,9 +40,10 @@ struct Handled {
   void (*handler)(int);
 };
 constexpr std::array kHandled{
-    Handled{SIGINT, note_interrupt},
-    Handled{SIGTERM, note_interrupt},
+    Handled{SIGINT, insist_on_interrupt},
+    Handled{SIGTERM, insist_on_interrupt},
 #ifndef _WIN32
+    // At a terminal's end it comes from the shell and from the system, not always in the same moment.
     Handled{SIGHUP, note_interrupt},
     // Not SIG_IGN, which a scenario's commands would inherit.
     Handled{SIGPIPE, [](int) {}},
@@ -42,11 +54,10 @@ constexpr std::array kHandled{
 
 Interrupt::Interrupt() {
   for (const Handled& handled : kHandled) {
-    before_.emplace_back(handled.signal, std::signal(handled.signal, handled.handler));
-#ifndef _WIN32
-    // Who runs it under nohup means it to outlive the terminal.
-    if (handled.signal == SIGHUP && before_.back().second == SIG_IGN) std::signal(SIGHUP, SIG_IGN);
-#endif
+    const auto before = std::signal(handled.signal, handled.handler);
+    before_.emplace_back(handled.signal, before);
+    // Who runs it under nohup or in a script's background means it to go on.
+    if (before == SIG_IGN) std::signal(handled.signal, SIG_IGN);
   }
 }
 
@@ -63,29 +74,14 @@ bool stop_asked(Console& console) {
   return Interrupt::pending() || !console.out();
 }
 
-struct WatchSession::Failures {
-  void add(const Error& error) {
-    const std::scoped_lock lock(mutex);
-    const std::string text = std::to_string(error.number()) + error.source() + error.description();
-    if (told.insert(text).second) fresh.push_back(error);
-  }
-
-  [[nodiscard]] bool any() {
-    const std::scoped_lock lock(mutex);
-    return !fresh.empty();
-  }
-
-  std::mutex mutex;
-  std::set<std::string> told;
-  std::vector<Error> fresh;
-};
-
 WatchSession::WatchSession()
     : event_name_("kvwmi-" + process_identity()),
       event_(event_name_, NamedEvent::Reset::automatic),
       failures_(std::make_shared<Failures>()) {
   supervision_.p_strSupervisionEventName(event_name_);
   supervision_.m_Initialize();
+  if (const int loop = message_loop::file_descriptor(); loop >= 0)
+    waiter_.emplace({loop, static_cast<int>(event_.native_handle())});
   set_diagnostic_hook([failures = failures_](const Error& error) { failures->add(error); });
 }
 
@@ -98,12 +94,20 @@ WatchSession::~WatchSession() {
   }
 }
 
-void WatchSession::wait(std::chrono::steady_clock::time_point deadline,
-                        const std::function<bool()>& condition) {
-  const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
-  message_loop::run_until(
-      [&] { return Interrupt::pending() || event_.wait(0ms) || failures_->any() || condition(); },
-      std::max(left, 0ms));
+void WatchSession::wait(std::chrono::steady_clock::time_point deadline) {
+  const auto something = [this] { return Interrupt::pending() || event_.wait(0ms) || failures_->any(); };
+  const auto left = [&] {
+    const auto rest = deadline - std::chrono::steady_clock::now();
+    return std::max(std::chrono::ceil<std::chrono::milliseconds>(rest), 0ms);
+  };
+  if (!waiter_) {
+    message_loop::run_until(something, left());  // asks again and again
+    return;
+  }
+  while (!something() && left() > 0ms) {
+    waiter_->wait(left());
+    message_loop::run_once(0ms);
+  }
 }
 
 std::vector<WatchEvent> WatchSession::drain(std::int32_t step) {
@@ -117,8 +121,7 @@ std::vector<WatchEvent> WatchSession::drain(std::int32_t step) {
 }
 
 std::vector<Error> WatchSession::new_failures() {
-  const std::scoped_lock lock(failures_->mutex);
-  return std::exchange(failures_->fresh, {});
+  return failures_->take();
 }
 
 std::string utc_text(std::chrono::system_clock::time_point time) {

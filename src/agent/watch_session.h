@@ -2,13 +2,15 @@
 
 #include <chrono>
 #include <cstdint>
-#include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "agent/console.h"
+#include "agent/failures.h"
+#include "agent/wakeup.h"
 #include "kvwmi/error.h"
 #include "kvwmi/named_event.h"
 #include "kvwmi/supervision.h"
@@ -35,26 +37,26 @@ class WatchSession {
 
   [[nodiscard]] Supervision& supervision() noexcept { return supervision_; }
 
-  /// Runs the thread's message loop until the component signals a record, there is a new failure, `condition`
-  /// holds, the user interrupts, or the time has come; whichever is first.
-  void wait(std::chrono::steady_clock::time_point deadline, const std::function<bool()>& condition);
+  /// Runs the thread's message loop until the component signals a record, there is a new failure, the user
+  /// interrupts, or the time has come; whichever is first.
+  void wait(std::chrono::steady_clock::time_point deadline);
   /// All records of a step.
   [[nodiscard]] std::vector<WatchEvent> drain(std::int32_t step);
-  /// Errors without a caller since the last call: a poll that failed, an event that could not be handled. One
-  /// that comes again and again is told once.
+  /// Errors without a caller to be told since the last call: a poll that failed, an event that could not be
+  /// handled.
   [[nodiscard]] std::vector<Error> new_failures();
 
  private:
-  struct Failures;
-
   std::string event_name_;
   NamedEvent event_;
   Supervision supervision_;
   std::shared_ptr<Failures> failures_;  // shared with the hook, which other threads may be about to call
+  std::optional<Waiter> waiter_;        // where the message loop and the event have descriptors
 };
 
 /// While it lives, Ctrl-C, the request to terminate and (Linux) the end of the terminal set a flag, and
-/// writing to a reader that has gone fails instead of ending the process.
+/// writing to a reader that has gone fails instead of ending the process. A second Ctrl-C or request to
+/// terminate ends the process at once, whatever it hangs in. What was ignored before stays ignored.
 class Interrupt {
  public:
   Interrupt();

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <mqueue.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -12,7 +13,10 @@
 #include <fstream>
 #include <optional>
 #include <sstream>
+#include <stdexcept>
 #include <string>
+#include <thread>
+#include <vector>
 
 #include "linux/testing/display.h"
 #include "support/command.h"
@@ -133,6 +137,79 @@ TEST(Ending, UnderNohupAWatchOutlivesTheTerminal) {
   EXPECT_NE(agent.line(), "");
   EXPECT_NE(agent.line(), "");
   EXPECT_EQ(agent.stop(SIGINT), 0);
+}
+
+/// Starts a program whose standard output takes nothing and is read by nobody.
+pid_t start_unread(const std::vector<std::string>& command) {
+  int output[2];
+  if (pipe2(output, O_CLOEXEC | O_NONBLOCK) != 0) throw std::runtime_error("no pipe");
+  while (write(output[1], "", 1) == 1) {
+  }
+  fcntl(output[1], F_SETFL, 0);
+  const pid_t started = fork();
+  if (started == 0) {
+    std::signal(SIGINT, SIG_DFL);
+    fcntl(output[0], F_SETFD, 0);  // else writing would fail
+    dup2(output[1], STDOUT_FILENO);
+    std::vector<char*> words;
+    for (const std::string& word : command) words.push_back(const_cast<char*>(word.c_str()));
+    words.push_back(nullptr);
+    execv(words[0], words.data());
+    _exit(127);
+  }
+  close(output[0]);
+  close(output[1]);
+  return started;
+}
+
+TEST(Ending, ASecondCtrlCEndsAnAgentThatHangs) {
+  const pid_t agent = start_unread(kBusyWatch);
+  ASSERT_TRUE(wait_for([&] {
+    long call = -1;
+    std::ifstream("/proc/" + std::to_string(agent) + "/syscall") >> call;
+    return call == SYS_write;
+  })) << "it waits for a reader of its first event";
+  int status = -1;
+  const bool ended = wait_for([&] {
+    kill(agent, SIGINT);
+    std::this_thread::sleep_for(50ms);
+    return waitpid(agent, &status, WNOHANG) == agent;
+  });
+  if (!ended) {
+    kill(agent, SIGKILL);
+    waitpid(agent, &status, 0);
+  }
+  EXPECT_TRUE(ended);
+  EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGINT) << status;
+}
+
+TEST(Ending, WhoAsksTwiceInTheSameMomentMeansOnce) {
+  RunningAgent agent({KVWMI_AGENT, "watch", "power", "--for", "60s"});
+  ASSERT_TRUE(agent.watches());
+  const std::string event = event_of(agent.pid());
+  kill(agent.pid(), SIGTERM);
+  EXPECT_EQ(agent.stop(SIGINT), 0);
+  EXPECT_FALSE(is_there(event));
+}
+
+TEST(Ending, InAScriptsBackgroundAWatchHearsNoCtrlC) {
+  std::vector<std::string> command{"sh", "-c", "trap '' INT; exec \"$@\"", "sh"};
+  command.insert(command.end(), kBusyWatch.begin(), kBusyWatch.end());
+  RunningAgent agent(command);
+  EXPECT_NE(agent.line(), "");
+  kill(agent.pid(), SIGINT);
+  EXPECT_NE(agent.line(), "");
+  EXPECT_NE(agent.line(), "");
+  EXPECT_EQ(agent.stop(SIGTERM), 0);
+}
+
+TEST(Ending, ACommandEndsAlsoForAStarterThatIgnoresTheEndsOfItsChildren) {
+  const OwnFolder folder;
+  const fs::path scenario = folder.path() / "scenario.json";
+  std::ofstream(scenario) << R"({"steps": [{"start": ["true"]}]})";
+  const CommandResult result =
+      run_shell("env --ignore-signal=CHLD " + quoted(KVWMI_AGENT) + " run " + quoted(scenario));
+  EXPECT_EQ(result.status, 0) << result.out;
 }
 
 TEST(Ending, WhatAKilledAgentLeftBehindIsTakenOver) {

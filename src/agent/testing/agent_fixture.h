@@ -19,6 +19,7 @@ namespace kvwmi::testing {
 class AgentFixture : public ::testing::Test {
  protected:
   AgentFixture() {
+    std::signal(SIGINT, SIG_DFL);  // a shell's background command ignores it
     fake_local_ground().wmi = FakeWmi();
     fake_local_ground().fake_named_events.signalled.clear();
     fake_messages().clear();
