@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <fstream>
+#include <sstream>
 #include <vector>
 
 #include "agent/usage_error.h"
@@ -48,6 +50,56 @@ std::string plain(const std::string& path) {
   return result.size() > 1 && result.ends_with('/') ? result.substr(0, result.size() - 1) : result;
 }
 
+/// Whether `path` is `folder` or lies in it.
+bool lies_in(std::string_view path, std::string_view folder) {
+  if (folder == "/") return true;
+  return path.starts_with(folder) && (path.size() == folder.size() || path[folder.size()] == '/');
+}
+
+/// A field of the kernel's table of mounts, where blanks and the like are written as \040.
+std::string unescaped(const std::string& field) {
+  std::string result;
+  for (std::size_t i = 0; i < field.size(); ++i) {
+    const bool is_escape = field[i] == '\\' && i + 3 < field.size();
+    result += is_escape ? static_cast<char>(std::stoi(field.substr(i + 1, 3), nullptr, 8)) : field[i];
+    if (is_escape) i += 3;
+  }
+  return result;
+}
+
+/// The file system that holds a path, by its number: the same for all subvolumes and further mounts. Empty
+/// where the system does not tell.
+std::string file_system_of(const std::string& path) {
+  std::ifstream mounts("/proc/self/mountinfo");
+  std::string result;
+  std::size_t deepest = 0;
+  for (std::string line; std::getline(mounts, line);) {
+    std::istringstream fields(line);
+    std::string id, parent, number, root, point;
+    fields >> id >> parent >> number >> root >> point;
+    point = unescaped(point);
+    if (!lies_in(path, point) || point.size() < deepest) continue;  // of one point the last mount covers
+    deepest = point.size();
+    result = number;
+  }
+  return result;
+}
+
+/// Why a path that no disk is mounted at names none.
+std::string explain_no_disk(const std::string& written, const std::vector<Disk>& disks) {
+  std::error_code none;
+  const std::string path = std::filesystem::canonical(written, none).generic_string();
+  const std::string holder = none ? "" : file_system_of(path);
+  std::vector<std::string> mount_points;
+  for (const Disk& disk : disks) {
+    if (!disk.fixed) continue;
+    if (!holder.empty() && file_system_of(disk.mount_point) == holder)
+      return written + " is no drive of its own: its files are on " + disk.letter;
+    mount_points.push_back(disk.mount_point);
+  }
+  return "no local disk is mounted at \"" + written + "\"" + nearest_hint(written, mount_points);
+}
+
 }  // namespace
 
 std::string disk_name(const std::string& written) {
@@ -65,13 +117,7 @@ std::string disk_name(const std::string& written) {
     std::error_code none;
     found = mounted_at(std::filesystem::canonical(written, none).generic_string());  // where links lead
   }
-  if (found == disks.end()) {
-    std::vector<std::string> mount_points;
-    for (const Disk& disk : disks) {
-      if (disk.fixed) mount_points.push_back(disk.mount_point);
-    }
-    throw UsageError("no local disk is mounted at \"" + written + "\"" + nearest_hint(written, mount_points));
-  }
+  if (found == disks.end()) throw UsageError(explain_no_disk(written, disks));
   if (!found->fixed) {
     throw UsageError("what is mounted at \"" + written + "\" is no local disk but a " + found->kind);
   }

@@ -1,6 +1,9 @@
 #include "agent/disk_name.h"
 
 #include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <filesystem>
 
 #include "agent/usage_error.h"
 #include "frame/testing/local_ground.h"
@@ -63,6 +66,28 @@ TEST_F(DiskName, WhatIsNoMountPointIsRefusedWithTheNearest) {
   EXPECT_EQ(complaint("/home/somebody-who-is-not-there"),
             "no local disk is mounted at \"/home/somebody-who-is-not-there\"; nearest: /home");
 }
+
+#ifndef _WIN32
+TEST_F(DiskName, AFolderIsToldTheDriveOfItsFiles) {
+  namespace fs = std::filesystem;
+  const fs::path folder = fs::canonical(".");
+  const auto device = [](const fs::path& path) {
+    struct stat status {};
+    EXPECT_EQ(stat(path.c_str(), &status), 0);
+    return status.st_dev;
+  };
+  fs::path top = folder;  // of the file system
+  while (top.has_relative_path() && device(top.parent_path()) == device(folder)) top = top.parent_path();
+  ASSERT_NE(top, folder);
+  fake_local_ground().wmi = FakeWmi();
+  fake_local_ground().wmi.answer(
+      "SELECT DeviceID, Purpose, Description, DriveType FROM Win32_LogicalDisk",
+      {disk("E:", "/proc", "Local Fixed Disk", 3), disk("F:", top.c_str(), "Local Fixed Disk", 3)});
+  EXPECT_EQ(complaint(folder), folder.string() + " is no drive of its own: its files are on F:");
+  EXPECT_EQ(complaint("/proc/self"), "/proc/self is no drive of its own: its files are on E:");
+  EXPECT_EQ(complaint("/sys/kernel").substr(0, 41), "no local disk is mounted at \"/sys/kernel\"");
+}
+#endif
 
 TEST_F(DiskName, WhatIsNoLocalFixedDiskIsRefusedWithItsKind) {
   EXPECT_EQ(complaint("/media/stick"),
