@@ -1,6 +1,8 @@
 #include <CLI/CLI.hpp>
+#include <cerrno>
 #include <fstream>
 #include <sstream>
+#include <system_error>
 
 #include "agent/command.h"
 #include "agent/scenario.h"
@@ -28,12 +30,14 @@ class ScenarioCommand final : public Command {
   }
 
   int run(Console& console) override {
+    errno = 0;
     std::ifstream stream(file_, std::ios::binary);
     std::ostringstream text;
     // An empty file can be read, and putting nothing into a stream is a failure.
     if (stream && stream.peek() != std::ifstream::traits_type::eof()) text << stream.rdbuf();
     if (!stream.is_open() || stream.bad() || text.fail()) {
-      console.complain("cannot read " + file_);
+      const std::string reason = errno == 0 ? "" : ": " + std::generic_category().message(errno);
+      console.complain("cannot read " + file_ + reason);
       return kUsage;
     }
     try {
