@@ -33,7 +33,18 @@ bool is_record(const fs::path& path) {
   return !stream.bad() && (taken.empty() || taken == kBegin);
 }
 
+std::string text_of(const fs::path& path) {
+  const std::u8string text = path.u8string();
+  return {text.begin(), text.end()};
+}
+
 }  // namespace
+
+std::string interface_record_path(const std::string& file) {
+  std::error_code none;
+  const fs::path found = fs::weakly_canonical(fs::absolute(path_of(file)), none);
+  return none ? file : text_of(found);
+}
 
 void require_interface_record(const std::string& file) {
   if (is_record(path_of(file))) return;
@@ -45,8 +56,7 @@ std::string claim_interface_record(const std::string& file) {
   require_interface_record(file);
   const fs::path path = path_of(file);
   if (!std::ofstream(path, std::ios::app)) throw UsageError("cannot write \"" + file + "\"");
-  const std::u8string full = fs::absolute(path).u8string();
-  return {full.begin(), full.end()};
+  return text_of(fs::absolute(path));
 }
 
 }  // namespace kvwmi::agent

@@ -6,6 +6,9 @@
 /// be the watch's own: a record of interfaces, empty, or not there yet. Anything else raises UsageError.
 namespace kvwmi::agent {
 
+/// What tells it from other files, whether it is there or not.
+[[nodiscard]] std::string interface_record_path(const std::string& file);
+
 void require_interface_record(const std::string& file);
 
 /// Also makes the file where there is none, for a name that is missing at the end may find another file that

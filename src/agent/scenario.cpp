@@ -4,6 +4,7 @@
 #include <array>
 #include <functional>
 #include <limits>
+#include <map>
 #include <set>
 #include <span>
 
@@ -213,6 +214,19 @@ ScenarioWatch watch_at(const Place& place, std::size_t index) {
   return result;
 }
 
+/// Where a watch stands that uses a memory of the address library, by its kind and the memory's name. Those
+/// of all steps, for watches outlive their step.
+using Memories = std::map<std::pair<std::string_view, std::string>, std::string>;
+
+void require_own_memory(const Place& place, const ScenarioWatch& watch, Memories& memories) {
+  const WatchKind& kind = *watch.kind;
+  if (kind.memory == nullptr) return;
+  const auto [first, is_new] = memories.try_emplace({kind.name, kind.memory(watch.request)}, place.path);
+  if (is_new) return;
+  place.refuse("shares the memory of " + first->second + ": of two such " + std::string(kind.name) +
+               " watches one takes the other's events");
+}
+
 /// A watch that is asked for at the end reports nothing before.
 bool reports_events(const ScenarioWatch& watch) {
   return !watch.request.notify_if_undetected;
@@ -263,7 +277,7 @@ std::int32_t step_number_at(const Place& place, std::int64_t next) {
   return static_cast<std::int32_t>(next);
 }
 
-ScenarioStep step_at(const Place& place, std::int64_t next_number) {
+ScenarioStep step_at(const Place& place, std::int64_t next_number, Memories& memories) {
   require_object(place, kStepKeys);
   ScenarioStep step;
   step.number = step_number_at(place, next_number);
@@ -277,6 +291,7 @@ ScenarioStep step_at(const Place& place, std::int64_t next_number) {
       if (!ids.insert(watch.id).second) {
         element.refuse("the step has a watch " + std::to_string(watch.id) + " already");
       }
+      require_own_memory(element, watch, memories);
       return watch;
     });
   }
@@ -309,11 +324,13 @@ Scenario parse_scenario(std::string_view text, const std::string& file) {
     Scenario result;
     if (const auto title = root.member("title")) result.title = text_at(*title);
     const Place steps = *root.member("steps");
-    result.steps = list_at(steps, "a list of steps", [next = std::int64_t{1}](const Place& element) mutable {
-      ScenarioStep step = step_at(element, next);
-      next = std::int64_t{step.number} + 1;
-      return step;
-    });
+    Memories memories;
+    result.steps =
+        list_at(steps, "a list of steps", [&, next = std::int64_t{1}](const Place& element) mutable {
+          ScenarioStep step = step_at(element, next, memories);
+          next = std::int64_t{step.number} + 1;
+          return step;
+        });
     if (result.steps.empty()) steps.refuse("holds no step");
     return result;
   } catch (const UsageError& error) {
@@ -336,6 +353,15 @@ std::string scenario_keys() {
   add("until", kConditionKeys);
   std::string result;
   for (const std::string& line : table.lines(100)) result += line + "\n";
+  std::string polled;
+  for (const WatchKind& kind : watch_kinds()) {
+    if (kind.source == WatchKind::Source::polled)
+      polled += (polled.empty() ? "" : ", ") + std::string(kind.name);
+  }
+  result +=
+      "\n\"group\" of these watches reports at the end of every group, changes or not, unless there is an\n"
+      "\"at-least\": " +
+      polled + ".\n";
   return result;
 }
 

@@ -197,10 +197,51 @@ TEST(ScenarioTest, RefusalsNameLineAndKey) {
        "s.json:1: steps[0].watches[0].mains: must be true or false"},
       {"{\"steps\": [{\"watches\": [{\"watch\": \"free-memory\"}]}]}",
        "s.json:1: steps[0].watches[0]: a free-memory watch needs a comparison, such as below or above"},
+      {"{\"steps\": [{\"watches\": [{\"watch\": \"power\", \"at-least\": 2}]}]}",
+       "s.json:1: steps[0].watches[0]: a power watch counts with at-least only in a group"},
       {"{\"steps\": [{\"watches\": [\n{\"watch\": \"free-memory\",\n\"below\": \"much\"}]}]}",
        "s.json:3: steps[0].watches[0].below: \"much\" is not a size such as 512, 100KB, 1.5MB, 10GB or 20%"},
   };
   for (const RefusalCase& c : cases) EXPECT_EQ(refusal(c.text), c.message) << c.text;
+}
+
+TEST(ScenarioTest, TheAddressLibrarysMemoryIsOfOneWatch) {
+  const auto second = [](const std::string& watch) {
+    return refusal(
+        "{\"steps\": [{\"watches\": [\n{\"watch\": \"ip-address\", \"name\": \"a.def\"}]},\n"
+        "{\"watches\": [" +
+        watch + "]}]}");
+  };
+  EXPECT_EQ(second(R"({"watch": "ip-address", "name": "a.def", "absent": true})"),
+            "s.json:3: steps[1].watches[0]: shares the memory of steps[0].watches[0]: of two such ip-address "
+            "watches one "
+            "takes the other's events");
+  for (const char* other : {R"({"watch": "ip-address", "name": "a.def", "filter": "eth*"})",
+                            R"({"watch": "ip-address", "name": "b.def"})",
+                            R"({"watch": "network-interfaces", "name": "a.def"})"}) {
+    EXPECT_EQ(second(other), "") << other;
+  }
+}
+
+TEST(ScenarioTest, ARecordOfInterfacesIsOfOneWatch) {
+  for (const char* same : {"state", "./state", "x/../state"}) {
+    const std::string text = R"({"steps": [{"watches": [{"watch": "network-interfaces", "name": "state"},)"
+                             R"({"watch": "network-interfaces", "name": ")" +
+                             std::string(same) + R"("}]}]})";
+    EXPECT_EQ(refusal(text),
+              "s.json:1: steps[0].watches[1]: shares the memory of steps[0].watches[0]: of two such "
+              "network-interfaces watches one takes the other's events");
+  }
+  EXPECT_EQ(refusal(R"({"steps": [{"watches": [{"watch": "network-interfaces", "name": "state"},
+                                              {"watch": "network-interfaces", "name": "other"}]}]})"),
+            "");
+}
+
+TEST(ScenarioTest, KeysForPeopleSayWhatGroupsOfPolledKindsAre) {
+  EXPECT_NE(scenario_keys().find("reports at the end of every group, changes or not, unless there is an\n"
+                                 "\"at-least\": window, ip-address, network-interfaces.\n"),
+            std::string::npos)
+      << scenario_keys();
 }
 
 TEST(ScenarioTest, KeysForPeopleNameEveryKey) {

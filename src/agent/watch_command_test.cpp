@@ -277,6 +277,7 @@ TEST_F(WatchCommandTest, UsageErrorsNameWhatIsWrong) {
       {{"disk", "C:", "--belw", "1GB"}, "unknown option \"--belw\"; nearest: --below, --help"},
       {{"disk", "/nowhere", "--below", "1GB"}, "no local disk is mounted at \"/nowhere\""},
       {{"free-memory", "C:", "--below", "1GB"}, "watch free-memory has no use for \"C:\""},
+      {{"process", "a", "--at-least", "3"}, "a process watch counts with at-least only in a group"},
       {{"process", "a", "--poll", "often"},
        "--poll: \"often\" is not a duration such as 500ms, 30s, 2min or 1h"},
       {{"process", "a", "--poll", "99999999999"},
@@ -316,6 +317,44 @@ TEST_F(WatchCommandTest, HelpNamesKindsAndTheirOptions) {
   for (const char* word : {"NAME", "--below SIZE", "--poll SECONDS", "--if-undetected"}) {
     EXPECT_NE(disk.out.find(word), std::string::npos) << word;
   }
+}
+
+// As the component has it, see Supervision.
+TEST_F(WatchCommandTest, AGroupOfAPolledKindIsReportedWithoutChangesToo) {
+  for (const WatchKind& kind : watch_kinds()) {
+    std::string help = run_agent({"watch", std::string(kind.name), "--help"}).out;
+    help = std::regex_replace(help, std::regex("\\s+"), " ");
+    const bool says_so =
+        help.find("at the end of every so many seconds, changes or not") != std::string::npos;
+    EXPECT_EQ(says_so, kind.source == WatchKind::Source::polled) << help;
+  }
+  auto& ground = fake_local_ground();
+  ground.fake_windows.open.clear();
+  for (int second = 0; second < 5; ++second) {
+    fake_messages().push_back([&] {
+      ground.fake_clock.now += std::chrono::seconds(1);
+      ground.fake_timers.fire();
+    });
+  }
+  post_interrupt();
+  const Result result = run_agent({"watch", "window", "Editor", "--poll", "1", "--group", "2", "--json"});
+  EXPECT_EQ(std::count(result.out.begin(), result.out.end(), '\n'), 2) << result.out;
+}
+
+TEST_F(WatchCommandTest, APolledKindCountsWithoutAGroup) {
+  auto& ground = fake_local_ground();
+  ground.fake_windows.open.clear();
+  for (int second = 0; second < 4; ++second) {
+    fake_messages().push_back([&, second] {
+      if (second % 2 == 0) ground.fake_windows.open["Editor"] = 1;
+      if (second % 2 == 1) ground.fake_windows.open.clear();
+      ground.fake_clock.now += std::chrono::seconds(1);
+      ground.fake_timers.fire();
+    });
+  }
+  post_interrupt();
+  const Result result = run_agent({"watch", "window", "Editor", "--poll", "1", "--at-least", "3", "--json"});
+  EXPECT_EQ(std::count(result.out.begin(), result.out.end(), '\n'), 1) << result.out;
 }
 
 }  // namespace

@@ -41,12 +41,20 @@ void compare_load(WatchRequest& request, const std::string& text) {
   set_comparison(request, condition, {Currency::from_integer(parse_percentage(text)), kPercentUnit});
 }
 
-constexpr std::array kCommonOptions{
-    WatchOption{"poll", "SECONDS", "seconds between two looks (5)",
-                set_seconds<&WatchRequest::polling_period>},
-    WatchOption{"group", "SECONDS", "gather the events of so many seconds into one",
-                set_seconds<&WatchRequest::group_period>},
+constexpr WatchOption kPollOption{"poll", "SECONDS", "seconds between two looks (5)",
+                                  set_seconds<&WatchRequest::polling_period>};
+constexpr auto kGroup = set_seconds<&WatchRequest::group_period>;
+constexpr std::array kWmiGroupOptions{
+    WatchOption{"group", "SECONDS", "gather the events of so many seconds into one", kGroup},
     WatchOption{"at-least", "COUNT", "report a group only with so many events", set_group_threshold},
+};
+constexpr std::array kPolledGroupOptions{
+    WatchOption{"group", "SECONDS",
+                "report at the end of every so many seconds, changes or not unless there is an at-least",
+                kGroup},
+    WatchOption{"at-least", "COUNT",
+                "report so many changes as one; of a group only, where there are so many in it",
+                set_group_threshold},
 };
 /// A polled watch is never known to have fired: asked for this, it would report both.
 constexpr WatchOption kAbsenceOption{
@@ -167,6 +175,13 @@ void require_interfaces(const WatchRequest& r) {
   require_interface_record(r.name);
 }
 
+std::string address_memory(const WatchRequest& r) {
+  return r.name + '\n' + r.filter;
+}
+std::string interface_memory(const WatchRequest& r) {
+  return interface_record_path(r.name);
+}
+
 constexpr std::string_view kNone;
 constexpr std::string_view kProcessName = "a process's image name, such as bash";
 
@@ -200,11 +215,12 @@ constexpr std::array kKinds{
               "a window that opens or closes", kWindowOptions, false,
               start_named_change<&Supervision::m_SuperviseWindow>},
     WatchKind{"ip-address", Source::polled, "m_SuperviseIPAddress", "an address definition file",
-              "addresses that change or are absent", kAddressOptions, false, start_address},
+              "addresses that change or are absent", kAddressOptions, false, start_address, nullptr,
+              address_memory},
     WatchKind{"network-interfaces", Source::polled, "m_SuperviseNetworkInterfaces",
               "a file of the watch's own for the interfaces' state, deleted at the end",
               "network interfaces that come up or go down", kInterfaceOptions, false, start_interfaces,
-              require_interfaces},
+              require_interfaces, interface_memory},
 };
 
 }  // namespace
@@ -227,7 +243,9 @@ std::vector<std::string> watch_kind_names() {
 
 std::vector<WatchOption> watch_options(const WatchKind& kind) {
   std::vector<WatchOption> result(kind.options.begin(), kind.options.end());
-  result.insert(result.end(), kCommonOptions.begin(), kCommonOptions.end());
+  result.push_back(kPollOption);
+  const auto& group_options = kind.source == Source::wmi ? kWmiGroupOptions : kPolledGroupOptions;
+  result.insert(result.end(), group_options.begin(), group_options.end());
   if (kind.source == Source::wmi) result.push_back(kAbsenceOption);
   return result;
 }
@@ -235,6 +253,9 @@ std::vector<WatchOption> watch_options(const WatchKind& kind) {
 void require_usable(const WatchKind& kind, const WatchRequest& request) {
   if (kind.compares && request.condition == 0) {
     throw UsageError("a " + std::string(kind.name) + " watch needs a comparison, such as below or above");
+  }
+  if (kind.source == Source::wmi && request.group_threshold != 0 && request.group_period == 0) {
+    throw UsageError("a " + std::string(kind.name) + " watch counts with at-least only in a group");
   }
   if (kind.require != nullptr) kind.require(request);
 }

@@ -52,6 +52,9 @@ struct WatchKind {
   void (*start)(Supervision& supervision, std::int32_t step, std::int32_t id, const WatchRequest& request);
   /// What else a request must be; null for nothing.
   void (*require)(const WatchRequest& request) = nullptr;
+  /// The address library's memory that the watch uses: of two with the same, one takes the other's events.
+  /// Null where there is none.
+  std::string (*memory)(const WatchRequest& request) = nullptr;
 };
 
 /// All kinds in the order of the component's methods.
