@@ -11,7 +11,9 @@
 
 #include "linux/testing/display.h"
 #include "support/command.h"
+#include "support/load_process.h"
 #include "support/loop_disk.h"
+#include "support/machine_figures.h"
 #include "support/network_namespace.h"
 #include "support/own_folder.h"
 #include "support/running_agent.h"
@@ -57,8 +59,41 @@ TEST(WatchKinds, ADiskByItsMountPointAndByItsLetter) {
   const CommandResult refused =
       run_shell(quoted(KVWMI_AGENT) + " watch disk " + quoted(folder) + " --below 16MB 2>&1");
   EXPECT_EQ(refused.status, 2);
-  EXPECT_EQ(refused.out, "kvwmi: no local disk is mounted at \"" + folder +
-                             "\"; nearest: " + disk.mount_point().string() + "\n");
+  EXPECT_EQ(refused.out, "kvwmi: " + folder + " is no drive of its own: its files are on " +
+                             answer.at(0).at("DeviceID").get<std::string>() + "\n");
+}
+
+struct SizeCase {
+  std::vector<std::string> words;
+  std::vector<std::string> figures;  // of /proc/meminfo, their sum
+};
+
+TEST(WatchKinds, SizesOfMemoryAreTheMachines) {
+  for (const SizeCase& c :
+       {SizeCase{{"free-memory", "--above", "1KB"}, {"MemAvailable"}},
+        SizeCase{{"free-virtual-memory", "--above", "1KB"}, {"MemAvailable", "SwapFree"}},
+        SizeCase{{"free-paging", "--not-below", "0KB"}, {"SwapFree"}}}) {  // 0 where there is no swap
+    SCOPED_TRACE(c.words.front());
+    RunningAgent agent(watch(c.words));
+    ASSERT_TRUE(agent.watches());
+    // Something must change, and an idle machine may do nothing.
+    const LoadProcess load("kvwmi-kinds-" + std::to_string(getpid()), 50, LoadProcess::Work::idle);
+    expect_size(agent.detail(), c.figures);
+    EXPECT_EQ(agent.stop(SIGINT), 0);
+  }
+}
+
+TEST(WatchKinds, TheProcessorsLoadIsTheMachines) {
+  RunningAgent agent(watch({"processor-load", "--not-below", "90%"}));
+  ASSERT_TRUE(agent.watches());
+  const BusyMachine busy("kvwmi-kinds-" + std::to_string(getpid()));
+  if (!agent.has_line(std::chrono::seconds(10))) {
+    const CommandResult load = run_shell(quoted(KVWMI_AGENT) + " check processor-load");
+    ASSERT_EQ(load.out, "processor-load: 100 %\n") << "the load could change, but no change arrived";
+    GTEST_SKIP() << "this machine was fully loaded all the time, so its load did not change";
+  }
+  busy.expect_load(agent.detail());
+  EXPECT_EQ(agent.stop(SIGINT), 0);
 }
 
 TEST(WatchKinds, AWindow) {

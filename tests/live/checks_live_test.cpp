@@ -16,6 +16,7 @@
 #include <vector>
 
 #include "support/load_process.h"
+#include "support/machine_figures.h"
 #include "support/wait_for.h"
 
 namespace kvwmi::tests {
@@ -24,18 +25,6 @@ namespace {
 /// A name that no other process of this machine bears; longer than what the kernel keeps of it.
 std::string own_name(const std::string& purpose) {
   return "kvwmi-live-" + purpose + "-" + std::to_string(getpid());
-}
-
-/// A field of /proc/meminfo in kilobytes.
-std::int64_t meminfo(const std::string& wanted) {
-  std::ifstream file("/proc/meminfo");
-  std::string name;
-  std::int64_t value = 0;
-  for (std::string line; file >> name >> value && std::getline(file, line);) {
-    if (name == wanted + ":") return value;
-  }
-  ADD_FAILURE() << "no " << wanted;
-  return 0;
 }
 
 /// The size that a check tells, which must answer.
