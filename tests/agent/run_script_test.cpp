@@ -6,7 +6,9 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <sstream>
 #include <string>
+#include <vector>
 
 #include "support/command.h"
 
@@ -24,6 +26,58 @@ TEST(RunScript, StartsTheBuiltAgentWithinASecond) {
   const std::chrono::duration<double> elapsed = std::chrono::steady_clock::now() - began;
   EXPECT_EQ(second.out, "kvwmi 2.0.0\n");
   EXPECT_LT(elapsed.count(), 1.0);
+}
+
+std::vector<std::string> words_of(const std::string& text, char separator = ' ') {
+  std::vector<std::string> words;
+  std::istringstream stream(text);
+  for (std::string word; std::getline(stream, word, separator);) {
+    if (!word.empty()) words.push_back(word);
+  }
+  return words;
+}
+
+/// Whether a filter of ./test selects any unit test: one with a point or an asterisk is GoogleTest's, any
+/// other one is a part of a program's name.
+bool matches_a_unit_test(const std::string& filter) {
+  const bool selects_tests = filter.find_first_of(".*") != std::string::npos;
+  const fs::path tree = fs::path(KVWMI_AGENT).parent_path();
+  const CommandResult programs = run_shell("ctest -N --test-dir " + quoted(tree) + " -L '^unit$'" +
+                                           (selects_tests ? "" : " -R " + quoted(filter)) +
+                                           " 2>/dev/null | sed -n 's/^ *Test *#[0-9]*: //p'");
+  if (!selects_tests) return !programs.out.empty();
+  for (const std::string& program : words_of(programs.out, '\n')) {
+    if (!fs::exists(tree / program)) continue;
+    const CommandResult tests =
+        run_shell(quoted(tree / program) + " --gtest_list_tests --gtest_filter=" + quoted(filter));
+    if (tests.out.find("\n  ") != std::string::npos) return true;
+  }
+  return false;
+}
+
+TEST(TestScript, EveryExampleOfItsHelpRunsSomething) {
+  const CommandResult help = run_shell(quoted(kRoot + "/test") + " --help");
+  ASSERT_EQ(help.status, 0);
+  int filters = 0;
+  for (const std::string& line : words_of(help.out, '\n')) {
+    if (!line.starts_with("  ./test ")) continue;
+    const std::string example = line.substr(9, line.find("  ", 9) - 9);
+    bool of_files = false;
+    bool at_kinds = true;
+    for (std::string word : words_of(example)) {
+      std::erase(word, '\'');
+      at_kinds = at_kinds && fs::exists(kRoot + "/tools/kinds/" + word + ".sh");
+      if (at_kinds) {
+        of_files = word == "tidy";
+      } else if (of_files) {
+        EXPECT_TRUE(fs::exists(kRoot + "/" + word)) << line;
+      } else {
+        ++filters;
+        EXPECT_TRUE(matches_a_unit_test(word)) << line;
+      }
+    }
+  }
+  EXPECT_GE(filters, 3);
 }
 
 /// A machine on which nobody is root and sudo wants a password.
