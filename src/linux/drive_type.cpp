@@ -4,7 +4,7 @@
 #include <sys/stat.h>
 
 #include <algorithm>
-#include <array>
+#include <iterator>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -20,64 +20,36 @@ using parsers::Mount;
 
 /// File systems through which the kernel and the system's own services speak, and images that other volumes
 /// hold: nothing that anybody stores files on.
-constexpr std::array<std::string_view, 36> kNoVolumes{"autofs",
-                                                      "binfmt_misc",
-                                                      "bpf",
-                                                      "cgroup",
-                                                      "cgroup2",
-                                                      "configfs",
-                                                      "debugfs",
-                                                      "devpts",
-                                                      "devtmpfs",
-                                                      "efivarfs",
-                                                      "erofs",
-                                                      "fuse.erofsfuse",
-                                                      "fuse.fuse-overlayfs",
-                                                      "fuse.gvfsd-fuse",
-                                                      "fuse.lxcfs",
-                                                      "fuse.portal",
-                                                      "fuse.snapfuse",
-                                                      "fuse.squashfuse",
-                                                      "fuse.squashfuse_ll",
-                                                      "fusectl",
-                                                      "hugetlbfs",
-                                                      "mqueue",
-                                                      "nfsd",
-                                                      "nsfs",
-                                                      "overlay",
-                                                      "proc",
-                                                      "pstore",
-                                                      "resctrl",
-                                                      "rpc_pipefs",
-                                                      "securityfs",
-                                                      "selinuxfs",
-                                                      "smackfs",
-                                                      "squashfs",
-                                                      "sunrpc",
-                                                      "sysfs",
-                                                      "tracefs"};
+constexpr std::string_view kNoVolumes[]{
+    "autofs",     "binfmt_misc", "bpf",      "cgroup",   "cgroup2", "configfs",  "debugfs",
+    "devpts",     "devtmpfs",    "efivarfs", "erofs",    "fusectl", "hugetlbfs", "mqueue",
+    "nfsd",       "nsfs",        "overlay",  "proc",     "pstore",  "resctrl",   "rpc_pipefs",
+    "securityfs", "selinuxfs",   "smackfs",  "squashfs", "sunrpc",  "sysfs",     "tracefs"};
+/// The same behind "fuse.".
+constexpr std::string_view kNoFuseVolumes[]{"erofsfuse", "fuse-overlayfs", "gvfsd-fuse", "lxcfs",
+                                            "portal",    "snapfuse",       "squashfuse", "squashfuse_ll"};
 /// Beside all of FUSE that stands for no device.
-constexpr std::array<std::string_view, 18> kNetwork{
-    "9p",  "afs",  "beegfs",   "ceph",   "cifs", "coda",  "davfs",  "gpfs",     "lustre",
-    "nfs", "nfs4", "orangefs", "prl_fs", "smb3", "smbfs", "vboxsf", "virtiofs", "vmhgfs"};
+constexpr std::string_view kNetwork[]{"9p",     "afs",  "beegfs", "ceph",   "cifs",     "coda",
+                                      "davfs",  "gpfs", "lustre", "nfs",    "nfs4",     "orangefs",
+                                      "prl_fs", "smb3", "smbfs",  "vboxsf", "virtiofs", "vmhgfs"};
 /// Where the system and those who run containers mount for themselves, much of it once for each login or
 /// container.
-constexpr std::array<std::string_view, 12> kSystemFolders{"/dev",
-                                                          "/proc",
-                                                          "/run",
-                                                          "/sys",
-                                                          "/var/lib/containerd",
-                                                          "/var/lib/containers",
-                                                          "/var/lib/docker",
-                                                          "/var/lib/incus",
-                                                          "/var/lib/kubelet",
-                                                          "/var/lib/lxd",
-                                                          "/var/lib/rancher",
-                                                          "/var/snap"};
+constexpr std::string_view kSystemFolders[]{"/dev",
+                                            "/proc",
+                                            "/run",
+                                            "/sys",
+                                            "/var/lib/containerd",
+                                            "/var/lib/containers",
+                                            "/var/lib/docker",
+                                            "/var/lib/incus",
+                                            "/var/lib/kubelet",
+                                            "/var/lib/lxd",
+                                            "/var/lib/rancher",
+                                            "/var/snap"};
 
 template <typename Names>
 bool contains(const Names& names, std::string_view name) {
-  return std::find(names.begin(), names.end(), name) != names.end();
+  return std::find(std::begin(names), std::end(names), name) != std::end(names);
 }
 
 bool is_fuse(const Mount& mount) {
@@ -89,10 +61,12 @@ bool is_fuse_of_device(const Mount& mount) {
   return is_fuse(mount) && mount.source.starts_with("/dev/") && mount.source != "/dev/fuse";
 }
 
-/// Whether it is the content of a program that came as one file (AppImage), mounted while the program runs.
-bool is_program(const Mount& mount) {
-  return mount.type.starts_with("fuse.") && (mount.type.find(".AppImage") != std::string::npos ||
-                                             mount.mount_point.find("/.mount_") != std::string::npos);
+/// Also where it is the content of a program that came as one file (AppImage), mounted while that runs.
+bool is_no_volume(const Mount& mount) {
+  const std::string_view type = mount.type;
+  if (!type.starts_with("fuse.")) return contains(kNoVolumes, type);
+  return contains(kNoFuseVolumes, type.substr(5)) || type.find(".AppImage") != type.npos ||
+         mount.mount_point.find("/tmp/.mount_") != std::string::npos;
 }
 
 bool is_network(const Mount& mount) {
@@ -133,11 +107,11 @@ bool asks_others(const Mount& mount) {
 
 std::optional<DriveType> drive_type(const Machine& machine, const Mount& mount, bool may_hang) {
   if (mount.mount_point == "/") return DriveType::fixed;
-  if (contains(kNoVolumes, mount.type) || is_program(mount)) return std::nullopt;
+  if (is_no_volume(mount)) return std::nullopt;
   if (mount.type == "iso9660" || mount.type == "udf") return DriveType::optical;
   if (const auto type = type_without_device(mount)) {
     const bool systems_own =
-        std::any_of(kSystemFolders.begin(), kSystemFolders.end(),
+        std::any_of(std::begin(kSystemFolders), std::end(kSystemFolders),
                     [&](std::string_view folder) { return lies_in(mount.mount_point, folder); });
     return systems_own ? std::nullopt : type;
   }

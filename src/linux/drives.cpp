@@ -158,7 +158,8 @@ void Drives::give_letters(std::vector<Drive>& drives) {
   }
   const std::vector<std::optional<char>> letters = letters_.letters_of(volumes);
   for (std::size_t i = 0; i < letters.size(); ++i) lettered[i]->letter = letters[i].value_or('\0');
-  std::sort(drives.begin(), drives.end(), [](const Drive& a, const Drive& b) { return a.letter < b.letter; });
+  std::stable_sort(drives.begin(), drives.end(),
+                   [](const Drive& a, const Drive& b) { return a.letter < b.letter; });
 }
 
 }  // namespace kvwmi::ground
