@@ -236,7 +236,7 @@ Windows::Handle X11Windows::find(std::string_view title) {
   return managed != XCB_WINDOW_NONE ? managed : window_titled(display, mapped_windows(display), title);
 }
 
-Windows::CloseReply X11Windows::close(Handle handle) {
+Windows::CloseReply X11Windows::close(Handle window) {
   constexpr CloseReply kRefused{1, 5};
   constexpr CloseReply kGone{1, 1400};
   const std::scoped_lock lock(mutex_);

@@ -14,7 +14,7 @@ namespace kvwmi::embedded {
 
 /// One `property = constant` that the query allows for; the constant has the property's type.
 struct Equality {
-  std::size_t column;
+  std::size_t column = 0;
   cim::Value constant;
 };
 

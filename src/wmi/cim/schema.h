@@ -70,24 +70,24 @@ struct Class {
   bool is_abstract = false;
 
   /// Index of the property of that name in any case.
-  [[nodiscard]] std::optional<std::size_t> find_property(std::string_view name) const;
-  [[nodiscard]] const Method* find_method(std::string_view name) const;
-  /// Whether this class is `name` or derives from it, in any case.
-  [[nodiscard]] bool is_a(std::string_view name) const;
+  [[nodiscard]] std::optional<std::size_t> find_property(std::string_view wanted) const;
+  [[nodiscard]] const Method* find_method(std::string_view wanted) const;
+  /// Whether this class is `wanted` or derives from it, in any case.
+  [[nodiscard]] bool is_a(std::string_view wanted) const;
 };
 
 /// Reader of a property through a member function of the provider's row type:
 ///     {"Name", CimType::string, kNarrows, Cost::read, "...", reader<&ProcessRow::name>}
 template <auto member>
-constexpr auto reader = nullptr;
+inline constexpr auto reader = nullptr;
 template <typename Row, typename Result, Result (Row::*member)()>
-constexpr auto reader<member> = +[](Instance& self) -> Value { return (static_cast<Row&>(self).*member)(); };
+inline constexpr auto reader<member> = +[](Instance& self) -> Value { return (static_cast<Row&>(self).*member)(); };
 
 /// The same for a method: std::uint32_t (Row::*)(std::span<const Value>).
 template <auto member>
-constexpr auto caller = nullptr;
+inline constexpr auto caller = nullptr;
 template <typename Row, std::uint32_t (Row::*member)(std::span<const Value>)>
-constexpr auto caller<member> = +[](Instance& self, std::span<const Value> arguments) -> std::uint32_t {
+inline constexpr auto caller<member> = +[](Instance& self, std::span<const Value> arguments) -> std::uint32_t {
   return (static_cast<Row&>(self).*member)(arguments);
 };
 

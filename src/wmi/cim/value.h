@@ -31,8 +31,8 @@ class Value {
   Value(std::string value) noexcept : storage_(std::move(value)) {}  // NOLINT(google-explicit-constructor)
   Value(const char* value) : storage_(std::string(value)) {}         // NOLINT(google-explicit-constructor)
   Value(Array value) noexcept : storage_(std::move(value)) {}        // NOLINT(google-explicit-constructor)
-  Value(std::shared_ptr<Instance> value) noexcept
-      : storage_(std::move(value)) {}  // NOLINT(google-explicit-constructor)
+  // NOLINTNEXTLINE(google-explicit-constructor)
+  Value(std::shared_ptr<Instance> value) noexcept : storage_(std::move(value)) {}
 
   [[nodiscard]] bool is_null() const noexcept { return std::holds_alternative<std::monostate>(storage_); }
   template <typename T>

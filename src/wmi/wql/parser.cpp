@@ -220,7 +220,7 @@ class Parser {
     }
     const Token op = taken();
     result.op = op.op;
-    if (at(Kind::key_null)) return null_comparison(std::move(result.property), op);
+    if (at(Kind::key_null)) return null_comparison(result.property, op);
     if (at_name()) refuse(token_.offset, "a property compares with a constant only; text stands in quotes");
     result.kind = Expression::Kind::comparison;
     result.literal = constant();
@@ -240,7 +240,7 @@ class Parser {
     const Token op = taken();
     if (at_constant()) refuse(token_.offset, "one side of a comparison is a property");
     result.property = property_name();
-    if (null) return null_comparison(std::move(result.property), op);
+    if (null) return null_comparison(result.property, op);
     result.kind = Expression::Kind::comparison;
     result.op = mirrored(op.op);
     return result;

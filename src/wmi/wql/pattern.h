@@ -29,7 +29,7 @@ class Pattern {
  private:
   struct Element {
     enum class Kind : std::uint8_t { letter, any, set, excluded_set, run };
-    Kind kind;
+    Kind kind = Kind::letter;
     char32_t letter = 0;    // folded
     std::size_t first = 0;  // ranges of a set
     std::size_t last = 0;

@@ -19,7 +19,7 @@ enum class Truth : std::uint8_t { no, unknown, yes };
 
 /// `slot = constant`, the constant in the form in which rows hold the slot's type.
 struct SlotEquality {
-  std::size_t slot;
+  std::size_t slot = 0;
   cim::Value constant;
 };
 

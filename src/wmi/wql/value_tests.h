@@ -59,7 +59,7 @@ inline bool is_signed(CimType type) {
 }
 
 struct TextTest {
-  Operator op;
+  Operator op = Operator::equal;
   std::string literal;
 
   Truth operator()(const cim::Value& value) const {
@@ -74,9 +74,9 @@ struct TextTest {
 };
 
 struct IntegerTest {
-  Operator op;
+  Operator op = Operator::equal;
   Integer literal;
-  CimType type;
+  CimType type = CimType::uint64;
 
   Truth operator()(const cim::Value& value) const {
     const auto number = integer_of(value);
@@ -99,7 +99,7 @@ struct IntegerTest {
 /// `P = 1 OR P = 2 OR ...`: what many equalities with one integer property come to.
 struct IntegerSetTest {
   std::vector<Integer> members;  // in ascending order
-  CimType type;
+  CimType type = CimType::uint64;
 
   Truth operator()(const cim::Value& value) const {
     const auto number = integer_of(value);
@@ -118,7 +118,7 @@ struct IntegerSetTest {
 };
 
 struct RealTest {
-  Operator op;
+  Operator op = Operator::equal;
   double literal;
 
   Truth operator()(const cim::Value& value) const {
@@ -131,7 +131,7 @@ struct RealTest {
 };
 
 struct BooleanTest {
-  Operator op;
+  Operator op = Operator::equal;
   bool literal;
 
   Truth operator()(const cim::Value& value) const {
@@ -145,7 +145,7 @@ struct BooleanTest {
 };
 
 struct DateTimeTest {
-  Operator op;
+  Operator op = Operator::equal;
   cim::DateTime literal;
   std::string spelling;
 
@@ -164,7 +164,7 @@ struct DateTimeTest {
 };
 
 struct ReferenceTest {
-  Operator op;
+  Operator op = Operator::equal;
   std::string literal;
   std::string keys;
   std::vector<std::string> family;  // folded class names that may stand for one another
