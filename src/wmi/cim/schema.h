@@ -81,13 +81,16 @@ struct Class {
 template <auto member>
 inline constexpr auto reader = nullptr;
 template <typename Row, typename Result, Result (Row::*member)()>
-inline constexpr auto reader<member> = +[](Instance& self) -> Value { return (static_cast<Row&>(self).*member)(); };
+inline constexpr auto reader<member> = +[](Instance& self) -> Value {
+  return (static_cast<Row&>(self).*member)();
+};
 
 /// The same for a method: std::uint32_t (Row::*)(std::span<const Value>).
 template <auto member>
 inline constexpr auto caller = nullptr;
 template <typename Row, std::uint32_t (Row::*member)(std::span<const Value>)>
-inline constexpr auto caller<member> = +[](Instance& self, std::span<const Value> arguments) -> std::uint32_t {
+inline constexpr auto caller<member> = +[](Instance& self,
+                                           std::span<const Value> arguments) -> std::uint32_t {
   return (static_cast<Row&>(self).*member)(arguments);
 };
 

@@ -119,7 +119,7 @@ struct IntegerSetTest {
 
 struct RealTest {
   Operator op = Operator::equal;
-  double literal;
+  double literal = 0;
 
   Truth operator()(const cim::Value& value) const {
     if (const auto* real = value.get_if<double>()) return truth(holds(op, *real <=> literal));
@@ -132,7 +132,7 @@ struct RealTest {
 
 struct BooleanTest {
   Operator op = Operator::equal;
-  bool literal;
+  bool literal = false;
 
   Truth operator()(const cim::Value& value) const {
     const auto* flag = value.get_if<bool>();
