@@ -157,6 +157,16 @@ struct JobWatch {
 
 }  // namespace
 
+bool is_running(std::string_view active_state) {
+  return active_state == "active" || active_state == "reloading" || active_state == "refreshing";
+}
+bool is_starting(std::string_view active_state) {
+  return active_state == "activating";
+}
+bool is_stopped(std::string_view active_state) {
+  return active_state == "inactive" || active_state == "failed";
+}
+
 std::vector<Unit> ServiceManager::services() {
   return bus_.with([this](sd_bus* bus) {
     std::vector<Unit> units = read_units(call(bus, kServiceManager, "ListUnits", kLimit));
@@ -211,8 +221,7 @@ std::vector<std::string> ServiceManager::running_of(const std::vector<std::strin
     check(sd_bus_message_close_container(request.get()));
     std::vector<std::string> running;
     for (Unit& unit : read_units(send(bus, std::move(request), kLimit))) {
-      if (unit.active_state == "active" || unit.active_state == "reloading" ||
-          unit.active_state == "activating") {
+      if (is_running(unit.active_state) || is_starting(unit.active_state)) {
         running.push_back(std::move(unit.unit));
       }
     }

@@ -22,6 +22,11 @@ struct Unit {
   std::string path;  ///< of its object on the bus; empty for one that is not loaded
 };
 
+/// What the manager's word for the state of a service says.
+[[nodiscard]] bool is_running(std::string_view active_state);
+[[nodiscard]] bool is_starting(std::string_view active_state);
+[[nodiscard]] bool is_stopped(std::string_view active_state);
+
 /// What a service tells of itself beyond the list.
 struct UnitDetails {
   std::string unit_file_state;

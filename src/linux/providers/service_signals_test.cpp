@@ -16,23 +16,13 @@ namespace kvwmi::ground::providers {
 namespace {
 
 using namespace std::chrono_literals;
+using testing::emit;
 using testing::FakeBus;
 using testing::RecordedMachine;
 
 constexpr const char* kUnit = "org.freedesktop.systemd1.Unit";
 constexpr const char* kCron = "/org/freedesktop/systemd1/unit/cron_2eservice";
 constexpr const char* kMount = "/org/freedesktop/systemd1/unit/home_2emount";
-
-template <typename... Arguments>
-void emit(sd_bus_message* call, const BusObject& from, const char* member, const char* types,
-          Arguments... arguments) {
-  sd_bus_message* made = nullptr;
-  check(sd_bus_message_new_signal(sd_bus_message_get_bus(call), &made, from.path, from.interface, member));
-  const Message signal(made);
-  check(sd_bus_message_set_sender(signal.get(), from.service));
-  check(sd_bus_message_append(signal.get(), types, arguments...));
-  check(sd_bus_send(sd_bus_message_get_bus(call), signal.get(), nullptr));
-}
 
 class ServiceSignalsTest : public ::testing::Test {
  protected:

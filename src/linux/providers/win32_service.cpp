@@ -78,10 +78,6 @@ std::uint32_t failure(const ServiceManager::JobEnd& end) {
   return kUnknownFailure;
 }
 
-bool is_running(std::string_view active_state) {
-  return active_state == "active" || active_state == "reloading" || active_state == "refreshing";
-}
-
 class Row final : public cim::Instance {
  public:
   Row(const cim::Class& schema, const Machine& machine, std::shared_ptr<ServiceManager> manager, Unit unit)
@@ -93,9 +89,9 @@ class Row final : public cim::Instance {
   Value display_name() { return Value(unit_.description); }
   Value state() {
     if (is_running(unit_.active_state)) return Value("Running");
-    if (unit_.active_state == "activating") return Value("Start Pending");
+    if (is_starting(unit_.active_state)) return Value("Start Pending");
     if (unit_.active_state == "deactivating") return Value("Stop Pending");
-    if (unit_.active_state == "inactive" || unit_.active_state == "failed") return Value("Stopped");
+    if (is_idle()) return Value("Stopped");
     return Value("Unknown");
   }
   Value started() { return Value(is_running(unit_.active_state)); }
@@ -124,9 +120,7 @@ class Row final : public cim::Instance {
   std::uint32_t not_supported(std::span<const Value>) { return kNotSupported; }
 
  private:
-  [[nodiscard]] bool is_idle() const {
-    return unit_.active_state == "inactive" || unit_.active_state == "failed";
-  }
+  [[nodiscard]] bool is_idle() const { return is_stopped(unit_.active_state); }
 
   const UnitDetails& details() {
     if (!details_) {
@@ -149,7 +143,7 @@ std::uint32_t Row::start(std::span<const Value>) {
   try {
     // As it is now, and not when the query was made.
     const UnitDetails now = manager_->details({unit_.unit, "", "", "", ""});
-    if (is_running(now.active_state) || now.active_state == "activating") return kAlreadyThere;
+    if (is_running(now.active_state) || is_starting(now.active_state)) return kAlreadyThere;
     if (now.load_state == "masked") return kDisabled;
     const ServiceManager::JobEnd end = manager_->start(unit_, kJobLimit);
     if (end.result.empty()) return kAccepted;  // still starting
@@ -163,7 +157,7 @@ std::uint32_t Row::start(std::span<const Value>) {
 std::uint32_t Row::stop(std::span<const Value>) {
   try {
     const UnitDetails now = manager_->details({unit_.unit, "", "", "", ""});
-    if (now.active_state == "inactive" || now.active_state == "failed") return kAlreadyThere;
+    if (is_stopped(now.active_state)) return kAlreadyThere;
     std::vector<std::string> dependents = now.needed_by;
     std::erase_if(dependents, [](const std::string& unit) { return !unit.ends_with(".service"); });
     // The manager would stop them too, without a word.
@@ -225,16 +219,14 @@ constexpr std::size_t kDisplayName = column(kProperties, "DisplayName");
 constexpr cim::Method kMethods[]{
     {"StartService",
      {},
-     "0 started or still starting, 2 access denied, 7 timeout, 8 it failed, 9 its program cannot be "
-     "executed, 10 "
-     "already started, 13 a service that it needs failed, 14 masked, 15 its user does not exist, 21 faulty "
-     "unit.",
+     "0 started or still starting, 1 must not be started by hand, 2 access denied, 7 timeout, 8 it failed, "
+     "9 its program cannot be executed, 10 already started, 13 a service that it needs failed, 14 masked, "
+     "15 its user does not exist, 18 it waits for itself, 21 faulty unit.",
      cim::caller<&Row::start>},
     {"StopService",
      {},
-     "0 stopped or still stopping, 2 access denied, 3 services that need it run, 4 must not be stopped by "
-     "hand, 10 "
-     "already stopped.",
+     "0 stopped or still stopping, 1 cannot be stopped, 2 access denied, 3 services that need it run, "
+     "4 must not be stopped by hand, 7 timeout, 8 it failed, 10 already stopped.",
      cim::caller<&Row::stop>},
     {"PauseService", {}, "Always 1, not supported.", cim::caller<&Row::not_supported>},
     {"ResumeService", {}, "Always 1, not supported.", cim::caller<&Row::not_supported>},

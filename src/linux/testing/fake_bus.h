@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "linux/machine.h"
+#include "linux/providers/system_bus.h"
 
 namespace kvwmi::ground::testing {
 
@@ -86,5 +87,18 @@ class FakeBus {
   std::vector<std::string> calls_;
   std::vector<std::thread> threads_;
 };
+
+/// Sends a signal to whom a call came from.
+template <typename... Arguments>
+void emit(sd_bus_message* call, const providers::BusObject& from, const char* member, const char* types,
+          Arguments... arguments) {
+  sd_bus_message* made = nullptr;
+  providers::check(
+      sd_bus_message_new_signal(sd_bus_message_get_bus(call), &made, from.path, from.interface, member));
+  const providers::Message signal(made);
+  providers::check(sd_bus_message_set_sender(signal.get(), from.service));
+  providers::check(sd_bus_message_append(signal.get(), types, arguments...));
+  providers::check(sd_bus_send(sd_bus_message_get_bus(call), signal.get(), nullptr));
+}
 
 }  // namespace kvwmi::ground::testing
