@@ -1,34 +1,18 @@
 #include "linux/providers/unit_files.h"
 
-#include <sys/resource.h>
-
 #include <thread>
 
 #include "kvwmi/error.h"
 #include "linux/providers/unit_specifiers.h"
+#include "linux/testing/no_descriptors.h"
 #include "linux/testing/recorded_machine.h"
 
 namespace kvwmi::ground::providers {
 namespace {
 
+using testing::NoDescriptors;
 using testing::RecordedMachine;
 using Texts = std::vector<std::string>;
-
-/// As long as it lives, no file can be opened.
-class NoDescriptors {
- public:
-  NoDescriptors() {
-    getrlimit(RLIMIT_NOFILE, &before_);
-    const rlimit none{0, before_.rlim_max};
-    setrlimit(RLIMIT_NOFILE, &none);
-  }
-  ~NoDescriptors() { setrlimit(RLIMIT_NOFILE, &before_); }
-  NoDescriptors(const NoDescriptors&) = delete;
-  NoDescriptors& operator=(const NoDescriptors&) = delete;
-
- private:
-  rlimit before_{};
-};
 
 class UnitFolders : public ::testing::Test {
  protected:

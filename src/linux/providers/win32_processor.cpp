@@ -1,6 +1,4 @@
-#include <map>
 #include <mutex>
-#include <set>
 
 #include "kvwmi/error.h"
 #include "linux/parsers/cpuinfo.h"
@@ -9,6 +7,7 @@
 #include "linux/parsers/system_stat.h"
 #include "linux/providers/factories.h"
 #include "linux/providers/operating_system.h"
+#include "linux/providers/processor_topology.h"
 #include "linux/providers/row.h"
 #include "linux/providers/system_file.h"
 
@@ -63,87 +62,85 @@ class LoadSampler {
   std::optional<Window> window_;
 };
 
-struct Source {
-  explicit Source(const Machine& of) : machine(of), load(of) {}
+/// What is kept from one query to the next.
+class Source {
+ public:
+  explicit Source(const Machine& of) : machine(of), load(of), stat_(of.proc + "/stat") {}
 
   const Machine& machine;
   LoadSampler load;
+
+  /// That of the processors that are online now.
+  std::shared_ptr<ProcessorTopology> topology() {
+    std::vector<std::uint32_t> online;
+    for (const auto& cpu : parsers::parse_system_stat(stat_.read()).cpus) online.push_back(cpu.cpu);
+    const std::lock_guard lock(mutex_);
+    if (!topology_ || topology_->online() != online) {
+      topology_ = std::make_shared<ProcessorTopology>(machine, std::move(online));
+    }
+    return topology_;
+  }
+
+ private:
+  KeptFile stat_;
+  std::mutex mutex_;
+  std::shared_ptr<ProcessorTopology> topology_;
 };
 
 /// What the rows of one query share; each may come to a thread of its own.
 class Shared {
  public:
-  Shared(std::shared_ptr<Source> source, std::size_t sockets)
-      : source_(std::move(source)), sockets_(sockets) {}
+  explicit Shared(std::shared_ptr<Source> source)
+      : source_(std::move(source)), topology_(source_->topology()) {}
 
   [[nodiscard]] const Machine& machine() const noexcept { return source_->machine; }
+  [[nodiscard]] ProcessorTopology& topology() const noexcept { return *topology_; }
 
   const LoadSampler::Window& window() {
     std::call_once(window_once_, [&] { window_ = source_->load.window(); });
     return window_;
   }
-  /// Null where the machine does not describe the processor.
-  const parsers::CpuInfo* info(std::uint32_t cpu) {
+  /// The present clock as the machine describes its processors.
+  std::optional<std::uint64_t> megahertz(std::uint32_t cpu) {
     std::call_once(infos_once_, [&] {
       infos_ = parsers::parse_cpuinfo(read_file(machine().proc + "/cpuinfo").value_or(""));
     });
     const auto found =
         std::find_if(infos_.begin(), infos_.end(), [&](const auto& i) { return i.cpu == cpu; });
-    return found == infos_.end() ? nullptr : &*found;
-  }
-  /// What the firmware says of a socket; empty where it does not tell. Its table and the kernel number the
-  /// sockets in the same order, but only where both know of as many is it certain which is which.
-  const parsers::ProcessorSocket& firmware(std::size_t socket) {
-    std::call_once(firmware_once_, [&] {
-      firmware_ = parsers::parse_processor_sockets(
-          read_file(machine().sys + "/firmware/dmi/tables/DMI").value_or(""));
-      if (firmware_.size() != sockets_) firmware_.assign(sockets_, {});
-    });
-    return firmware_[socket];
+    return found == infos_.end() ? std::nullopt : found->megahertz;
   }
 
  private:
   std::shared_ptr<Source> source_;
+  std::shared_ptr<ProcessorTopology> topology_;
   std::once_flag window_once_;
   LoadSampler::Window window_;
   std::once_flag infos_once_;
   std::vector<parsers::CpuInfo> infos_;
-  std::size_t sockets_;
-  std::once_flag firmware_once_;
-  std::vector<parsers::ProcessorSocket> firmware_;
 };
 
 class Row final : public cim::Instance {
  public:
-  /// `cpus` are the logical processors of the socket.
-  Row(const cim::Class& schema, std::shared_ptr<Shared> shared, std::size_t index,
-      std::vector<std::uint32_t> cpus)
-      : Instance(schema), shared_(std::move(shared)), index_(index), cpus_(std::move(cpus)) {}
+  Row(const cim::Class& schema, std::shared_ptr<Shared> shared, std::size_t index)
+      : Instance(schema), shared_(std::move(shared)), index_(index) {}
 
   Value device() { return Value("CPU" + std::to_string(index_)); }
   Value load() {
     const LoadSampler::Window& window = shared_->window();
     return or_null(parsers::load_percentage(window.begin, window.end, [&](std::uint32_t cpu) {
-      return std::find(cpus_.begin(), cpus_.end(), cpu) != cpus_.end();
+      return std::find(cpus().begin(), cpus().end(), cpu) != cpus().end();
     }));
   }
-  Value logical_processors() { return number(cpus_.size()); }
-  Value cores() {
-    std::set<std::string> ids;
-    for (const std::uint32_t cpu : cpus_) {
-      // Without a topology every logical processor counts as a core.
-      ids.insert(line(cpu, "topology/core_id").value_or("cpu" + std::to_string(cpu)));
-    }
-    return number(ids.size());
-  }
+  Value logical_processors() { return number(cpus().size()); }
+  Value cores() { return number(shared_->topology().cores(index_)); }
   Value current_clock() {
     const auto kilohertz = number_line("cpufreq/scaling_cur_freq");
-    return kilohertz ? number(*kilohertz / 1000) : megahertz();
+    return kilohertz ? number(*kilohertz / 1000) : present_clock();
   }
   Value max_clock() {
     if (const auto kilohertz = number_line("cpufreq/cpuinfo_max_freq")) return number(*kilohertz / 1000);
     const auto highest = firmware().max_megahertz;
-    return highest ? number(*highest) : megahertz();
+    return highest ? number(*highest) : present_clock();
   }
   Value external_clock() { return or_null(firmware().external_megahertz); }
   template <auto member>
@@ -153,21 +150,7 @@ class Row final : public cim::Instance {
   }
   template <std::uint64_t level>
   Value cache() {
-    std::uint64_t kilobytes = 0;
-    std::set<std::string> counted;
-    for (const std::uint32_t cpu : cpus_) {
-      for (int index = 0; index < 8; ++index) {
-        const std::string folder = "cache/index" + std::to_string(index) + "/";
-        const auto at = line(cpu, folder + "level");
-        if (!at) break;
-        if (parsers::to_number(*at) != level) continue;
-        // A cache that several processors share is one.
-        const std::string owners = line(cpu, folder + "shared_cpu_list").value_or(std::to_string(cpu));
-        if (!counted.insert(owners).second) continue;
-        kilobytes += parsers::parse_size_kilobytes(line(cpu, folder + "size").value_or("")).value_or(0);
-      }
-    }
-    return counted.empty() ? Value() : number(kilobytes);
+    return or_null(shared_->topology().cache_kilobytes(index_, level));
   }
 
   Value name() { return text(&parsers::CpuInfo::model_name); }
@@ -215,30 +198,30 @@ class Row final : public cim::Instance {
   }
 
  private:
-  [[nodiscard]] std::optional<std::string> line(std::uint32_t cpu, const std::string& file) const {
-    return read_line(shared_->machine().sys + "/devices/system/cpu/cpu" + std::to_string(cpu) + "/" + file);
+  [[nodiscard]] const std::vector<std::uint32_t>& cpus() const {
+    return shared_->topology().sockets()[index_];
   }
   [[nodiscard]] std::optional<std::uint64_t> number_line(const std::string& file) const {
-    const auto found = line(cpus_.front(), file);
+    const auto found = read_line(shared_->machine().sys + "/devices/system/cpu/cpu" +
+                                 std::to_string(cpus().front()) + "/" + file);
     return found ? parsers::to_number(*found) : std::nullopt;
   }
   [[nodiscard]] const parsers::ProcessorSocket& firmware() const {
-    return shared_->firmware(index_);
+    return shared_->topology().firmware(index_);
   }
   [[nodiscard]] const parsers::CpuInfo* info() const {
-    return shared_->info(cpus_.front());
+    return shared_->topology().info(index_);
   }
   Value text(std::string parsers::CpuInfo::*member) const {
     const parsers::CpuInfo* cpu = info();
     return cpu == nullptr || (cpu->*member).empty() ? Value() : Value(cpu->*member);
   }
-  Value megahertz() const {
-    return info() == nullptr ? Value() : or_null(info()->megahertz);
+  Value present_clock() const {
+    return or_null(shared_->megahertz(cpus().front()));
   }
 
   std::shared_ptr<Shared> shared_;
   std::size_t index_;
-  std::vector<std::uint32_t> cpus_;
 };
 
 using enum CimType;
@@ -360,21 +343,10 @@ class Win32Processor final : public embedded::Provider {
   const cim::Class& schema() const override { return kSchema; }
 
   void enumerate(const embedded::Request& request, const embedded::RowSink& sink) override {
-    const Machine& machine = source_->machine;
-    std::map<std::uint64_t, std::vector<std::uint32_t>> sockets;
-    for (const parsers::CpuTimes& cpu :
-         parsers::parse_system_stat(KeptFile(machine.proc + "/stat").read()).cpus) {
-      const auto package = read_line(machine.sys + "/devices/system/cpu/cpu" + std::to_string(cpu.cpu) +
-                                     "/topology/physical_package_id");
-      const auto socket = package ? parsers::to_number(*package) : std::nullopt;
-      sockets[socket.value_or(0)].push_back(cpu.cpu);
-    }
-    const auto shared = std::make_shared<Shared>(source_, sockets.size());
-    std::size_t index = 0;
-    for (auto& [package, cpus] : sockets) {
-      const std::size_t here = index++;
-      if (!admits(request, {kDeviceId}, "CPU" + std::to_string(here))) continue;
-      if (!sink(std::make_shared<Row>(kSchema, shared, here, std::move(cpus)))) return;
+    const auto shared = std::make_shared<Shared>(source_);
+    for (std::size_t socket = 0; socket < shared->topology().sockets().size(); ++socket) {
+      if (!admits(request, {kDeviceId}, "CPU" + std::to_string(socket))) continue;
+      if (!sink(std::make_shared<Row>(kSchema, shared, socket))) return;
     }
   }
 

@@ -2,6 +2,7 @@
 
 #include "kvwmi/error.h"
 #include "linux/providers/factories.h"
+#include "linux/testing/no_descriptors.h"
 #include "linux/testing/recorded_machine.h"
 #include "linux/testing/smbios_table.h"
 
@@ -93,6 +94,68 @@ TEST_F(RecordedProcessors, FirmwareThatKnowsOfOtherSocketsIsNotBelieved) {
             (std::vector<std::string>{"(null)", "(null)"}));
   machine.remove("/sys/firmware");
   EXPECT_TRUE(get(*rows_of(*provider).front(), "ExtClock").is_null());
+}
+
+TEST_F(RecordedProcessors, CoresWhoseNumbersAreThoseOfTheirDieAreCountedEach) {
+  const std::string cpus = "/sys/devices/system/cpu/";
+  machine.write(cpus + "cpu0/topology/core_cpus_list", "0\n");
+  machine.write(cpus + "cpu1/topology/core_cpus_list", "1\n");
+  EXPECT_EQ(number_of(*rows_of(*provider)[0], "NumberOfCores"), 2U) << "both are core 0, of two dies";
+}
+
+TEST_F(RecordedProcessors, AnOlderKernelNamesTheThreadsOfACoreOtherwise) {
+  const std::string cpus = "/sys/devices/system/cpu/";
+  machine.write(cpus + "cpu0/topology/thread_siblings_list", "0-1\n");
+  machine.write(cpus + "cpu1/topology/thread_siblings_list", "0-1\n");
+  machine.write(cpus + "cpu1/topology/core_id", "7\n");
+  EXPECT_EQ(number_of(*rows_of(*provider)[0], "NumberOfCores"), 1U);
+}
+
+TEST_F(RecordedProcessors, WhatStaysTheSameIsReadOnceAsLongAsTheSameAreOnline) {
+  const std::string cpus = "/sys/devices/system/cpu/";
+  const auto constants = [this] {
+    const auto row = rows_of(*provider).at(0);
+    return std::tuple(number_of(*row, "NumberOfCores"), number_of(*row, "L2CacheSize"),
+                      number_of(*row, "L3CacheSize"), text_of(*row, "Name"),
+                      text_of(*row, "SocketDesignation"));
+  };
+  machine.write("/sys/firmware/dmi/tables/DMI",
+                smbios_processor(100, 4200, {"U3E1"}) + smbios_processor(100, 4200, {"U3E2"}));
+  const auto first = constants();
+  EXPECT_EQ(first, std::tuple(1U, 256U, 6144U, "Intel(R) Core(TM) i5-8250U CPU @ 1.60GHz", "U3E1"));
+  machine.remove(cpus + "cpu0/topology");
+  machine.remove(cpus + "cpu1/topology");
+  machine.remove(cpus + "cpu0/cache");
+  machine.remove(cpus + "cpu1/cache");
+  machine.write("/proc/cpuinfo", "processor : 0\nmodel name : Other\ncpu MHz : 900.4\n");
+  machine.remove("/sys/firmware");
+  EXPECT_EQ(constants(), first);
+
+  machine.write(cpus + "cpu0/cpufreq/scaling_cur_freq", "800000\n");
+  EXPECT_EQ(number_of(*rows_of(*provider)[0], "CurrentClockSpeed"), 800U) << "clocks change";
+  machine.remove(cpus + "cpu0/cpufreq");
+  EXPECT_EQ(number_of(*rows_of(*provider)[0], "CurrentClockSpeed"), 900U);
+
+  machine.write("/proc/stat", "cpu0 1 0 1 8 0 0 0 0\nbtime 1\nprocesses 1\n");
+  const Rows rows = rows_of(*provider);
+  ASSERT_EQ(rows.size(), 1U);
+  EXPECT_EQ(text_of(*rows[0], "Name"), "Other");
+  EXPECT_TRUE(get(*rows[0], "L2CacheSize").is_null());
+}
+
+TEST_F(RecordedProcessors, WhatCannotBeReadIsAFailureAndReadAgain) {
+  const auto cores = [this] { return number_of(*rows_of(*provider).at(0), "NumberOfCores"); };
+  {
+    const NoDescriptors none;
+    EXPECT_THROW(cores(), Error);
+  }
+  EXPECT_EQ(cores(), 1U);
+  const auto row = rows_of(*provider).at(0);
+  {
+    const NoDescriptors none;
+    EXPECT_THROW(get(*row, "L2CacheSize"), Error);
+  }
+  EXPECT_EQ(number_of(*row, "L2CacheSize"), 256U);
 }
 
 TEST_F(RecordedProcessors, FirstLoadWaitsForTheEndOfAWindow) {
