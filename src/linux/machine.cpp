@@ -87,6 +87,7 @@ Machine::Machine()
       utc_offset([](std::int64_t seconds) {
         const auto time = static_cast<std::time_t>(seconds);
         std::tm local{};
+        tzset();  // localtime_r alone knows the zone of the program's start
         localtime_r(&time, &local);
         return std::chrono::minutes(local.tm_gmtoff / 60);
       }),
