@@ -1,3 +1,5 @@
+#include <map>
+
 #include "linux/parsers/scan.h"
 #include "linux/providers/factories.h"
 #include "linux/providers/failure.h"
@@ -18,6 +20,18 @@ std::optional<std::uint64_t> number_line(const std::string& folder, std::string_
   return static_cast<std::uint64_t>(*number < 0 ? -*number : *number);
 }
 
+std::string kernel_name(const std::string& folder) {
+  return folder.substr(folder.rfind('/') + 1);
+}
+
+/// Model and serial number, which stay with a battery in whichever bay it sits; the kernel's name without.
+std::string identifier(const std::string& folder) {
+  const std::string model = line(folder, "model_name");
+  const std::string serial = line(folder, "serial_number");
+  const std::string text = model + (model.empty() || serial.empty() ? "" : " ") + serial;
+  return text.empty() ? kernel_name(folder) : text;
+}
+
 /// Win32_Battery.BatteryStatus
 enum Status : std::uint32_t {
   discharging = 1,
@@ -34,13 +48,18 @@ enum Status : std::uint32_t {
 
 class Row final : public cim::Instance {
  public:
-  Row(const cim::Class& schema, const Machine& machine, std::string folder, bool on_mains_power)
-      : Instance(schema), machine_(machine), folder_(std::move(folder)), on_mains_power_(on_mains_power) {}
+  Row(const cim::Class& schema, const Machine& machine, std::string folder, std::string identifier,
+      bool on_mains_power)
+      : Instance(schema),
+        machine_(machine),
+        folder_(std::move(folder)),
+        identifier_(std::move(identifier)),
+        on_mains_power_(on_mains_power) {}
 
-  Value device_id() { return Value(identifier(folder_)); }
+  Value device_id() { return Value(identifier_); }
   Value name() {
     const std::string model = line(folder_, "model_name");
-    return Value(model.empty() ? folder_name() : model);
+    return Value(model.empty() ? kernel_name(folder_) : model);
   }
 
   /// Mains power decides: a machine that has it does not run on the battery, whether that is being charged,
@@ -110,17 +129,7 @@ class Row final : public cim::Instance {
   }
   Value computer() { return Value(computer_name(machine_)); }
 
-  /// Model and serial number, which stay with a battery in whichever bay it sits; the kernel's name without.
-  static std::string identifier(const std::string& folder) {
-    const std::string model = line(folder, "model_name");
-    const std::string serial = line(folder, "serial_number");
-    const std::string text = model + (model.empty() || serial.empty() ? "" : " ") + serial;
-    return text.empty() ? folder.substr(folder.rfind('/') + 1) : text;
-  }
-
  private:
-  [[nodiscard]] std::string folder_name() const { return folder_.substr(folder_.rfind('/') + 1); }
-
   /// Batteries tell their contents as energy or as charge at a voltage.
   [[nodiscard]] std::optional<std::uint64_t> milliwatt_hours(const std::string& what) const {
     if (const auto microwatt_hours = number_line(folder_, "energy_" + what)) return *microwatt_hours / 1000;
@@ -149,6 +158,7 @@ class Row final : public cim::Instance {
 
   const Machine& machine_;
   std::string folder_;
+  std::string identifier_;
   bool on_mains_power_;
 };
 
@@ -174,7 +184,8 @@ constexpr Property kProperties[]{
      cim::reader<&Row::design_capacity>},
     {"DesignVoltage", uint64, cim::kPlain, Cost::read, "Lowest design voltage in millivolts.",
      cim::reader<&Row::design_voltage>},
-    {"DeviceID", string, cim::kKey | cim::kNarrows, Cost::read, "Model and serial number.",
+    {"DeviceID", string, cim::kKey | cim::kNarrows, Cost::free,
+     "Model and serial number, with the kernel's name where that is the same for several.",
      cim::reader<&Row::device_id>},
     not_kept("ErrorCleared", boolean),
     not_kept("ErrorDescription", string),
@@ -232,18 +243,24 @@ class Win32Battery final : public embedded::Provider {
     if (!names) return;
 
     bool on_mains_power = false;
-    std::vector<std::string> batteries;
+    std::vector<std::pair<std::string, std::string>> batteries;  // folders and identifiers
+    std::map<std::string, int> count;
     for (const std::string& name : *names) {
       const std::string folder = supplies + "/" + name;
       // Supplies of mice and the like say that they serve a device and not the machine.
       if (line(folder, "scope") == "Device") continue;
       const bool is_battery = line(folder, "type") == "Battery";
-      if (is_battery && line(folder, "present") != "0") batteries.push_back(folder);
+      if (is_battery && line(folder, "present") != "0") {
+        batteries.emplace_back(folder, identifier(folder));
+        ++count[batteries.back().second];
+      }
       if (!is_battery && number_line(folder, "online").value_or(0) > 0) on_mains_power = true;
     }
-    for (const std::string& folder : batteries) {
-      if (!admits(request, {kDeviceId}, Row::identifier(folder))) continue;
-      if (!sink(std::make_shared<Row>(kSchema, machine_, folder, on_mains_power))) return;
+    for (auto& [folder, key] : batteries) {
+      // Two of one model that tell no serial number.
+      if (count[key] > 1) key += " " + kernel_name(folder);
+      if (!admits(request, {kDeviceId}, key)) continue;
+      if (!sink(std::make_shared<Row>(kSchema, machine_, folder, std::move(key), on_mains_power))) return;
     }
   }
 

@@ -44,6 +44,20 @@ TEST_F(RecordedBattery, IsTheMachinesOwnAndNotTheMouses) {
   EXPECT_EQ(text_of(*row, "Status"), "OK");
 }
 
+TEST_F(RecordedBattery, TwoOfOneModelWithoutASerialNumberHaveKeysOfTheirOwn) {
+  for (const std::string name : {"BAT1", "BAT2"}) {
+    supply(name + "/type", "Battery");
+    supply(name + "/model_name", "Twin");
+  }
+  EXPECT_EQ(texts_of(rows_of(*provider), "DeviceID"),
+            (std::vector<std::string>{"DX-45N 4711", "Twin BAT1", "Twin BAT2"}));
+  EXPECT_EQ(texts_of(rows_of(*provider, {equals(*provider, "DeviceID", "twin bat2")}), "DeviceID"),
+            std::vector<std::string>{"Twin BAT2"});
+  supply("BAT2/serial_number", "2");
+  EXPECT_EQ(texts_of(rows_of(*provider), "DeviceID"),
+            (std::vector<std::string>{"DX-45N 4711", "Twin", "Twin 2"}));
+}
+
 TEST_F(RecordedBattery, MainsPowerDecidesTheStatus) {
   supply("AC/online", "1");
   for (const char* state : {"Charging", "Full", "Not charging", "Discharging", "Unknown"}) {
