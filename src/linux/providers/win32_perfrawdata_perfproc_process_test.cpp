@@ -122,23 +122,25 @@ TEST(Win32PerfRawDataPerfProcProcess, ProcessorTimeFollowsWhatThisProcessUses) {
     return std::pair(number_of(*rows.at(0), "PercentProcessorTime"),
                      number_of(*rows.at(1), "PercentProcessorTime"));
   };
+  const auto now = [&] { return static_cast<std::uint64_t>(machine.running_time().count() / 100); };
   const std::uint64_t before = own_time();
+  const std::uint64_t first_begun = now();
   const auto first = sample();
-  const auto started = std::chrono::steady_clock::now();
+  const std::uint64_t first_ended = now();
   while (own_time() - before < 1'000'000) {
   }
+  const std::uint64_t second_begun = now();
   const auto second = sample();
-  const auto passed = static_cast<std::uint64_t>(
-      std::chrono::duration_cast<std::chrono::nanoseconds>(std::chrono::steady_clock::now() - started)
-          .count() /
-      100);
+  const std::uint64_t second_ended = now();
   const std::uint64_t after = own_time();
   EXPECT_GE(first.first, before);
   EXPECT_LE(second.first, after);
   EXPECT_GE(second.first - first.first, 900'000U);
+  // All processors, for as long as passed between two moments within the samples.
   const auto processors = static_cast<std::uint64_t>(sysconf(_SC_NPROCESSORS_ONLN));
-  EXPECT_GE(second.second - first.second, 900'000U);
-  EXPECT_LE(second.second - first.second, processors * (passed + 100'000'000));
+  const std::uint64_t total = second.second - first.second;
+  EXPECT_GE(total, processors * (second_begun - first_ended - 1));
+  EXPECT_LE(total, processors * (second_ended - first_begun + 1));
 }
 
 TEST(Win32PerfRawDataPerfProcProcess, ClocksOfOtherUsersProcessesCanBeRead) {
