@@ -10,6 +10,7 @@
 
 #include "frame/wmi_status.h"
 #include "kvwmi/error.h"
+#include "linux/providers/system_bus.h"
 #include "linux/testing/child_process.h"
 
 namespace kvwmi::ground {
@@ -74,13 +75,44 @@ TEST(LocalService, AnswersTheQueriesOfTheChecks) {
   EXPECT_EQ(process->class_name(), "Win32_Process");
 }
 
+/// Reads every property of every row of a class and counts the rows.
+int read_all(wmi::Services& services, const std::string& name) {
+  int count = 0;
+  const auto set = services.exec_query("SELECT * FROM " + name);
+  const auto rows = set->enumerate();
+  for (; const auto row = rows->next(); ++count) EXPECT_FALSE(row->properties().empty()) << name;
+  return count;
+}
+
 TEST(LocalService, EveryPropertyOfEveryRowCanBeRead) {
   const auto services = connect();
   for (const char* name : {"Win32_Battery", "Win32_LogicalDisk", "Win32_OperatingSystem", "Win32_Process",
                            "Win32_Processor", "Win32_PerfRawData_PerfProc_Process"}) {
-    const auto set = services->exec_query(std::string("SELECT * FROM ") + name);
-    const auto rows = set->enumerate();
-    while (const auto row = rows->next()) EXPECT_FALSE(row->properties().empty()) << name;
+    read_all(*services, name);
+  }
+}
+
+TEST(LocalService, EveryPropertyOfEveryServiceCanBeReadWhereAManagerAnswers) {
+  const auto services = connect();
+  const auto question = [](sd_bus* bus) {
+    call(bus, providers::kServiceManager, "GetDefaultTarget", std::chrono::seconds(5));
+  };
+  bool answers = true;
+  try {
+    providers::SystemBus(local_machine()).with(question);
+  } catch (const providers::BusError&) {
+    answers = false;
+  }
+  if (answers) {
+    EXPECT_GT(read_all(*services, "Win32_Service"), 0);
+    return;
+  }
+  try {
+    read_all(*services, "Win32_Service");
+    FAIL() << "a failure is no empty answer";
+  } catch (const Error& error) {
+    EXPECT_TRUE(wmi::is_status(error, wmi::Status::provider_failure));
+    EXPECT_EQ(error.description(), "Provider failure ");
   }
 }
 

@@ -138,6 +138,13 @@ TEST_F(Services, AreFoundByDisplayNameInAnyCaseLoadedOrNot) {
   EXPECT_TRUE(find("Name='systemd-journald'"));
 }
 
+TEST_F(Services, EveryPropertyOfEachCanBeRead) {
+  const auto set = services->exec_query("SELECT * FROM Win32_Service");
+  EXPECT_GT(set->count(), 14);
+  const auto rows = set->enumerate();
+  while (const auto row = rows->next()) EXPECT_NE(text_of(row->get("StartMode")), "(no text)");
+}
+
 TEST_F(Services, EachIsListedOnce) {
   run("systemctl start kvp-base.service");
   const auto set = services->exec_query("SELECT Name FROM Win32_Service WHERE Name LIKE 'kvp-%'");
