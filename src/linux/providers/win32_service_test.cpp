@@ -247,7 +247,7 @@ TEST_F(RecordedServices, JobsThatFailHaveTheirCodes) {
     std::uint32_t code;
   };
   constexpr std::int32_t kExited = 1, kKilled = 2;
-  for (const auto& [job_result, result, exit_code, exit_status, code] : {
+  for (const Case& ended : {
            Case{"failed", "exit-code", kExited, 1, 8},
            Case{"failed", "exit-code", kExited, 203, 9},
            Case{"failed", "exit-code", kExited, 217, 15},
@@ -258,13 +258,13 @@ TEST_F(RecordedServices, JobsThatFailHaveTheirCodes) {
            Case{"canceled", "success", 0, 0, 8},
            Case{"done", "exit-code", kExited, 203, 9},
        }) {
-    manager.job_result = job_result;
+    manager.job_result = ended.job_result;
     manager.job = [&](FakeUnit& unit) {
-      unit.result = result;
-      unit.exit_code = exit_code;
-      unit.exit_status = exit_status;
+      unit.result = ended.result;
+      unit.exit_code = ended.exit_code;
+      unit.exit_status = ended.exit_status;
     };
-    EXPECT_EQ(start(), code) << job_result << " " << exit_status;
+    EXPECT_EQ(start(), ended.code) << ended.job_result << " " << ended.exit_status;
   }
   manager.job_result = "done";
   manager.job = [](FakeUnit& unit) {
