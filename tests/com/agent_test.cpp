@@ -20,6 +20,7 @@
 #include "process.h"
 #include "server.h"
 #include "stand_in/control.h"
+#include "support/top_level_window.h"
 
 namespace {
 
@@ -223,16 +224,107 @@ TEST_F(AgentWatch, AServiceThatStops) {
   expect_end_by_ctrl_c(agent);
 }
 
-TEST_F(AgentWatch, AThresholdWithItsDetail) {
-  Agent agent(L"watch processor-load --above 80% --poll 1 --json");
+/// A watch with a threshold, the only instance of its class, and what of that crosses it.
+struct ThresholdCase {
+  const wchar_t* words;
+  const char* class_name;
+  std::vector<std::pair<const char*, Variant>> instance;
+  const char* property;
+  Variant before, after;
+  const char* detail;
+};
+
+TEST_F(AgentWatch, ThresholdsWithTheirDetails) {
+  const auto system = std::pair{"Name", Variant::of("a system")};
+  for (const ThresholdCase& c : {
+           ThresholdCase{L"disk Q: --below 10GB",
+                         "Win32_LogicalDisk",
+                         {{"DeviceID", Variant::of("Q:")}, {"DriveType", Variant::of(LONG{3})}},
+                         "FreeSpace",
+                         Variant::of("20000000000"),
+                         Variant::of("5000000000"),
+                         "Value: 5000000000 Bytes"},
+           ThresholdCase{L"process-memory a.exe --above 1MB",
+                         "Win32_Process",
+                         {{"Handle", Variant::of("7")}, {"Name", Variant::of("a.exe")}},
+                         "WorkingSetSize",
+                         Variant::of("1000"),
+                         Variant::of("2000000"),
+                         "Value: 2000000 Bytes"},
+           ThresholdCase{L"free-memory --below 1MB",
+                         "Win32_OperatingSystem",
+                         {system},
+                         "FreePhysicalMemory",
+                         Variant::of("2000"),
+                         Variant::of("900"),
+                         "Value: 900 Kilobytes"},
+           ThresholdCase{L"free-virtual-memory --not-above 1MB",
+                         "Win32_OperatingSystem",
+                         {system},
+                         "FreeVirtualMemory",
+                         Variant::of("2000"),
+                         Variant::of("1024"),
+                         "Value: 1024 Kilobytes"},
+           ThresholdCase{L"free-paging --equal 0KB",
+                         "Win32_OperatingSystem",
+                         {system},
+                         "FreeSpaceInPagingFiles",
+                         Variant::of("2000"),
+                         Variant::of("0"),
+                         "Value: 0 Kilobytes"},
+           ThresholdCase{L"processor-load --above 80%",
+                         "Win32_Processor",
+                         {{"DeviceID", Variant::of("CPU0")}},
+                         "LoadPercentage",
+                         Variant::of(LONG{5}),
+                         Variant::of(LONG{95}),
+                         "Value: 95 %"},
+       }) {
+    SCOPED_TRACE(c.property);
+    Agent agent(L"watch " + std::wstring(c.words) + L" --poll 1 --json");
+    Machine machine(agent);
+    machine.wait_until_watched(c.class_name);
+    const LONG before = machine.reads(c.class_name);
+    std::vector<std::pair<const char*, Variant>> instance = c.instance;
+    instance.emplace_back(c.property, c.before);
+    const LONG row = machine.add(c.class_name, instance);
+    // What comes and changes between two looks has not changed.
+    EXPECT_TRUE(wait_until([&] { return machine.reads(c.class_name) > before; }));
+    machine.change(c.class_name, row, c.property, c.after);
+    expect_event(agent, c.detail);
+    expect_end_by_ctrl_c(agent);
+  }
+}
+
+TEST_F(AgentWatch, TheChangesOfThePowerSource) {
+  Agent agent(L"watch power --poll 1 --json");
   Machine machine(agent);
-  machine.wait_until_watched("Win32_Processor");
-  const LONG before = machine.reads("Win32_Processor");
-  const LONG row = machine.add("Win32_Processor",
-                               {{"DeviceID", Variant::of("CPU0")}, {"LoadPercentage", Variant::of(LONG{5})}});
-  EXPECT_TRUE(wait_until([&] { return machine.reads("Win32_Processor") > before; }));
-  machine.change("Win32_Processor", row, "LoadPercentage", Variant::of(LONG{95}));
-  expect_event(agent, "Value: 95 %");
+  machine.wait_until_watched("Win32_Battery");
+  const LONG before = machine.reads("Win32_Battery");
+  const LONG row = machine.add(
+      "Win32_Battery", {{"DeviceID", Variant::of("battery")}, {"BatteryStatus", Variant::of(LONG{2})}});
+  EXPECT_TRUE(wait_until([&] { return machine.reads("Win32_Battery") > before; }));
+  machine.change("Win32_Battery", row, "BatteryStatus", Variant::of(LONG{1}));
+  expect_event(agent, "");
+  machine.change("Win32_Battery", row, "BatteryStatus", Variant::of(LONG{2}));
+  expect_event(agent, "");
+  expect_end_by_ctrl_c(agent);
+}
+
+TEST_F(AgentWatch, AWindowThatOpensAndCloses) {
+  const std::string title = "kvwmi-agent-" + std::to_string(GetCurrentProcessId());
+  Agent agent(L"watch window " + std::wstring(title.begin(), title.end()) + L" --poll 1");
+  EXPECT_EQ(agent.next_line(), "Watching window \"" + title + "\"; Ctrl-C stops");
+  const auto expect_change = [&] {
+    const std::string line = agent.next_line();
+    EXPECT_TRUE(std::regex_match(line, std::regex("\\d\\d:\\d\\d:\\d\\d  window \"" + title + "\""))) << line;
+  };
+  {
+    const kvwmi::tests::TopLevelWindow window(title);
+    if (!window.exists()) GTEST_SKIP() << "no top-level window can be made here";
+    expect_change();
+  }
+  expect_change();
   expect_end_by_ctrl_c(agent);
 }
 
