@@ -69,7 +69,7 @@ Waiter::~Waiter() {
 
 void Waiter::wait(std::chrono::milliseconds limit) {
   constexpr std::chrono::milliseconds kLongest{std::numeric_limits<int>::max()};
-  epoll_event ready;
+  epoll_event ready{};
   epoll_wait(epoll_, &ready, 1, static_cast<int>(std::min(limit, kLongest).count()));
   std::uint64_t times = 0;
   if (read(wakeup, &times, sizeof times) < 0) {
