@@ -58,7 +58,8 @@ bool lacks_one_of(const ActiveInterfaces& set, const ActiveInterfaces& others) {
 }  // namespace
 
 std::string to_record(const ActiveInterfaces& interfaces) {
-  std::string text = std::string(kHeader) + "\n";
+  std::string text(kHeader);
+  text += '\n';
   for (const std::string& name : interfaces) text += std::string(kActive) + escaped(name) + "\n";
   // The count tells a record that was cut short from a whole one.
   return text + std::string(kEnd) + std::to_string(interfaces.size()) + "\n";
