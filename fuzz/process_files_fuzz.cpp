@@ -28,7 +28,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const std::string name(text.substr(0, text.find('\0')));
   const std::string comm = name.substr(0, kCommLength);
   if (name.find('/') == std::string::npos && !name.empty()) {
-    const std::string full = full_process_name(comm, "/bin/" + name, {});
+    const std::string path = "/bin/" + name;
+    const std::string full = completed_name(comm, {path}).value_or("");
     require(full == name, "a cut name is completed");
     require(may_be_named(comm, full), "no process is missed under its own name");
     require(may_be_named(comm, kvwmi::fold_case(full)) || kvwmi::fold_case(full).size() != full.size(),

@@ -114,16 +114,11 @@ std::string_view lasting_name(std::string_view comm) {
   return comm.substr(0, comm.find_first_of("-+"));
 }
 
-std::string full_process_name(std::string_view comm, std::string_view executable,
-                              const std::vector<std::string_view>& arguments) {
-  if (comm.size() != kCommLength) return std::string(comm);
-  // A name of just that length is whole; what only begins like it further on is something else.
-  const auto completes = [&](std::string_view name) { return name.starts_with(comm); };
-  if (const std::string_view name = file_name(executable); completes(name)) return std::string(name);
-  for (const std::string_view argument : arguments) {
-    if (const std::string_view name = file_name(argument); completes(name)) return std::string(name);
+std::optional<std::string> completed_name(std::string_view comm, const std::vector<std::string_view>& paths) {
+  for (const std::string_view path : paths) {
+    if (const std::string_view name = file_name(path); name.starts_with(comm)) return std::string(name);
   }
-  return std::string(comm);
+  return std::nullopt;
 }
 
 bool may_be_named(std::string_view comm, std::string_view wanted) {

@@ -26,6 +26,8 @@ struct ProcessStat {
   std::uint64_t virtual_size = 0;  ///< bytes
 
   [[nodiscard]] bool is_kernel_thread() const { return (flags & 0x00200000U) != 0; }
+  /// Whether it has ended and nobody has collected it yet: a zombie.
+  [[nodiscard]] bool has_ended() const { return state == 'Z' || state == 'X'; }
 };
 [[nodiscard]] std::optional<ProcessStat> parse_process_stat(std::string_view text);
 
@@ -44,11 +46,10 @@ struct ProcessStat {
 /// has at hand ("kworker/1:1H-kblockd"), which changes from second to second and is left out.
 [[nodiscard]] std::string_view lasting_name(std::string_view comm);
 
-/// The full form of a process name that the kernel may have cut: `comm` itself unless it is 15 bytes long and
-/// the executable's or an argument's file name goes on where it stops. The arguments behind the first name
-/// the script that an interpreter runs.
-[[nodiscard]] std::string full_process_name(std::string_view comm, std::string_view executable,
-                                            const std::vector<std::string_view>& arguments);
+/// The whole of a process name that the kernel may have cut to `comm`: the first of the file names of `paths`
+/// that begins with it; nullopt where none does. A name of just that length is whole.
+[[nodiscard]] std::optional<std::string> completed_name(std::string_view comm,
+                                                        const std::vector<std::string_view>& paths);
 
 /// Whether a process with this `comm` can have the name `wanted` in any case; false only for certain.
 [[nodiscard]] bool may_be_named(std::string_view comm, std::string_view wanted);

@@ -61,25 +61,19 @@ TEST(CommandLine, KeepsTheStateThatAProcessWroteOverItsArguments) {
   EXPECT_EQ(line_of("unterminated"sv), "unterminated");
 }
 
-TEST(ProcessName, IsCompletedOnlyWhereTheKernelCutIt) {
-  EXPECT_EQ(full_process_name("bash", "/usr/bin/bash-static", {}), "bash");
-  EXPECT_EQ(full_process_name("a-rather-long-n", "/usr/bin/a-rather-long-name", {}), "a-rather-long-name");
-  EXPECT_EQ(full_process_name("a-rather-long-n", "", {"a-rather-long-name2", "x"}), "a-rather-long-name2");
+TEST(ProcessName, IsCompletedByTheFirstFileNameThatGoesOn) {
+  EXPECT_EQ(completed_name("a-rather-long-n", {"/usr/bin/a-rather-long-name"}), "a-rather-long-name");
+  EXPECT_EQ(completed_name("a-rather-long-n", {"a-rather-long-name2", "x"}), "a-rather-long-name2");
   // An interpreter runs a script of that name.
-  EXPECT_EQ(full_process_name("collect-figures", "/usr/bin/python3.11",
-                              {"/usr/bin/python3", "./collect-figures.py"}),
+  EXPECT_EQ(completed_name("collect-figures", {"/usr/bin/python3", "./collect-figures.py"}),
             "collect-figures.py");
-  // Exactly 15 bytes long, not cut; or renamed by the process itself.
-  EXPECT_EQ(full_process_name("exactly-fifteen", "/bin/exactly-fifteen", {}), "exactly-fifteen");
-  EXPECT_EQ(full_process_name("exactly-fifteen", "/bin/exactly-fifteen",
-                              {"exactly-fifteen", "/etc/exactly-fifteen.conf"}),
+  // Exactly 15 bytes long, not cut: what only begins like it further on is something else.
+  EXPECT_EQ(completed_name("exactly-fifteen", {"/bin/exactly-fifteen", "/etc/exactly-fifteen.conf"}),
             "exactly-fifteen");
-  EXPECT_EQ(full_process_name("exactly-fifteen", "/usr/bin/python3.11",
-                              {"python3", "/opt/exactly-fifteen", "exactly-fifteen.log"}),
+  EXPECT_EQ(completed_name("exactly-fifteen", {"python3", "/opt/exactly-fifteen", "exactly-fifteen.log"}),
             "exactly-fifteen");
-  EXPECT_EQ(full_process_name("worker-thread-1", "/usr/bin/server", {"server"}), "worker-thread-1");
-  // A kernel thread's name is longer than 15 and complete.
-  EXPECT_EQ(full_process_name("kworker/R-inet_frag_wq", "", {}), "kworker/R-inet_frag_wq");
+  EXPECT_EQ(completed_name("worker-thread-1", {"/usr/bin/server", "server"}), std::nullopt)
+      << "renamed by the process itself";
 }
 
 TEST(ProcessName, OfAKernelWorkerIsWithoutTheWorkAtHand) {

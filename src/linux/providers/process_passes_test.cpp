@@ -28,8 +28,7 @@ class Opened {
   }
   /// The folder itself, opened to be listed.
   int listings() { return count(""); }
-
- private:
+  /// A file in it.
   int count(std::string_view wanted) {
     int found = 0;
     alignas(inotify_event) std::array<char, 16384> buffer;
@@ -46,6 +45,7 @@ class Opened {
     return found;
   }
 
+ private:
   Descriptor events_;
   int watch_;
 };
@@ -106,6 +106,19 @@ TEST_F(ProcessPasses, ExistenceByNameIsOne) {
   EXPECT_EQ(opened.listings(), 1);
   EXPECT_EQ(passes("SELECT * FROM Win32_Process WHERE Name='nobody'"), 1);
   EXPECT_EQ(rows, 0);
+}
+
+TEST_F(ProcessPasses, ANameThatTheProgramCompletesCostsNoLookAtTheArguments) {
+  machine.write("/proc/7/comm", "a-rather-long-n\n");
+  machine.write("/proc/7/cmdline", "a-rather-long-name");
+  Opened opened(machine.proc + "/7");
+  EXPECT_EQ(passes("SELECT Name FROM Win32_Process WHERE Name='a-rather-long-name'"), 1);
+  EXPECT_EQ(rows, 1);
+  EXPECT_EQ(opened.count("cmdline"), 1);
+  machine.link("/proc/7/exe", "/bin/a-rather-long-name");
+  EXPECT_EQ(passes("SELECT Name FROM Win32_Process WHERE Name='a-rather-long-name'"), 1);
+  EXPECT_EQ(rows, 1);
+  EXPECT_EQ(opened.count("cmdline"), 0);
 }
 
 TEST_F(ProcessPasses, ByNumberThereIsNone) {

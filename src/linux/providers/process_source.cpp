@@ -73,14 +73,20 @@ std::string_view without_line_end(std::string_view text) {
 
 ProcessSource::ProcessSource(const Machine& machine)
     : machine_(machine),
-      proc_(open(machine.proc.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC)),
       boot_to_1970_(std::chrono::floor<StartTimeStep>(machine.wall_time() - machine.boot_time())),
       tick_100ns_(10'000'000 / static_cast<std::uint64_t>(sysconf(_SC_CLK_TCK))),
       page_size_(static_cast<std::uint64_t>(sysconf(_SC_PAGESIZE))) {}
 
+int ProcessSource::proc() const {
+  const std::lock_guard lock(mutex_);
+  if (!proc_) proc_ = open_at(AT_FDCWD, machine_.proc.c_str(), O_PATH | O_DIRECTORY);
+  if (!proc_) throw provider_failure();
+  return proc_.get();
+}
+
 std::vector<pid_t> ProcessSource::all() const {
   // A folder remembers how far it was read, so every pass needs one of its own.
-  const Descriptor folder(openat(proc_.get(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  const Descriptor folder = open_at(proc(), ".", O_RDONLY | O_DIRECTORY);
   std::vector<pid_t> pids;
   pids.reserve(512);
   const bool complete = folder && for_each_entry(folder.get(), [&](std::string_view name) {
@@ -103,20 +109,19 @@ bool ProcessSource::exists(pid_t pid) const {
 
 std::optional<std::string_view> ProcessSource::read_short(pid_t pid, std::string_view file,
                                                           std::span<char> buffer) const {
-  return providers::read_short(proc_.get(), ProcessPath(pid, file).c_str(), buffer);
+  return providers::read_short(proc(), ProcessPath(pid, file).c_str(), buffer);
 }
 
 std::optional<std::string> ProcessSource::read(pid_t pid, std::string_view file) const {
-  return read_file_at(proc_.get(), ProcessPath(pid, file).c_str());
+  return read_file_at(proc(), ProcessPath(pid, file).c_str());
 }
 
 std::optional<std::string> ProcessSource::read_link(pid_t pid, std::string_view file) const {
-  return read_link_at(proc_.get(), ProcessPath(pid, file).c_str());
+  return read_link_at(proc(), ProcessPath(pid, file).c_str());
 }
 
 std::optional<std::uint64_t> ProcessSource::count_entries(pid_t pid, std::string_view folder) const {
-  const Descriptor open_folder(
-      openat(proc_.get(), ProcessPath(pid, folder).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  const Descriptor open_folder = open_at(proc(), ProcessPath(pid, folder).c_str(), O_RDONLY | O_DIRECTORY);
   std::uint64_t count = 0;
   const bool complete = open_folder && for_each_entry(open_folder.get(), [&](std::string_view name) {
                           if (name != "." && name != "..") ++count;
@@ -125,14 +130,30 @@ std::optional<std::uint64_t> ProcessSource::count_entries(pid_t pid, std::string
   return count;
 }
 
-std::string ProcessSource::full_name(pid_t pid, std::string_view comm) const {
-  if (comm.size() != parsers::kCommLength) return std::string(comm);
-  const std::string executable = read_link(pid, "exe").value_or("");
-  const std::string arguments = read(pid, "cmdline").value_or("");
+std::optional<std::string> ProcessSource::executable(pid_t pid) const {
+  std::optional<std::string> path = read_link(pid, "exe");
   constexpr std::string_view kDeleted = " (deleted)";
-  std::string_view path = executable;
-  if (path.ends_with(kDeleted)) path.remove_suffix(kDeleted.size());
-  return parsers::full_process_name(comm, path, parsers::parse_arguments(arguments));
+  if (path && path->ends_with(kDeleted)) path->resize(path->size() - kDeleted.size());
+  return path;
+}
+
+bool ProcessSource::has_ended(pid_t pid) const {
+  std::array<char, 1024> buffer;
+  const auto text = read_short(pid, "stat", buffer);
+  const auto stat = text ? parsers::parse_process_stat(*text) : std::nullopt;
+  return !stat || stat->has_ended();
+}
+
+std::optional<std::string> ProcessSource::full_name(pid_t pid, std::string_view comm) const {
+  if (comm.size() != parsers::kCommLength) return std::string(comm);
+  const std::string path = executable(pid).value_or("");
+  if (auto name = parsers::completed_name(comm, {path})) return name;
+  // To read the arguments takes a lock of the process's memory, which it may hold for long.
+  const std::string arguments = read(pid, "cmdline").value_or("");
+  if (auto name = parsers::completed_name(comm, parsers::parse_arguments(arguments))) return name;
+  // What has ended keeps only the cut name. A kernel thread has no files either, and its name is whole.
+  if (path.empty() && arguments.empty() && has_ended(pid)) return std::nullopt;
+  return std::string(comm);
 }
 
 std::optional<std::string> ProcessSource::name(pid_t pid) const {
@@ -148,9 +169,9 @@ std::optional<std::string> ProcessSource::name_among(pid_t pid,
   const auto may_be = [&](std::string_view name) { return parsers::may_be_named(comm, name); };
   if (!wanted.empty() && std::none_of(wanted.begin(), wanted.end(), may_be)) return std::nullopt;
 
-  std::string name = full_name(pid, comm);
-  const auto is = [&](std::string_view other) { return equals_ignoring_case(name, other); };
-  if (!wanted.empty() && std::none_of(wanted.begin(), wanted.end(), is)) return std::nullopt;
+  std::optional<std::string> name = full_name(pid, comm);
+  const auto is = [&](std::string_view other) { return equals_ignoring_case(*name, other); };
+  if (name && !wanted.empty() && std::none_of(wanted.begin(), wanted.end(), is)) return std::nullopt;
   return name;
 }
 
@@ -215,7 +236,8 @@ std::optional<std::uint64_t> ProcessFiles::resident_bytes() {
     const auto text = source_->read_short(pid_, "statm", buffer);
     if (!text) return std::nullopt;
     const auto pages = parsers::parse_resident_pages(*text);
-    if (!pages) return std::nullopt;
+    // A zombie has no memory to measure; a kernel thread has none of its own.
+    if (!pages || (*pages == 0 && source_->has_ended(pid_))) return std::nullopt;
     return *pages * source_->page_size();
   });
 }
@@ -225,12 +247,7 @@ std::optional<std::string> ProcessFiles::name() {
 }
 
 std::optional<std::string> ProcessFiles::executable() {
-  return checked([&]() -> std::optional<std::string> {
-    std::optional<std::string> path = source_->read_link(pid_, "exe");
-    constexpr std::string_view kDeleted = " (deleted)";
-    if (path && path->ends_with(kDeleted)) path->resize(path->size() - kDeleted.size());
-    return path;
-  });
+  return checked([&] { return source_->executable(pid_); });
 }
 
 std::optional<std::string> ProcessFiles::command_line() {

@@ -5,6 +5,7 @@
 #include <chrono>
 #include <cstdint>
 #include <memory>
+#include <mutex>
 #include <optional>
 #include <span>
 #include <string>
@@ -37,7 +38,13 @@ class ProcessSource {
   /// How many entries a folder of the process has.
   [[nodiscard]] std::optional<std::uint64_t> count_entries(pid_t pid, std::string_view folder) const;
 
-  /// The name the process runs under: comm, completed where the kernel cut it.
+  /// The path of the program that the process executes, though it was deleted since.
+  [[nodiscard]] std::optional<std::string> executable(pid_t pid) const;
+  /// Whether the process is a zombie or gone.
+  [[nodiscard]] bool has_ended(pid_t pid) const;
+
+  /// The name the process runs under: comm, completed where the kernel cut it. A zombie whose comm may be cut
+  /// has none.
   [[nodiscard]] std::optional<std::string> name(pid_t pid) const;
   /// The same for a process whose name equals one of `wanted` in any case, and nullopt for all others at the
   /// cost of the one small file that tells them apart. An empty list wants every name.
@@ -52,10 +59,14 @@ class ProcessSource {
   [[nodiscard]] std::uint64_t page_size() const noexcept { return page_size_; }
 
  private:
-  [[nodiscard]] std::string full_name(pid_t pid, std::string_view comm) const;
+  [[nodiscard]] std::optional<std::string> full_name(pid_t pid, std::string_view comm) const;
+
+  /// The open folder /proc; raises "Provider failure " where it cannot be opened.
+  [[nodiscard]] int proc() const;
 
   const Machine& machine_;
-  Descriptor proc_;
+  mutable std::mutex mutex_;
+  mutable Descriptor proc_;
   std::chrono::nanoseconds boot_to_1970_;
   std::uint64_t tick_100ns_;
   std::uint64_t page_size_;

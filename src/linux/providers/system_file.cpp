@@ -14,6 +14,11 @@
 namespace kvwmi::ground::providers {
 namespace {
 
+/// A shortage says nothing of the file: what has used up its descriptors must not see everything end.
+void raise_shortage(int error) {
+  if (error == EMFILE || error == ENFILE || error == ENOMEM) throw provider_failure();
+}
+
 /// Reads on from `offset` to the end; false on an error.
 bool read_from(int file, std::string& text) {
   constexpr std::size_t kStep = 8192;
@@ -29,18 +34,31 @@ bool read_from(int file, std::string& text) {
 
 }  // namespace
 
+Descriptor open_at(int folder, const char* path, int flags) {
+  Descriptor file(openat(folder, path, flags | O_CLOEXEC));
+  if (!file) raise_shortage(errno);
+  return file;
+}
+
 std::optional<std::string_view> read_short(int folder, const char* path, std::span<char> buffer) {
-  const Descriptor file(openat(folder, path, O_RDONLY | O_CLOEXEC));
+  const Descriptor file = open_at(folder, path, O_RDONLY);
   if (!file) return std::nullopt;
   const ssize_t got = ::read(file.get(), buffer.data(), buffer.size());
-  if (got < 0) return std::nullopt;
+  if (got < 0) {
+    raise_shortage(errno);
+    return std::nullopt;
+  }
   return std::string_view(buffer.data(), static_cast<std::size_t>(got));
 }
 
 std::optional<std::string> read_file_at(int folder, const char* path) {
-  const Descriptor file(openat(folder, path, O_RDONLY | O_CLOEXEC));
+  const Descriptor file = open_at(folder, path, O_RDONLY);
   std::string text;
-  if (!file || !read_from(file.get(), text)) return std::nullopt;
+  if (!file) return std::nullopt;
+  if (!read_from(file.get(), text)) {
+    raise_shortage(errno);
+    return std::nullopt;
+  }
   return text;
 }
 
@@ -58,7 +76,10 @@ std::optional<std::string> read_link_at(int folder, const char* path) {
   std::string target(256, '\0');
   while (true) {
     const ssize_t got = readlinkat(folder, path, target.data(), target.size());
-    if (got < 0) return std::nullopt;
+    if (got < 0) {
+      raise_shortage(errno);
+      return std::nullopt;
+    }
     if (static_cast<std::size_t>(got) < target.size()) {
       target.resize(static_cast<std::size_t>(got));
       return target;
@@ -83,12 +104,17 @@ std::optional<std::vector<std::string>> list_folder(const std::string& path) {
   return names;
 }
 
-KeptFile::KeptFile(const std::string& path) : file_(open(path.c_str(), O_RDONLY | O_CLOEXEC)) {}
+KeptFile::KeptFile(std::string path)
+    : path_(std::move(path)), file_(open(path_.c_str(), O_RDONLY | O_CLOEXEC)) {}
 
 std::string KeptFile::read() const {
   std::string text;
-  if (!file_ || !read_from(file_.get(), text)) throw provider_failure();
-  return text;
+  if (file_) {
+    if (read_from(file_.get(), text)) return text;
+  } else if (auto now = read_file(path_)) {
+    return *std::move(now);
+  }
+  throw provider_failure();
 }
 
 }  // namespace kvwmi::ground::providers

@@ -10,6 +10,12 @@
 
 namespace kvwmi::ground::providers {
 
+// What is needed to read a file and has run out (descriptors, memory) is no property of the file: what reads
+// one raises "Provider failure " then.
+
+/// Opens what is there; none where it cannot be opened.
+[[nodiscard]] Descriptor open_at(int folder, const char* path, int flags);
+
 /// Reads into `buffer` and gives the part that it filled; nullopt where the file cannot be read. For files of
 /// /proc that are known to be short: one open, one read, one close.
 [[nodiscard]] std::optional<std::string_view> read_short(int folder, const char* path,
@@ -28,14 +34,16 @@ namespace kvwmi::ground::providers {
 /// Names in a folder, sorted, without "." and ".."; nullopt where it cannot be read, and errno says why.
 [[nodiscard]] std::optional<std::vector<std::string>> list_folder(const std::string& path);
 
-/// A file of /proc that is read again and again without being opened each time. Any thread may read.
+/// A file of /proc that is read again and again without being opened each time, unless it could not be opened
+/// when this was made. Any thread may read.
 class KeptFile {
  public:
-  explicit KeptFile(const std::string& path);
+  explicit KeptFile(std::string path);
   /// What the file says now; raises "Provider failure " where it cannot be read.
   [[nodiscard]] std::string read() const;
 
  private:
+  std::string path_;
   Descriptor file_;
 };
 

@@ -75,6 +75,10 @@ class Row final : public cim::Instance {
     return resident ? number((*resident + swapped.value_or(0)) * 1024) : Value();
   }
   Value working_set() { return or_null(files_.resident_bytes()); }
+  Value virtual_size() {
+    const auto* stat = files_.stat();
+    return stat == nullptr || stat->has_ended() ? Value() : number(stat->virtual_size);
+  }
   Value handle_count() { return or_null(files_.handles()); }
   Value session() { return or_null(files_.login_session()); }
 
@@ -163,7 +167,8 @@ constexpr Property kProperties[]{
     not_kept("MaximumWorkingSetSize", uint32),
     not_kept("MinimumWorkingSetSize", uint32),
     {"Name", string, cim::kNarrows | cim::kIdentifies, Cost::read,
-     "Name the process runs under, as ps shows it, in full where the kernel keeps 15 bytes of it.",
+     "Name the process runs under, as ps shows it, in full where the kernel keeps 15 bytes of it; NULL where "
+     "it has ended and only those are left.",
      cim::reader<&Row::name>},
     {"OSCreationClassName", string, cim::kPlain, Cost::free, "Class of the operating system.",
      always<"Win32_OperatingSystem">},
@@ -205,12 +210,13 @@ constexpr Property kProperties[]{
     {"UserModeTime", uint64, cim::kPlain, Cost::read,
      "Processor time used outside the kernel, in units of 100 ns.",
      cim::reader<&Row::time_from_stat<&ProcessStat::user_ticks>>},
-    {"VirtualSize", uint64, cim::kPlain, Cost::read, "Address space in bytes.",
-     cim::reader<&Row::from_stat<&ProcessStat::virtual_size>>},
+    {"VirtualSize", uint64, cim::kPlain, Cost::read, "Address space in bytes; NULL once it has ended.",
+     cim::reader<&Row::virtual_size>},
     {"WindowsVersion", string, cim::kPlain, Cost::read, "Version of the operating system.",
      cim::reader<&Row::version>},
     {"WorkingSetSize", uint64, cim::kPlain, Cost::read,
-     "Memory resident in RAM, shared pages included, in bytes.", cim::reader<&Row::working_set>},
+     "Memory resident in RAM, shared pages included, in bytes; NULL once it has ended.",
+     cim::reader<&Row::working_set>},
     {"WriteOperationCount", uint64, cim::kPlain, Cost::read,
      "Write calls since the start; NULL without the right to see them.", cim::reader<&Row::from_io<"syscw">>},
     {"WriteTransferCount", uint64, cim::kPlain, Cost::read,

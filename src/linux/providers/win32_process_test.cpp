@@ -1,4 +1,5 @@
 #include <sys/mman.h>
+#include <sys/resource.h>
 
 #include <cerrno>
 #include <set>
@@ -171,8 +172,68 @@ TEST_F(RecordedProcesses, EndedButNotCollectedIsListedAndSaysSo) {
   const Rows rows = rows_of(*provider, {named("INIT")});
   ASSERT_EQ(texts_of(rows, "Handle"), (std::vector<std::string>{"1", "33"}));
   EXPECT_EQ(number_of(*rows[1], "ExecutionState"), 7U);
-  EXPECT_EQ(number_of(*rows[1], "WorkingSetSize"), 0U);
-  EXPECT_TRUE(get(*rows[1], "ExecutablePath").is_null());
+  for (const char* property : {"WorkingSetSize", "VirtualSize", "PrivatePageCount", "ExecutablePath"}) {
+    EXPECT_TRUE(get(*rows[1], property).is_null()) << property;
+  }
+}
+
+TEST_F(RecordedProcesses, MemoryOfAKernelThreadIsNone) {
+  machine.write("/proc/2/statm", "0 0 0 0 0 0 0\n");
+  EXPECT_EQ(number_of(*rows_of(*provider, {named("kthreadd")}).at(0), "WorkingSetSize"), 0U);
+}
+
+// With the cut one it would seem to end and to begin once more under it.
+TEST_F(RecordedProcesses, NameThatMayBeCutIsNoneOnceItsFilesAreGone) {
+  const std::string_view numbers = " 1 140 140 0 -1 4194304 9 0 0 0 7 8 0 0 20 19 4 0 90000 0 0 0";
+  const auto name = [&] { return text_of(*rows_of(*provider, {numbered(140)}).at(0), "Name"); };
+  machine.remove("/proc/140/exe");
+  machine.write("/proc/140/cmdline", "");
+  EXPECT_EQ(name(), "a-rather-long-n") << "a kernel thread has no files";
+  add(140, "a-rather-long-n", "140 (a-rather-long-n) Z" + std::string(numbers));
+  EXPECT_EQ(name(), "(null)");
+  EXPECT_EQ(handles({named("a-rather-long-n")}), std::vector<std::string>{});
+  EXPECT_EQ(handles({named("a-rather-long-n"), numbered(140)}), std::vector<std::string>{"140"});
+}
+
+/// As long as it lives this process can open nothing more.
+class NoDescriptors {
+ public:
+  NoDescriptors() {
+    getrlimit(RLIMIT_NOFILE, &before_);
+    const rlimit none{0, before_.rlim_max};
+    setrlimit(RLIMIT_NOFILE, &none);
+  }
+  ~NoDescriptors() { setrlimit(RLIMIT_NOFILE, &before_); }
+  NoDescriptors(const NoDescriptors&) = delete;
+  NoDescriptors& operator=(const NoDescriptors&) = delete;
+
+ private:
+  rlimit before_{};
+};
+
+TEST_F(RecordedProcesses, WithoutADescriptorNothingHasEnded) {
+  const auto row = rows_of(*provider, {numbered(1)}).front();
+  {
+    const NoDescriptors shortage;
+    for (const char* property : {"Name", "CommandLine", "WorkingSetSize", "ThreadCount", "HandleCount"}) {
+      EXPECT_THROW(get(*row, property), Error) << property;
+    }
+    EXPECT_THROW(rows_of(*provider), Error);
+    EXPECT_THROW(handles({numbered(1)}), Error);
+  }
+  EXPECT_EQ(text_of(*row, "Name"), "init");
+}
+
+TEST_F(RecordedProcesses, WhatCouldNotBeOpenedAtTheBeginningIsOpenedLater) {
+  const std::vector<std::size_t> handle{column_of(provider->schema(), "Handle")};
+  {
+    const NoDescriptors shortage;
+    provider = providers::make_win32_process(machine);
+    EXPECT_THROW(rows_of(*provider), Error);
+    EXPECT_THROW(static_cast<void>(provider->change_token(handle)), Error);
+  }
+  EXPECT_EQ(handles({}), (std::vector<std::string>{"1", "2", "33", "140"}));
+  EXPECT_TRUE(provider->change_token(handle));
 }
 
 TEST_F(RecordedProcesses, NumberOfAThreadIsNoProcess) {
@@ -294,7 +355,7 @@ TEST_F(LiveProcesses, EndedButNotCollectedIsListedAndSaysSo) {
   const auto row = row_of(pid);
   EXPECT_EQ(number_of(*row, "ExecutionState"), 7U);
   EXPECT_EQ(text_of(*row, "Name"), text_of(*row_of(getpid()), "Name")) << "as long as it is not collected";
-  EXPECT_EQ(number_of(*row, "WorkingSetSize"), 0U);
+  EXPECT_TRUE(get(*row, "WorkingSetSize").is_null());
   EXPECT_TRUE(get(*row, "ExecutablePath").is_null());
   EXPECT_TRUE(get(*row, "CommandLine").is_null());
   EXPECT_EQ(waitpid(pid, nullptr, 0), pid);
