@@ -20,7 +20,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const SystemStat half = parse_system_stat(text.substr(0, size / 2));
   const auto load = load_percentage(half.cpus, stat.cpus, [](std::uint32_t) { return true; });
   static_cast<void>(load);
-  static_cast<void>(parse_thread_count(text));
+  static_cast<void>(parse_tasks(text));
 
   for (const CpuInfo& cpu : parse_cpuinfo(text)) static_cast<void>(cpu.has_flag("vmx"));
   static_cast<void>(parse_size_kilobytes(text));

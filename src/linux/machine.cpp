@@ -17,6 +17,7 @@
 
 #include "linux/descriptor.h"
 #include "linux/drives.h"
+#include "linux/providers/process_events.h"
 
 namespace kvwmi::ground {
 namespace {
@@ -95,7 +96,8 @@ Machine::Machine()
       kill_process(kill_for_certain),
       processor_id(processor_signature),
       volume_space(space_of),
-      open_system_bus(open_bus) {}
+      open_system_bus(open_bus),
+      open_process_events(providers::open_process_events) {}
 
 Drives& Machine::drives() const {
   std::call_once(drives_once_, [this] { drives_ = std::make_shared<Drives>(*this); });

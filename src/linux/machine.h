@@ -10,6 +10,8 @@
 #include <optional>
 #include <string>
 
+#include "linux/descriptor.h"
+
 struct sd_bus;
 
 namespace kvwmi::ground {
@@ -62,6 +64,8 @@ struct Machine {
   std::function<int(const std::string& mount_point, VolumeSpace& space)> volume_space;
   /// A new connection to the system bus, not yet authenticated; null where none can be made.
   std::function<Bus()> open_system_bus;
+  /// A new socket for the kernel's process events; none where they are not to be had.
+  std::function<Descriptor()> open_process_events;
 
   /// The one table of drives of all who look at this machine.
   [[nodiscard]] Drives& drives() const;

@@ -32,11 +32,14 @@ SystemStat parse_system_stat(std::string_view text) {
   return stat;
 }
 
-std::optional<std::uint32_t> parse_thread_count(std::string_view text) {
+std::optional<Tasks> parse_tasks(std::string_view text) {
   for (int average = 0; average < 3; ++average) static_cast<void>(take_word(text));
-  std::string_view tasks = take_word(text);
-  static_cast<void>(take_until(tasks, '/'));
-  return to_number<std::uint32_t>(tasks);
+  std::string_view counts = take_word(text);
+  static_cast<void>(take_until(counts, '/'));  // those that run
+  const auto threads = to_number<std::uint32_t>(counts);
+  const auto last_pid = to_number<std::uint32_t>(take_word(text));
+  if (!threads || !last_pid) return std::nullopt;
+  return Tasks{*threads, *last_pid};
 }
 
 }  // namespace kvwmi::ground::parsers

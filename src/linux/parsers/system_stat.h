@@ -22,8 +22,13 @@ struct SystemStat {
 };
 [[nodiscard]] SystemStat parse_system_stat(std::string_view text);
 
-/// Number of threads on the machine, from /proc/loadavg.
-[[nodiscard]] std::optional<std::uint32_t> parse_thread_count(std::string_view text);
+/// What /proc/loadavg tells of the machine's processes.
+struct Tasks {
+  std::uint32_t threads = 0;  ///< at present
+  std::uint32_t last_pid = 0;
+  bool operator==(const Tasks&) const = default;
+};
+[[nodiscard]] std::optional<Tasks> parse_tasks(std::string_view text);
 
 /// The load of the processors that both samples have and `counts` accepts, 0 to 100, rounded; nullopt when no
 /// time passed between them.

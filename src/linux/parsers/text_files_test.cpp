@@ -65,8 +65,9 @@ TEST(SystemStat, LoadIsTheShareNotRestedBetweenTwoSamples) {
 }
 
 TEST(SystemStat, ThreadsStandBehindTheSlashOfLoadavg) {
-  EXPECT_EQ(parse_thread_count("0.42 0.29 0.17 1/135 14469\n"), 135U);
-  EXPECT_EQ(parse_thread_count(""), std::nullopt);
+  EXPECT_EQ(parse_tasks("0.42 0.29 0.17 1/135 14469\n"), (Tasks{135, 14469}));
+  EXPECT_EQ(parse_tasks("0.42 0.29 0.17 1/135"), std::nullopt);
+  EXPECT_EQ(parse_tasks(""), std::nullopt);
 }
 
 }  // namespace

@@ -8,6 +8,7 @@
 #include <cstring>
 
 #include "linux/descriptor.h"
+#include "linux/providers/factories.h"
 #include "linux/providers/make_providers.h"
 #include "linux/testing/recorded_machine.h"
 #include "wmi/service.h"
@@ -23,13 +24,13 @@ class Opened {
   explicit Opened(const std::string& folder)
       : events_(inotify_init1(IN_NONBLOCK | IN_CLOEXEC)),
         // With the ends of its readings in between, two openings are never told as one.
-        watch_(inotify_add_watch(events_.get(), folder.c_str(), IN_OPEN | IN_CLOSE_NOWRITE)) {
+        watch_(inotify_add_watch(events_.get(), folder.c_str(), IN_OPEN | IN_CLOSE_NOWRITE | IN_ACCESS)) {
     if (watch_ < 0) throw std::runtime_error("cannot watch " + folder);
   }
   /// The folder itself, opened to be listed.
   int listings() { return count(""); }
-  /// A file in it.
-  int count(std::string_view wanted) {
+  /// A file in it, opened or, as IN_ACCESS, read.
+  int count(std::string_view wanted, std::uint32_t how = IN_OPEN) {
     int found = 0;
     alignas(inotify_event) std::array<char, 16384> buffer;
     for (ssize_t got = 0; (got = read(events_.get(), buffer.data(), buffer.size())) > 0;) {
@@ -38,7 +39,7 @@ class Opened {
         std::memcpy(&event, buffer.data() + at, sizeof event);
         const std::string_view name = event.len == 0 ? "" : buffer.data() + at + sizeof event;
         if ((event.mask & IN_Q_OVERFLOW) != 0) throw std::runtime_error("too many openings to count");
-        if ((event.mask & IN_OPEN) != 0 && name == wanted) ++found;
+        if ((event.mask & how) != 0 && name == wanted) ++found;
         at += sizeof event + event.len;
       }
     }
@@ -155,6 +156,14 @@ TEST_F(ProcessPasses, TheCountersOfTheLoadOfAProcessAreNone) {
   EXPECT_EQ(passes("SELECT * FROM Win32_PerfRawData_PerfProc_Process WHERE IDProcess=7 OR IDProcess=8"), 1)
       << "their instance names depend on all others";
   EXPECT_EQ(rows, 2);
+}
+
+// Reading it takes the kernel time for each processor and each interrupt.
+TEST_F(ProcessPasses, TheTokenOfTheProcessesReadsStatOnce) {
+  const auto provider = providers::make_win32_process(machine);
+  Opened opened(machine.proc);
+  EXPECT_TRUE(provider->change_token(std::vector{column_of(provider->schema(), "Handle")}));
+  EXPECT_EQ(opened.count("stat", IN_ACCESS), 1);
 }
 
 TEST_F(ProcessPasses, TheNumberOfProcessesIsOne) {

@@ -5,6 +5,7 @@
 #include "linux/parsers/system_stat.h"
 #include "linux/providers/factories.h"
 #include "linux/providers/operating_system.h"
+#include "linux/providers/process_events.h"
 #include "linux/providers/process_source.h"
 #include "linux/providers/row.h"
 #include "linux/providers/system_file.h"
@@ -245,7 +246,7 @@ constexpr cim::Class kSchema{
 class Win32Process final : public embedded::Provider {
  public:
   explicit Win32Process(const Machine& machine)
-      : source_(std::make_shared<ProcessSource>(machine)), forks_(machine) {}
+      : source_(std::make_shared<ProcessSource>(machine)), forks_(machine), events_(machine) {}
 
   const cim::Class& schema() const override { return kSchema; }
 
@@ -267,12 +268,20 @@ class Win32Process final : public embedded::Provider {
     }
   }
 
-  /// Nothing counts the renaming by exec, so only the columns that a process never changes can be vouched
-  /// for.
+  /// What is free to read never changes. A name does by exec, prctl and the end, which the kernel's events
+  /// tell of.
   std::optional<std::uint64_t> change_token(std::span<const std::size_t> columns) override {
-    const bool fixed = std::all_of(columns.begin(), columns.end(),
-                                   [](std::size_t c) { return c == kHandle || c == kProcessId; });
-    return fixed ? forks_.token() : std::nullopt;
+    bool named = false;
+    for (const std::size_t column : columns) {
+      if (column == kName) {
+        named = true;
+      } else if (kProperties[column].cost != Cost::free) {
+        return std::nullopt;
+      }
+    }
+    if (!named) return forks_.token(0);
+    const auto events = events_.count();
+    return events ? forks_.token(*events) : std::nullopt;
   }
 
  private:
@@ -311,12 +320,14 @@ class Win32Process final : public embedded::Provider {
     explicit Forks(const Machine& machine)
         : stat_(machine.proc + "/stat"), load_(machine.proc + "/loadavg") {}
 
-    std::optional<std::uint64_t> token() const {
-      // The two numbers stand in two files; they belong together if the first is the same on both sides.
-      const auto forks = parsers::parse_system_stat(stat_.read()).forks;
-      const auto threads = parsers::parse_thread_count(load_.read());
-      if (!threads || parsers::parse_system_stat(stat_.read()).forks != forks) return std::nullopt;
-      return forks << 24U ^ *threads;
+    /// `more` only grows, as the number of forks does: their sum is the same only where both are.
+    std::optional<std::uint64_t> token(std::uint64_t more) const {
+      // The two numbers stand in two files. They belong together if the one that costs little to read, which
+      // tells the last fork too, is the same on both sides.
+      const auto tasks = parsers::parse_tasks(load_.read());
+      const std::uint64_t forks = parsers::parse_system_stat(stat_.read()).forks;
+      if (!tasks || parsers::parse_tasks(load_.read()) != tasks) return std::nullopt;
+      return (forks + more) << 24U ^ tasks->threads;
     }
 
    private:
@@ -326,6 +337,7 @@ class Win32Process final : public embedded::Provider {
 
   std::shared_ptr<const ProcessSource> source_;
   Forks forks_;
+  ProcessEvents events_;
 };
 
 }  // namespace

@@ -1,6 +1,8 @@
 #include <sys/mman.h>
+#include <sys/prctl.h>
 #include <sys/resource.h>
 
+#include <array>
 #include <cerrno>
 #include <set>
 
@@ -305,7 +307,7 @@ TEST_F(RecordedProcesses, RowsEndWhenTheCallerHasEnough) {
   EXPECT_EQ(rows, 2);
 }
 
-TEST_F(RecordedProcesses, OnlyFixedColumnsCanBeVouchedFor) {
+TEST_F(RecordedProcesses, WithoutEventsOnlyFixedColumnsCanBeVouchedFor) {
   const std::size_t handle = column_of(provider->schema(), "Handle");
   const std::size_t name = column_of(provider->schema(), "Name");
   const auto token = provider->change_token(std::vector{handle});
@@ -341,6 +343,18 @@ class LiveProcesses : public ::testing::Test {
         rows_of(*provider, {equals(*provider, "ProcessId", cim::Value(static_cast<std::uint64_t>(pid)))});
     if (rows.size() != 1) throw std::runtime_error("not one row");
     return rows.front();
+  }
+  std::vector<std::size_t> columns(const std::vector<std::string>& properties) {
+    std::vector<std::size_t> found;
+    for (const auto& property : properties) found.push_back(column_of(provider->schema(), property));
+    return found;
+  }
+  std::optional<std::uint64_t> token(const std::vector<std::string>& properties) {
+    // Other processes may fork between the reads of the files.
+    for (int attempt = 0; attempt < 1000; ++attempt) {
+      if (const auto found = provider->change_token(columns(properties))) return found;
+    }
+    return std::nullopt;
   }
 
   Machine machine;
@@ -414,20 +428,27 @@ TEST_F(LiveProcesses, WorkingSetFollowsTheMemoryThatIsTouched) {
 }
 
 TEST_F(LiveProcesses, ComingAndGoingChangesTheToken) {
-  const std::vector<std::size_t> handle{column_of(provider->schema(), "Handle")};
-  const auto token = [&] {
-    // Other processes may fork between the reads of the two files.
-    for (int attempt = 0; attempt < 1000; ++attempt) {
-      if (const auto found = provider->change_token(handle)) return *found;
-    }
-    throw std::runtime_error("no token in 1000 attempts");
-  };
-  const std::uint64_t before = token();
+  const auto before = token({"Handle"});
+  ASSERT_TRUE(before);
   ChildProcess child("/bin/sleep", {"sleep", "1000"});
-  const std::uint64_t during = token();
+  const auto during = token({"Handle"});
   EXPECT_NE(during, before);
   child.end();
-  EXPECT_NE(token(), during);
+  EXPECT_NE(token({"Handle"}), during);
+}
+
+// That nothing else of the machine has changed it is not to be had here; which events there are is
+// process_events_test.cpp's.
+TEST_F(LiveProcesses, ANewNameChangesTheToken) {
+  const auto before = token({"Handle", "Name"});
+  if (!before) GTEST_SKIP() << "the kernel tells this process of no process events";
+  EXPECT_TRUE(token({"Handle", "Name", "ProcessId", "CreationClassName", "Status"}))
+      << "what never changes is vouched for too";
+  EXPECT_FALSE(provider->change_token(columns({"Handle", "Name", "WorkingSetSize"})));
+  std::array<char, 16> name{};
+  prctl(PR_GET_NAME, name.data());
+  prctl(PR_SET_NAME, name.data());
+  EXPECT_NE(token({"Handle", "Name"}), before);
 }
 
 TEST_F(LiveProcesses, CreationDateIsTheMomentOfTheStart) {

@@ -26,6 +26,7 @@ class Forked {
   Forked(const Forked&) = delete;
   Forked& operator=(const Forked&) = delete;
 
+  [[nodiscard]] pid_t pid() const noexcept { return pid_; }
   void kill() const { ::kill(pid_, SIGKILL); }
   /// Its exit status, or 128 + signal; -1 when it is still there after ten seconds.
   int wait() {

@@ -42,6 +42,7 @@ class RecordedMachine : public Machine {
     processor_id = [] { return std::nullopt; };
     volume_space = [](const std::string&, VolumeSpace&) { return ENOENT; };
     open_system_bus = [] { return Bus(); };
+    open_process_events = [] { return Descriptor(); };
   }
   RecordedMachine(const RecordedMachine&) = delete;
   RecordedMachine& operator=(const RecordedMachine&) = delete;
