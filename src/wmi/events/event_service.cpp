@@ -7,6 +7,8 @@
 namespace kvwmi::embedded {
 namespace {
 
+constexpr TimePoint kNever = TimePoint::max();
+
 TimePoint steady_now() {
   return std::chrono::steady_clock::now();
 }
@@ -124,9 +126,9 @@ class EventService::Crew {
   void poll(Lock& lock, std::uint64_t turn) {
     while (!stopping_ && turn_ == turn) {
       staff();
-      ++steps_;
       busy_ = true;
       woken_ = false;
+      finish_by(steady_now() + options_.patience);
       lock.unlock();
       bool worked = false;
       try {
@@ -140,20 +142,31 @@ class EventService::Crew {
       busy_ = false;
       if (worked || woken_ || stopping_) continue;
       if (due) {
+        finish_by(*due + options_.patience);
         changed_.wait_until(lock, *due, [&] { return woken_ || stopping_; });
       } else {
+        finish_by(kNever);
         changed_.wait(lock, [&] { return woken_ || stopping_; });
       }
     }
   }
 
+  /// Says until when the step at hand, or the next one, may take. Who watches sleeps till then.
+  void finish_by(TimePoint limit) {
+    if (limit < std::exchange(limit_, limit)) changed_.notify_all();
+  }
+
   /// Takes the turn away from a thread that has been at the same step for too long.
   void watch(Lock& lock) {
-    const std::uint64_t seen = steps_;
-    const bool was_busy = busy_;
-    const auto over = [&] { return stopping_ || !has_turn_; };
-    if (changed_.wait_for(lock, options_.patience, over)) return;
-    if (!was_busy || !busy_ || steps_ != seen) return;
+    const TimePoint seen = limit_;
+    const auto news = [&] { return stopping_ || !has_turn_ || limit_ < seen; };
+    if (seen == kNever) {
+      changed_.wait(lock, news);
+      return;
+    }
+    // A thread that is not even at work by then has to wait for a processor.
+    const TimePoint until = busy_ ? seen : std::max(seen, steady_now() + options_.patience);
+    if (changed_.wait_until(lock, until, news) || !busy_ || limit_ != seen) return;
     has_turn_ = false;
     busy_ = false;
     ++turn_;
@@ -173,7 +186,7 @@ class EventService::Crew {
   bool has_turn_ = false;
   bool busy_ = false;
   std::uint64_t turn_ = 0;
-  std::uint64_t steps_ = 0;
+  TimePoint limit_ = kNever;  ///< for the step at hand, or the next one
 };
 
 EventService::EventService() : EventService(Options()) {}

@@ -17,7 +17,7 @@ namespace kvwmi::embedded {
 /// Serves the event queries of a service: polls on a thread of its own, made with the first subscription, and
 /// posts events to the loops of the subscribers.
 ///
-/// A second thread looks now and then whether the first is held up by a provider. If so it takes over, and
+/// A second thread looks after each poll whether the first is held up by a provider. If so it takes over, and
 /// the other one ends when its provider answers, or watches where nobody else does; so a dead mount or a
 /// stuck bus holds up its own class only.
 ///
