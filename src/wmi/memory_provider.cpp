@@ -95,7 +95,9 @@ MemoryProvider::Definition::Definition(MemoryClass source) : source_(std::move(s
 }
 
 MemoryProvider::MemoryProvider(MemoryClass definition)
-    : definition_(std::make_shared<const Definition>(std::move(definition))) {}
+    : definition_(std::make_shared<const Definition>(std::move(definition))),
+      column_changes_(schema().properties.size()),
+      vouched_for_(schema().properties.size(), true) {}
 MemoryProvider::~MemoryProvider() = default;
 
 const cim::Class& MemoryProvider::schema() const {
@@ -121,9 +123,21 @@ void MemoryProvider::enumerate(const Request& request, const RowSink& sink) {
   }
 }
 
-std::optional<std::uint64_t> MemoryProvider::change_token(std::span<const std::size_t> /*columns*/) {
+std::optional<std::uint64_t> MemoryProvider::change_token(std::span<const std::size_t> columns) {
   const std::lock_guard lock(mutex_);
-  return changes_;
+  std::uint64_t changes = row_changes_;  // all of these only grow
+  for (const std::size_t column : columns) {
+    if (!vouched_for_[column]) return std::nullopt;
+    changes += column_changes_[column];
+  }
+  return changes;
+}
+
+void MemoryProvider::vouch_only_for(const std::vector<std::string>& properties) {
+  std::vector<bool> vouched_for(schema().properties.size());
+  for (const std::string& property : properties) vouched_for[column(property)] = true;
+  const std::lock_guard lock(mutex_);
+  vouched_for_ = std::move(vouched_for);
 }
 
 std::size_t MemoryProvider::column(std::string_view property) const {
@@ -145,7 +159,7 @@ std::size_t MemoryProvider::add(const Values& values) {
   const std::lock_guard lock(mutex_);
   stored.number = ++last_number_;
   rows_.push_back(std::move(stored));
-  ++changes_;
+  ++row_changes_;
   return last_number_;
 }
 
@@ -155,7 +169,7 @@ void MemoryProvider::set(std::size_t row, std::string_view property, cim::Value 
   Stored* stored = find(row);
   if (stored == nullptr) return;
   stored->values[index] = std::move(value);
-  ++changes_;
+  ++column_changes_[index];
 }
 
 void MemoryProvider::count_up(std::size_t row, std::string_view property, std::uint64_t step) {
@@ -169,7 +183,7 @@ void MemoryProvider::advance_counters() {
     for (const auto& [index, step] : stored.steps) {
       const auto* const value = stored.values[index].get_if<std::uint64_t>();
       stored.values[index] = (value == nullptr ? 0 : *value) + step;
-      ++changes_;
+      ++column_changes_[index];
     }
   }
 }
@@ -184,19 +198,19 @@ cim::Value MemoryProvider::get(std::size_t row, std::string_view property) const
 
 void MemoryProvider::remove(std::size_t row) {
   const std::lock_guard lock(mutex_);
-  changes_ += std::erase_if(rows_, [&](const Stored& stored) { return stored.number == row; });
+  row_changes_ += std::erase_if(rows_, [&](const Stored& stored) { return stored.number == row; });
 }
 
 void MemoryProvider::clear() {
   const std::lock_guard lock(mutex_);
   rows_.clear();
-  ++changes_;
+  ++row_changes_;
 }
 
 void MemoryProvider::fail_with(std::optional<Error> error) {
   const std::lock_guard lock(mutex_);
   error_ = std::move(error);
-  ++changes_;
+  ++row_changes_;
 }
 
 std::size_t MemoryProvider::enumerations() const {

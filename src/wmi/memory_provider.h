@@ -72,6 +72,9 @@ class MemoryProvider final : public Provider {
   void remove(std::size_t row);
   void clear();
 
+  /// Has change tokens speak of these properties only, and of the rows: there is none for others.
+  void vouch_only_for(const std::vector<std::string>& properties);
+
   /// Every enumeration fails with `error` until it is taken back with nullopt.
   void fail_with(std::optional<Error> error);
 
@@ -97,7 +100,9 @@ class MemoryProvider final : public Provider {
   mutable std::mutex mutex_;
   std::vector<Stored> rows_;
   std::size_t last_number_ = 0;
-  std::uint64_t changes_ = 0;
+  std::uint64_t row_changes_ = 0;
+  std::vector<std::uint64_t> column_changes_;
+  std::vector<bool> vouched_for_;  ///< by column
   std::optional<Error> error_;
   std::size_t enumerations_ = 0;
   std::vector<Equality> last_equalities_;

@@ -68,7 +68,7 @@ void EventEngine::join(const EventQuery::Target& target, const std::shared_ptr<A
     auto group = std::make_shared<PollGroup>(target.scope, settings_);
     static_cast<void>(group->add(target.part, admission));
     // The one before is not scheduled: it has retired in a run that is about to finish.
-    found = slots_.insert_or_assign(key, Slot{std::move(group), {}, false}).first;
+    found = slots_.insert_or_assign(key, Slot{std::move(group)}).first;
   }
   schedule(key, found->second);
 }
@@ -77,8 +77,8 @@ void EventEngine::join(const EventQuery::Target& target, const std::shared_ptr<A
 void EventEngine::schedule(const Key& key, Slot& slot) {
   if (slot.running) return;
   const TimePoint due = slot.group->due();
-  if (slot.scheduled && (*slot.scheduled)->first <= due) return;
-  const auto entry = schedule_.emplace(due, key);
+  if (slot.scheduled && (*slot.scheduled)->first.due <= due) return;
+  const auto entry = schedule_.emplace(Turn{due, slot.took}, key);
   if (slot.scheduled) schedule_.erase(*slot.scheduled);
   slot.scheduled = entry;
   if (entry == schedule_.begin()) wake_();
@@ -89,29 +89,32 @@ bool EventEngine::run_one(TimePoint now) {
   Key key;
   {
     const std::scoped_lock lock(mutex_);
-    if (schedule_.empty() || schedule_.begin()->first > now) return false;
+    if (schedule_.empty() || schedule_.begin()->first.due > now) return false;
     key = schedule_.extract(schedule_.begin()).mapped();
     Slot& slot = slots_.at(key);
     slot.scheduled.reset();
     slot.running = true;
     group = slot.group;
   }
+  const TimePoint begun = settings_->clock();
   bool wanted = true;
   try {
     wanted = group->run(now);
   } catch (...) {
-    finish(key, group, true);
+    finish(key, group, true, settings_->clock() - begun);
     throw;
   }
-  finish(key, group, wanted);
+  finish(key, group, wanted, settings_->clock() - begun);
   return true;
 }
 
-void EventEngine::finish(const Key& key, const std::shared_ptr<PollGroup>& group, bool wanted) {
+void EventEngine::finish(const Key& key, const std::shared_ptr<PollGroup>& group, bool wanted,
+                         std::chrono::nanoseconds took) {
   const std::scoped_lock lock(mutex_);
   const auto found = slots_.find(key);
   if (found == slots_.end() || found->second.group != group) return;
   found->second.running = false;
+  found->second.took = took;
   if (wanted) {
     schedule(key, found->second);
   } else {
@@ -121,7 +124,7 @@ void EventEngine::finish(const Key& key, const std::shared_ptr<PollGroup>& group
 
 std::optional<TimePoint> EventEngine::due() {
   const std::scoped_lock lock(mutex_);
-  return schedule_.empty() ? std::nullopt : std::optional(schedule_.begin()->first);
+  return schedule_.empty() ? std::nullopt : std::optional(schedule_.begin()->first.due);
 }
 
 std::size_t EventEngine::polls() {

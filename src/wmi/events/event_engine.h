@@ -1,5 +1,7 @@
 #pragma once
 
+#include <chrono>
+#include <compare>
 #include <functional>
 #include <map>
 #include <memory>
@@ -39,17 +41,26 @@ class EventEngine : public std::enable_shared_from_this<EventEngine> {
  private:
   /// Provider, period, and the equalities that narrow the poll.
   using Key = std::tuple<const Provider*, std::chrono::nanoseconds, std::string>;
-  using Schedule = std::multimap<TimePoint, Key>;
+  /// Of the polls that are due at one moment those come first that were quick the last time: whoever waits
+  /// on the way holds up no other.
+  struct Turn {
+    TimePoint due;
+    std::chrono::nanoseconds took;
+    auto operator<=>(const Turn&) const = default;
+  };
+  using Schedule = std::multimap<Turn, Key>;
   struct Slot {
     std::shared_ptr<PollGroup> group;
-    std::optional<Schedule::iterator> scheduled;
+    std::optional<Schedule::iterator> scheduled = {};
+    std::chrono::nanoseconds took{};  ///< by the last run
     bool running = false;  ///< by a thread that schedules it anew after that
   };
   using Slots = std::map<Key, Slot>;
 
   void join(const EventQuery::Target& target, const std::shared_ptr<Admission>& admission);
   void schedule(const Key& key, Slot& slot);
-  void finish(const Key& key, const std::shared_ptr<PollGroup>& group, bool wanted);
+  void finish(const Key& key, const std::shared_ptr<PollGroup>& group, bool wanted,
+              std::chrono::nanoseconds took);
   void purge();
 
   const std::shared_ptr<const EventSettings> settings_;

@@ -11,11 +11,11 @@
 namespace kvwmi::embedded {
 namespace {
 
-/// Where only the coming and going of rows is vouched for by a change token, properties that belong to a
-/// row's identity may still change without a trace: soon after its beginning (a process is forked first and
-/// given its program then), seldom later. So a token counts only after polls without newcomers, and not
-/// always.
+/// Properties that belong to a row's identity may change without a trace soon after its beginning: a kernel
+/// thread is forked first and named then. So a change token counts only after polls without newcomers.
 constexpr unsigned kPollsToSettle = 2;
+/// Where only the coming and going of rows is vouched for, they may also do so later, though seldom (a process
+/// executes another program). So such a token does not always count.
 constexpr unsigned kMostSkippedPolls = 9;
 
 constexpr std::uint8_t bit(Change change) {
@@ -74,7 +74,7 @@ bool PollGroup::run(TimePoint now) {
   } catch (const std::exception&) {
     settings_->report_current();
   }
-  return !retire_or_plan();
+  return plan_or_retire();
 }
 
 void PollGroup::work(TimePoint now) {
@@ -92,8 +92,8 @@ void PollGroup::work(TimePoint now) {
   for (Part* part : grouped_) part->subscription->close_groups(now);
 }
 
-/// Whether nobody wants the group any more; otherwise it is known from here on when it is due.
-bool PollGroup::retire_or_plan() {
+/// False where nobody wants the group any more; otherwise it is known from here on when it is due.
+bool PollGroup::plan_or_retire() {
   TimePoint due = next_poll_;
   for (const Part* part : grouped_) {
     if (const auto end = part->subscription->aggregation->due()) due = std::min(due, *end);
@@ -101,7 +101,7 @@ bool PollGroup::retire_or_plan() {
   const std::scoped_lock lock(door_);
   due_ = due;
   retired_ = parts_.empty() && newcomers_.empty();
-  return retired_;
+  return !retired_;
 }
 
 /// For the newcomers this poll only tells what is there; the others receive what has changed up to now.
@@ -113,7 +113,7 @@ void PollGroup::admit(std::vector<Newcomer> newcomers, TimePoint now) {
     for (Newcomer& newcomer : newcomers) {
       if (newcomer.part.subscription->is_live() && take(std::move(newcomer.part))) rows_needed = true;
     }
-    if (rows_needed || !nothing_came_or_went()) enumerate();
+    if (rows_needed || compare_tokens() == Vouched::nothing) enumerate();
     if (before == 0) next_poll_ = after(now);
   } catch (...) {
     failure = std::current_exception();
@@ -198,8 +198,8 @@ void PollGroup::choose_first_columns() {
   has_wide_ = false;
   has_modifications_ = false;
   rows_suffice_ = true;
-  token_.reset();
-  row_token_.reset();
+  token_.forget();
+  row_token_.forget();
 }
 
 /// Whether more has to be kept of the rows for `part`'s sake.
@@ -211,7 +211,7 @@ bool PollGroup::extend_columns(const Part& part) {
     std::vector<std::size_t> list = columns->list();
     list.insert(list.end(), more.begin(), more.end());
     columns = std::make_shared<const Columns>(std::move(list), count);
-    token_.reset();
+    token_.forget();
     return true;
   };
   std::vector<std::size_t> of_all;
@@ -237,41 +237,35 @@ bool PollGroup::extend_columns(const Part& part) {
 
 void PollGroup::poll(TimePoint now) {
   try {
-    if (!unchanged()) enumerate();
+    if (!take_leave_to_skip(compare_tokens())) enumerate();
     failing_ = false;
   } catch (const std::exception&) {
-    token_.reset();
-    row_token_.reset();
+    token_.forget();
+    row_token_.forget();
     if (!std::exchange(failing_, true)) settings_->report_current();
   }
   deliver(now);
 }
 
-bool PollGroup::unchanged() {
+/// What the provider vouches for since it was last asked.
+PollGroup::Vouched PollGroup::compare_tokens() {
   const auto& watched = kept_all_ ? all_ : has_wide_ ? wide_ : base_;
-  if (std::exchange(token_columns_, watched) != watched) token_.reset();
+  if (std::exchange(token_columns_, watched) != watched) token_.forget();
   const auto token = scope_.provider->change_token(watched->list());
-  const bool same = token.has_value() && token == token_;
-  token_ = token;
-  if (token) return same;
+  if (token_.same_as_last(token)) return Vouched::everything;
+  if (token) return Vouched::nothing;
+  const bool same_rows = row_token_.same_as_last(scope_.provider->change_token(keys_));
+  return same_rows ? Vouched::rows : Vouched::nothing;
+}
 
-  if (!rows_suffice_) return false;
-  if (!nothing_came_or_went()) return false;
+/// Whether this poll may do without the rows; how often that may go on is counted here.
+bool PollGroup::take_leave_to_skip(Vouched vouched) {
+  if (vouched == Vouched::nothing || (vouched == Vouched::rows && !rows_suffice_)) return false;
   if (restless_polls_ > 0) {
     --restless_polls_;
     return false;
   }
-  if (skipped_polls_ >= kMostSkippedPolls) return false;
-  ++skipped_polls_;
-  return true;
-}
-
-/// Whether the provider vouches that the rows are those of the last poll.
-bool PollGroup::nothing_came_or_went() {
-  const auto rows = scope_.provider->change_token(keys_);
-  const bool same = rows.has_value() && rows == row_token_;
-  row_token_ = rows;
-  return same;
+  return vouched == Vouched::everything || skipped_polls_++ < kMostSkippedPolls;
 }
 
 void PollGroup::enumerate() {
@@ -286,7 +280,7 @@ void PollGroup::enumerate() {
     return true;
   });
   remove_unseen();
-  if (appeared_) restless_polls_ = kPollsToSettle;
+  if (appeared_ && !identity_.empty()) restless_polls_ = kPollsToSettle;
   has_baseline_ = true;
 }
 
@@ -316,6 +310,9 @@ std::string_view PollGroup::key_of(cim::Instance& row) {
 }
 
 void PollGroup::visit(cim::Instance& row) {
+  // It has come to its end since it was listed; a row that was there is missed below.
+  if (std::any_of(identity_.begin(), identity_.end(), [&](std::size_t c) { return row.get(c).is_null(); }))
+    return;
   const std::string_view key = key_of(row);
   auto found = records_.find(key);
   const bool added = found == records_.end();

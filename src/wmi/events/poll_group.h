@@ -9,6 +9,7 @@
 #include <string>
 #include <string_view>
 #include <unordered_map>
+#include <utility>
 #include <vector>
 
 #include "wmi/events/admission.h"
@@ -76,20 +77,34 @@ class PollGroup {
     using is_transparent = void;
     std::size_t operator()(std::string_view text) const { return std::hash<std::string_view>()(text); }
   };
+  /// A provider's change token, as it was when it was last asked for.
+  class Token {
+   public:
+    /// Whether the provider still says the same. What it says now is the last from here on.
+    [[nodiscard]] bool same_as_last(std::optional<std::uint64_t> now) {
+      return std::exchange(last_, now) == now && now.has_value();
+    }
+    void forget() { last_.reset(); }
+
+   private:
+    std::optional<std::uint64_t> last_;
+  };
+  /// What a provider vouches for: that nothing that is kept of the rows has changed, or that none came or went.
+  enum class Vouched : std::uint8_t { nothing, rows, everything };
   using Records = std::unordered_map<std::string, Record, Hash, std::equal_to<>>;
 
   void work(TimePoint now);
   void admit(std::vector<Newcomer> newcomers, TimePoint now);
   bool take(SubscriptionPart subscription);
-  [[nodiscard]] bool retire_or_plan();
+  [[nodiscard]] bool plan_or_retire();
   void purge();
   void insert(Part& part);
   void rebuild();
   void choose_first_columns();
   bool extend_columns(const Part& part);
-  [[nodiscard]] bool nothing_came_or_went();
   void poll(TimePoint now);
-  [[nodiscard]] bool unchanged();
+  [[nodiscard]] Vouched compare_tokens();
+  [[nodiscard]] bool take_leave_to_skip(Vouched vouched);
   void enumerate();
   void visit(cim::Instance& row);
   void remove_unseen();
@@ -137,9 +152,9 @@ class PollGroup {
   std::uint64_t round_ = 0;
   std::uint64_t order_ = 0;
   bool kept_all_ = false;
-  std::optional<std::uint64_t> token_;
+  Token token_;
   std::shared_ptr<const Columns> token_columns_;  ///< that the token speaks of
-  std::optional<std::uint64_t> row_token_;
+  Token row_token_;
   unsigned restless_polls_ = 0;
   unsigned skipped_polls_ = 0;
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <atomic>
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
@@ -25,6 +26,8 @@ struct EventSettings {
   std::function<void(const Error&)> on_failure;
   /// The time of now in units of 100 ns since 1601, UTC.
   std::function<std::uint64_t()> wall_time;
+  /// What the length of a poll is measured with.
+  std::function<TimePoint()> clock = &std::chrono::steady_clock::now;
   /// Subscriptions that a service takes; one more is refused with "Quota violation ".
   std::size_t most_subscriptions = 100'000;
   /// Events that may wait for a sink; what comes then is dropped.
