@@ -41,8 +41,8 @@ long waits() {
 }
 
 TEST(EventThreads, WakeOnceOrTwiceForAPoll) {
-  const auto things = std::make_shared<embedded::MemoryProvider>(embedded::MemoryClass{
-      .name = "Test_Thing", .properties = {{"Id", cim::CimType::string, cim::kKey}}});
+  const auto things = std::make_shared<embedded::MemoryProvider>(
+      embedded::MemoryClass{.name = "Test_Thing", .properties = {{"Id", cim::CimType::string, cim::kKey}}});
   embedded::EventService::Options options;
   options.patience = milliseconds(1);
   const auto events = std::make_shared<embedded::EventService>(options);
@@ -51,8 +51,7 @@ TEST(EventThreads, WakeOnceOrTwiceForAPoll) {
   service.add(things);
   const auto connection = service.create_locator()->connect_server(wmi::ConnectArguments());
   const auto loop = std::make_shared<CountingLoop>();
-  const auto sink =
-      std::make_shared<embedded::EventSink>([](wmi::Object&, const wmi::NamedValues&) {}, loop);
+  const auto sink = std::make_shared<embedded::EventSink>([](wmi::Object&, const wmi::NamedValues&) {}, loop);
   connection->exec_notification_query_async(
       sink, "SELECT * FROM __InstanceCreationEvent WITHIN 1 WHERE TargetInstance ISA 'Test_Thing'", "WQL", 0,
       nullptr, {});

@@ -37,8 +37,8 @@ TEST(MemoryProvider, ACounterIsHigherInEachEnumerationAndSaysThatItChanged) {
 }
 
 TEST(MemoryProvider, VouchesForWhatItIsToldToAndForTheRows) {
-  MemoryProvider rows({.name = "Win32_Thing",
-                       .properties = {{"Id", cim::CimType::string, cim::kKey}, {"A"}, {"B"}}});
+  MemoryProvider rows(
+      {.name = "Win32_Thing", .properties = {{"Id", cim::CimType::string, cim::kKey}, {"A"}, {"B"}}});
   const auto row = rows.add({{"Id", "1"}});
   rows.vouch_only_for({"Id", "A"});
   const std::vector<std::size_t> id{0};

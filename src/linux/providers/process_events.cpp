@@ -23,8 +23,8 @@ constexpr std::uint32_t kExit = 0x80000000;
 constexpr std::size_t kConnector = NLMSG_HDRLEN;
 constexpr std::size_t kWhat = kConnector + sizeof(cn_msg);
 constexpr std::size_t kData = kWhat + 16;
-constexpr std::size_t kError = kData;    // of an answer
-constexpr std::size_t kThread = kData;   // of an event
+constexpr std::size_t kError = kData;   // of an answer
+constexpr std::size_t kThread = kData;  // of an event
 constexpr std::size_t kProcess = kData + 4;
 
 std::uint32_t number_at(std::span<const char> message, std::size_t place) {

@@ -32,6 +32,13 @@ bool read_from(int file, std::string& text) {
   }
 }
 
+std::optional<std::string> read_whole(int folder, const char* path) {
+  const Descriptor file(openat(folder, path, O_RDONLY | O_CLOEXEC));
+  std::string text;
+  if (!file || !read_from(file.get(), text)) return std::nullopt;
+  return text;
+}
+
 }  // namespace
 
 Descriptor open_at(int folder, const char* path, int flags) {
@@ -52,18 +59,13 @@ std::optional<std::string_view> read_short(int folder, const char* path, std::sp
 }
 
 std::optional<std::string> read_file_at(int folder, const char* path) {
-  const Descriptor file = open_at(folder, path, O_RDONLY);
-  std::string text;
-  if (!file) return std::nullopt;
-  if (!read_from(file.get(), text)) {
-    raise_shortage(errno);
-    return std::nullopt;
-  }
+  auto text = read_whole(folder, path);
+  if (!text) raise_shortage(errno);
   return text;
 }
 
 std::optional<std::string> read_file(const std::string& path) {
-  return read_file_at(AT_FDCWD, path.c_str());
+  return read_whole(AT_FDCWD, path.c_str());
 }
 
 std::optional<std::string> read_line(const std::string& path) {
@@ -76,10 +78,7 @@ std::optional<std::string> read_link_at(int folder, const char* path) {
   std::string target(256, '\0');
   while (true) {
     const ssize_t got = readlinkat(folder, path, target.data(), target.size());
-    if (got < 0) {
-      raise_shortage(errno);
-      return std::nullopt;
-    }
+    if (got < 0) return std::nullopt;
     if (static_cast<std::size_t>(got) < target.size()) {
       target.resize(static_cast<std::size_t>(got));
       return target;

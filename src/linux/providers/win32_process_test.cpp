@@ -1,6 +1,5 @@
 #include <sys/mman.h>
 #include <sys/prctl.h>
-#include <sys/resource.h>
 
 #include <array>
 #include <cerrno>
@@ -10,6 +9,7 @@
 #include "kvwmi/error.h"
 #include "linux/providers/factories.h"
 #include "linux/testing/child_process.h"
+#include "linux/testing/no_descriptors.h"
 #include "linux/testing/recorded_machine.h"
 #include "wmi/cim/datetime.h"
 
@@ -196,22 +196,6 @@ TEST_F(RecordedProcesses, NameThatMayBeCutIsNoneOnceItsFilesAreGone) {
   EXPECT_EQ(handles({named("a-rather-long-n")}), std::vector<std::string>{});
   EXPECT_EQ(handles({named("a-rather-long-n"), numbered(140)}), std::vector<std::string>{"140"});
 }
-
-/// As long as it lives this process can open nothing more.
-class NoDescriptors {
- public:
-  NoDescriptors() {
-    getrlimit(RLIMIT_NOFILE, &before_);
-    const rlimit none{0, before_.rlim_max};
-    setrlimit(RLIMIT_NOFILE, &none);
-  }
-  ~NoDescriptors() { setrlimit(RLIMIT_NOFILE, &before_); }
-  NoDescriptors(const NoDescriptors&) = delete;
-  NoDescriptors& operator=(const NoDescriptors&) = delete;
-
- private:
-  rlimit before_{};
-};
 
 TEST_F(RecordedProcesses, WithoutADescriptorNothingHasEnded) {
   const auto row = rows_of(*provider, {numbered(1)}).front();

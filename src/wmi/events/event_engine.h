@@ -53,7 +53,7 @@ class EventEngine : public std::enable_shared_from_this<EventEngine> {
     std::shared_ptr<PollGroup> group;
     std::optional<Schedule::iterator> scheduled = {};
     std::chrono::nanoseconds took{};  ///< by the last run
-    bool running = false;  ///< by a thread that schedules it anew after that
+    bool running = false;             ///< by a thread that schedules it anew after that
   };
   using Slots = std::map<Key, Slot>;
 

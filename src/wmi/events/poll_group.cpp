@@ -14,8 +14,8 @@ namespace {
 /// Properties that belong to a row's identity may change without a trace soon after its beginning: a kernel
 /// thread is forked first and named then. So a change token counts only after polls without newcomers.
 constexpr unsigned kPollsToSettle = 2;
-/// Where only the coming and going of rows is vouched for, they may also do so later, though seldom (a process
-/// executes another program). So such a token does not always count.
+/// Where only the coming and going of rows is vouched for, they may also do so later, though seldom (a
+/// process executes another program). So such a token does not always count.
 constexpr unsigned kMostSkippedPolls = 9;
 
 constexpr std::uint8_t bit(Change change) {

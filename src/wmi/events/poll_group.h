@@ -89,7 +89,8 @@ class PollGroup {
    private:
     std::optional<std::uint64_t> last_;
   };
-  /// What a provider vouches for: that nothing that is kept of the rows has changed, or that none came or went.
+  /// What a provider vouches for: that nothing that is kept of the rows has changed, or that none came or
+  /// went.
   enum class Vouched : std::uint8_t { nothing, rows, everything };
   using Records = std::unordered_map<std::string, Record, Hash, std::equal_to<>>;
 
