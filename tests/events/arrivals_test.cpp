@@ -1,14 +1,23 @@
 // What happens on this machine arrives at an agent: once each, with its exact detail, in time, and the named
 // event is seen by another process. Services have theirs in tests/systemd.
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <kvwmi/message_loop.h>
 #include <kvwmi/wmi_session.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <chrono>
+#include <deque>
 #include <filesystem>
 #include <fstream>
 #include <optional>
+#include <stdexcept>
 #include <string>
+#include <vector>
 
+#include "linux/providers/process_events.h"
+#include "linux/testing/child.h"
 #include "linux/testing/display.h"
 #include "support/load_process.h"
 #include "support/loop_disk.h"
@@ -36,6 +45,58 @@ TEST(Arrivals, AProcessThatStartsAndEnds) {
       {"a process starts", [&] { process.emplace(name, 1, LoadProcess::Work::idle); }, kFirst},
       {"a process ends", [&] { process.reset(); }, kSecond},
   });
+}
+
+/// A shell that executes a program of that name when it is told to, long after its fork.
+class LateProgram {
+ public:
+  explicit LateProgram(const std::string& name) {
+    std::filesystem::create_symlink("/bin/sleep", folder_.path() / name);
+    int ends[2];
+    if (pipe2(ends, O_CLOEXEC) != 0) throw std::runtime_error("no pipe");
+    tell_ = ends[1];
+    const std::string in = "/proc/self/fd/" + std::to_string(ends[0]);
+    const std::string program = folder_.path() / name;
+    shell_.emplace(std::vector<std::string>{"sh", "-c", "read x <" + in + "; exec " + program + " infinity"},
+                   ends[0]);
+    close(ends[0]);
+  }
+  ~LateProgram() { close(tell_); }
+  LateProgram(const LateProgram&) = delete;
+  LateProgram& operator=(const LateProgram&) = delete;
+
+  void execute() const { EXPECT_EQ(write(tell_, "x\n", 2), 2); }
+  void end() { shell_.reset(); }
+
+ private:
+  OwnFolder folder_;
+  int tell_ = -1;
+  std::optional<testing::Child> shell_;
+};
+
+// For which nothing is forked. On a machine that does nothing else the polls do not look then.
+TEST(Arrivals, AProgramThatAnOldProcessExecutes) {
+  const ground::Machine local;
+  if (!ground::providers::ProcessEvents(local).count())
+    GTEST_SKIP() << "the kernel tells this process of no process events";
+  const std::string name = "kvw-late-" + std::to_string(getpid() % 1000);
+  WatchedMachine machine;
+  std::deque<LateProgram> programs;
+  constexpr int kTimes = 3;
+  for (int i = 0; i < kTimes; ++i) programs.emplace_back(name);
+  EXPECT_EQ(machine.supervision.m_SuperviseProcess(kStep, kFirst, name, true, false, kPeriod), 0);
+  EXPECT_EQ(machine.supervision.m_SuperviseProcess(kStep, kSecond, name, false, true, kPeriod), 0);
+  WatchedMachine::Clock::duration best = std::chrono::hours(1);
+  while (!programs.empty()) {
+    // The polls after a newcomer look in any case.
+    message_loop::run_for(std::chrono::seconds(4));
+    const auto took =
+        machine.expect_once({"a program is executed", [&] { programs.front().execute(); }, kFirst});
+    ASSERT_TRUE(took);
+    best = std::min(best, *took);
+    ASSERT_TRUE(machine.expect_once({"it ends", [&] { programs.pop_front(); }, kSecond}));
+  }
+  EXPECT_LE(best, std::chrono::seconds(kPeriod) + std::chrono::milliseconds(100));
 }
 
 TEST(Arrivals, ADiskThatFillsUpAndIsEmptied) {
