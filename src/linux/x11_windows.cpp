@@ -242,19 +242,19 @@ Windows::CloseReply X11Windows::close(Handle window) {
   const std::scoped_lock lock(mutex_);
   if (!connect()) return kGone;
   Session display(open_display(), connection_.screen);
-  const auto window = static_cast<xcb_window_t>(handle);
-  if (!ask_attributes(display, window).reply()) return kGone;
+  const auto target = static_cast<xcb_window_t>(window);
+  if (!ask_attributes(display, target).reply()) return kGone;
 
   const xcb_atom_t protocols = atom(display, "WM_PROTOCOLS");
   const xcb_atom_t delete_window = atom(display, "WM_DELETE_WINDOW");
   constexpr std::uint32_t kMostProtocols = 64;
-  const auto taken = items(ask_property(display, window, protocols, kMostProtocols));
+  const auto taken = items(ask_property(display, target, protocols, kMostProtocols));
   if (std::find(taken.begin(), taken.end(), delete_window) == taken.end()) return kRefused;
 
   xcb_client_message_event_t message{};
   message.response_type = XCB_CLIENT_MESSAGE;
   message.format = 32;
-  message.window = window;
+  message.window = target;
   message.type = protocols;
   message.data.data32[0] = delete_window;
   message.data.data32[1] = XCB_CURRENT_TIME;
@@ -262,7 +262,7 @@ Windows::CloseReply X11Windows::close(Handle window) {
   static_assert(sizeof message == wire.size());
   std::memcpy(wire.data(), &message, wire.size());
   // A window that goes away in between needs no closing any more, so nobody waits for an error.
-  xcb_send_event(open_display(), 0, window, XCB_EVENT_MASK_NO_EVENT, wire.data());
+  xcb_send_event(open_display(), 0, target, XCB_EVENT_MASK_NO_EVENT, wire.data());
   return xcb_flush(open_display()) > 0 ? CloseReply{} : kGone;
 }
 
