@@ -78,19 +78,17 @@ struct Class {
 
 /// Reader of a property through a member function of the provider's row type:
 ///     {"Name", CimType::string, kNarrows, Cost::read, "...", reader<&ProcessRow::name>}
+/// Not inline: rows of several files have one name, and the linker would take the reader of one for all.
 template <auto member>
-inline constexpr auto reader = nullptr;
+constexpr auto reader = nullptr;
 template <typename Row, typename Result, Result (Row::*member)()>
-inline constexpr auto reader<member> = +[](Instance& self) -> Value {
-  return (static_cast<Row&>(self).*member)();
-};
+constexpr auto reader<member> = +[](Instance& self) -> Value { return (static_cast<Row&>(self).*member)(); };
 
 /// The same for a method: std::uint32_t (Row::*)(std::span<const Value>).
 template <auto member>
-inline constexpr auto caller = nullptr;
+constexpr auto caller = nullptr;
 template <typename Row, std::uint32_t (Row::*member)(std::span<const Value>)>
-inline constexpr auto caller<member> = +[](Instance& self,
-                                           std::span<const Value> arguments) -> std::uint32_t {
+constexpr auto caller<member> = +[](Instance& self, std::span<const Value> arguments) -> std::uint32_t {
   return (static_cast<Row&>(self).*member)(arguments);
 };
 
