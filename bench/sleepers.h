@@ -35,6 +35,38 @@ inline void end(pid_t pid) {
   ::waitpid(pid, nullptr, 0);
 }
 
+/// A child that takes its name when it is told to, as one that executes another program long after its fork.
+class LateComer {
+ public:
+  explicit LateComer(const char* name) {
+    int ends[2];
+    require(::pipe(ends) == 0, "no pipe");
+    pid_ = ::fork();
+    if (pid_ == 0) {
+      ::prctl(PR_SET_PDEATHSIG, SIGKILL);
+      ::close(ends[1]);
+      char word = 0;
+      if (::read(ends[0], &word, 1) == 1) ::prctl(PR_SET_NAME, name);
+      for (;;) ::pause();
+    }
+    require(pid_ > 0, "cannot fork");
+    ::close(ends[0]);
+    tell_ = ends[1];
+  }
+  ~LateComer() {
+    end(pid_);
+    ::close(tell_);
+  }
+  LateComer(const LateComer&) = delete;
+  LateComer& operator=(const LateComer&) = delete;
+
+  void take_name() const { require(::write(tell_, "x", 1) == 1, "cannot tell it"); }
+
+ private:
+  pid_t pid_ = -1;
+  int tell_ = -1;
+};
+
 /// So many sleeping processes as long as it lives.
 class Population {
  public:
