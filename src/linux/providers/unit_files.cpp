@@ -60,6 +60,7 @@ const UnitFiles::Folder& UnitFiles::folder(const std::string& path) {
   const auto names = now ? list_folder(path) : std::nullopt;
   if (!names && !is_absence(errno)) throw unreadable(path, errno);
   Folder read;
+  const std::string within = path + "/";
   if (names) read.stamp = *now;
   for (const std::string& name : names.value_or(std::vector<std::string>())) {
     if (name.ends_with(".conf")) {
@@ -67,7 +68,7 @@ const UnitFiles::Folder& UnitFiles::folder(const std::string& path) {
     } else if (name.ends_with(".service.d") || name == "service.d") {
       read.drop_ins.push_back(name);
     } else if (name.ends_with(".service") && !name.ends_with("@.service")) {
-      read.units[name] = read_link_at(AT_FDCWD, (path + "/" + name).c_str()).value_or("");
+      read.units[name] = read_link_at(AT_FDCWD, (within + name).c_str()).value_or("");
     }
   }
   return kept = std::move(read);
@@ -121,30 +122,32 @@ std::optional<std::string> UnitFiles::description(const std::string& unit, const
 
   const auto of_machine = [this](char letter) { return machine_specifier(machine_, letter); };
   if (std::find(files.begin(), files.end(), nullptr) != files.end()) return std::nullopt;
-  for (auto from = files.rbegin(); from != files.rend(); ++from) {
-    const std::vector<std::string>& assigned = (*from)->descriptions;
-    for (auto text = assigned.rbegin(); text != assigned.rend(); ++text) {
-      const auto filled = parsers::with_specifiers(*text, unit, of_machine);
-      if (filled) return filled->empty() ? unit : *filled;
+  std::string last = unit;
+  for (const File* from : files) {
+    for (const std::string& text : from->descriptions) {
+      const auto filled = parsers::with_specifiers(text, unit, of_machine);
+      if (filled) last = filled->empty() ? unit : *filled;
     }
   }
-  return unit;
+  return last;
 }
 
 std::vector<UnitFile> UnitFiles::list(const std::vector<std::string>& folders) {
   const std::lock_guard lock(mutex_);
   std::vector<std::string> paths;
+  paths.reserve(folders.size());
   for (const std::string& path : folders) paths.push_back(machine_.root + path);
   const DropIns added = drop_ins(paths);
   const File masked;
   std::map<std::string, UnitFile> units;
   for (const std::string& path : paths) {
     seen_.try_emplace(path);
+    const std::string within = path + "/";
     for (const auto& [unit, target] : folders_[path].units) {
-      if (units.count(unit) != 0) continue;
+      if (units.contains(unit)) continue;
       if (!target.empty() && target != "/dev/null" && target.substr(target.rfind('/') + 1) != unit) continue;
       UnitFile listed{unit, std::nullopt, target == "/dev/null"};
-      if (const File* own = listed.masked ? &masked : file(path + "/" + unit)) {
+      if (const File* own = listed.masked ? &masked : file(within + unit)) {
         // A link to what is gone is no unit; a file without contents is how one is masked without a link.
         if (own->stamp.size < 0 && !listed.masked) continue;
         listed.masked = listed.masked || own->stamp.size == 0;
@@ -154,6 +157,7 @@ std::vector<UnitFile> UnitFiles::list(const std::vector<std::string>& folders) {
     }
   }
   std::vector<UnitFile> list;
+  list.reserve(units.size());
   for (auto& [unit, file] : units) list.push_back(std::move(file));
   return list;
 }

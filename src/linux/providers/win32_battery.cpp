@@ -237,7 +237,7 @@ class Win32Battery final : public embedded::Provider {
 
   void enumerate(const embedded::Request& request, const embedded::RowSink& sink) override {
     // A kernel without power supplies has no such folder; without any of the folders nothing can be said.
-    const std::string supplies = machine_.sys + "/class/power_supply";
+    const std::string supplies = machine_.sys + "/class/power_supply/";
     const auto names = list_folder(supplies);
     if (!names && !list_folder(machine_.sys + "/class")) throw provider_failure();
     if (!names) return;
@@ -246,7 +246,7 @@ class Win32Battery final : public embedded::Provider {
     std::vector<std::pair<std::string, std::string>> batteries;  // folders and identifiers
     std::map<std::string, int> count;
     for (const std::string& name : *names) {
-      const std::string folder = supplies + "/" + name;
+      const std::string folder = supplies + name;
       // Supplies of mice and the like say that they serve a device and not the machine.
       if (line(folder, "scope") == "Device") continue;
       const bool is_battery = line(folder, "type") == "Battery";
