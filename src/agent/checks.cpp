@@ -69,7 +69,7 @@ std::string grouped(std::string digits) {
 std::string size_in(const Answer& answer, std::string_view unit, double unit_bytes) {
   static constexpr std::array<const char*, 5> kUnits{"bytes", "KB", "MB", "GB", "TB"};
   const Currency size = std::get<Currency>(answer.value);
-  const std::string exact = grouped(size.to_text()) + " " + std::string(unit);
+  std::string exact = grouped(size.to_text()) + " " + std::string(unit);
   double rounded = size.to_double() * unit_bytes;
   std::size_t scale = 0;
   for (; rounded >= 1024.0 && scale + 1 < kUnits.size(); ++scale) rounded /= 1024.0;

@@ -75,7 +75,11 @@ std::string file_system_of(const std::string& path) {
   std::size_t deepest = 0;
   for (std::string line; std::getline(mounts, line);) {
     std::istringstream fields(line);
-    std::string id, parent, number, root, point;
+    std::string id;
+    std::string parent;
+    std::string number;
+    std::string root;
+    std::string point;
     fields >> id >> parent >> number >> root >> point;
     point = unescaped(point);
     if (!lies_in(path, point) || point.size() < deepest) continue;  // of one point the last mount covers

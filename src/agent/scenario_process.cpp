@@ -104,7 +104,11 @@ struct ScenarioProcess::System {
 ScenarioProcess::ScenarioProcess(const std::vector<std::string>& command)
     : system_(std::make_unique<System>()) {
   std::vector<char*> arguments;
-  for (const std::string& argument : command) arguments.push_back(const_cast<char*>(argument.c_str()));
+  arguments.reserve(command.size() + 1);
+  for (const std::string& argument : command) {
+    // NOLINTNEXTLINE(cppcoreguidelines-pro-type-const-cast): the call changes none, only its type is older
+    arguments.push_back(const_cast<char*>(argument.c_str()));
+  }
   arguments.push_back(nullptr);
 
   posix_spawn_file_actions_t actions;

@@ -21,13 +21,14 @@ void wake() noexcept {}
 
 Waiter::Waiter(std::initializer_list<int>) {}
 Waiter::~Waiter() = default;
-void Waiter::wait(std::chrono::milliseconds) {}
+void Waiter::wait(std::chrono::milliseconds) const {}
 
 #else
 
 namespace {
 
 // The process's own, never closed: a signal may come at any time.
+// NOLINTNEXTLINE(cppcoreguidelines-avoid-non-const-global-variables): a signal handler sees nothing else
 std::atomic<int> wakeup{-1};
 static_assert(std::atomic<int>::is_always_lock_free);
 
@@ -67,7 +68,7 @@ Waiter::~Waiter() {
   close(epoll_);
 }
 
-void Waiter::wait(std::chrono::milliseconds limit) {
+void Waiter::wait(std::chrono::milliseconds limit) const {
   constexpr std::chrono::milliseconds kLongest{std::numeric_limits<int>::max()};
   epoll_event ready{};
   epoll_wait(epoll_, &ready, 1, static_cast<int>(std::min(limit, kLongest).count()));

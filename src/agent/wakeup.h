@@ -12,13 +12,13 @@ void wake() noexcept;
 class Waiter {
  public:
   /// For these descriptors, all readable when there is something to do.
-  explicit Waiter(std::initializer_list<int> descriptors);
+  Waiter(std::initializer_list<int> descriptors);
   ~Waiter();
   Waiter(const Waiter&) = delete;
   Waiter& operator=(const Waiter&) = delete;
 
   /// Waits until one of them is readable, somebody wakes it, or `limit` has passed.
-  void wait(std::chrono::milliseconds limit);
+  void wait(std::chrono::milliseconds limit) const;
 
  private:
   int epoll_ = -1;

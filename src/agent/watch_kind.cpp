@@ -236,8 +236,9 @@ const WatchKind* find_watch_kind(std::string_view name) {
 }
 
 std::vector<std::string> watch_kind_names() {
-  std::vector<std::string> result;
-  for (const WatchKind& kind : kKinds) result.emplace_back(kind.name);
+  std::vector<std::string> result(kKinds.size());
+  std::transform(kKinds.begin(), kKinds.end(), result.begin(),
+                 [](const WatchKind& kind) { return std::string(kind.name); });
   return result;
 }
 

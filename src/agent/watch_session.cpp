@@ -15,9 +15,11 @@ namespace {
 
 using namespace std::chrono_literals;
 
+// Signal handlers see nothing but globals.
+// NOLINTBEGIN(cppcoreguidelines-avoid-non-const-global-variables)
 volatile std::sig_atomic_t interrupted = 0;
-// When; only signal handlers look at it.
-std::chrono::steady_clock::time_point interrupted_at;
+std::chrono::steady_clock::time_point interrupted_at;  // only handlers look at it
+// NOLINTEND(cppcoreguidelines-avoid-non-const-global-variables)
 
 void note_interrupt(int) {
   if (interrupted == 0) interrupted_at = std::chrono::steady_clock::now();

@@ -44,7 +44,7 @@ class FrozenInstance final : public cim::Instance {
   }
   explicit FrozenInstance(std::shared_ptr<const RememberedClass> remembered)
       : FrozenInstance(remembered->schema) {
-    class_ = std::move(remembered);
+    class_ = std::move(remembered);  // NOLINT(cppcoreguidelines-prefer-member-initializer): it delegates
   }
 
  private:

@@ -221,6 +221,7 @@ EventQuery check_event_query(const NotificationRequest& request) {
   }
 
   std::vector<const cim::Class*> relatives;
+  relatives.reserve(entries.size());
   for (const Catalog::Entry* entry : entries) relatives.push_back(entry->schema);
   for (const Catalog::Entry* entry : entries) {
     const cim::Class& schema = *entry->schema;
