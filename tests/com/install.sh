@@ -27,6 +27,6 @@ bin/kvwmi.h' "$(cd "$work/installed" && find . -type f | sed 's:^\./::' | LC_ALL
 "$wine" --start
 "$wine" regsvr32 /s "$work/installed/bin/KVWMI.dll" </dev/null
 output=$("$wine" "$work/checkpoint.exe" 2>/dev/null </dev/null | tr -d '\r') || status=1
-expect 'first line' 'Event Log is in state 4 (4 is running)' "$(head -n 1 <<<"$output")"
+expect 'first line' 'Print Spooler is in state 1 (4 is running)' "$(head -n 1 <<<"$output")"
 expect 'last line' 'Done.' "$(tail -n 1 <<<"$output")"
 exit "$status"

@@ -1,6 +1,8 @@
 #include "linux/providers/login_manager.h"
 
 #include <atomic>
+#include <mutex>
+#include <string>
 #include <string_view>
 
 #include "kvwmi/error.h"
@@ -48,12 +50,22 @@ class LoginManagers : public ::testing::Test {
   }
 
   FakeBus::Answer answer = [](sd_bus_message* call) { return sd_bus_reply_method_return(call, nullptr); };
-  Calls asked;  ///< each call with its number
+  std::mutex mutex;
+  Calls seen;  ///< by the connections' threads
   FakeBus bus{[this](sd_bus_message* call) {
-    asked.push_back(std::string(sd_bus_message_get_member(call)) + " " + std::to_string(argument_of(call)));
+    {
+      const std::scoped_lock lock(mutex);
+      seen.push_back(std::string(sd_bus_message_get_member(call)) + " " + std::to_string(argument_of(call)));
+    }
     return answer(call);
   }};
   RecordedMachine machine;
+
+  /// Each call with its number.
+  Calls asked() {
+    const std::scoped_lock lock(mutex);
+    return seen;
+  }
 };
 
 TEST_F(LoginManagers, EndsOfTheRunHaveTheirOwnCallsThatWaitForThoseWhoHoldThemUp) {
@@ -61,12 +73,12 @@ TEST_F(LoginManagers, EndsOfTheRunHaveTheirOwnCallsThatWaitForThoseWhoHoldThemUp
   EXPECT_EQ(manager.shut_down(Shutdown::reboot, false), 0U);
   EXPECT_EQ(manager.shut_down(Shutdown::halt, false), 0U);
   EXPECT_EQ(manager.shut_down(Shutdown::power_off, false), 0U);
-  EXPECT_EQ(asked, (Calls{"RebootWithFlags 1", "HaltWithFlags 1", "PowerOffWithFlags 1"}));
+  EXPECT_EQ(asked(), (Calls{"RebootWithFlags 1", "HaltWithFlags 1", "PowerOffWithFlags 1"}));
 }
 
 TEST_F(LoginManagers, ForceOverrulesThem) {
   EXPECT_EQ(LoginManager(machine).shut_down(Shutdown::reboot, true), 0U);
-  EXPECT_EQ(asked, Calls{"RebootWithFlags 16"});
+  EXPECT_EQ(asked(), Calls{"RebootWithFlags 16"});
 }
 
 TEST_F(LoginManagers, OlderOnesOverruleThemWithoutAFlag) {
@@ -76,7 +88,7 @@ TEST_F(LoginManagers, OlderOnesOverruleThemWithoutAFlag) {
                  : sd_bus_reply_method_errorf(call, SD_BUS_ERROR_INVALID_ARGS, "no such flag");
   };
   EXPECT_EQ(LoginManager(machine).shut_down(Shutdown::reboot, true), 0U);
-  EXPECT_EQ(asked, (Calls{"RebootWithFlags 16", "RebootWithFlags 0"}));
+  EXPECT_EQ(asked(), (Calls{"RebootWithFlags 16", "RebootWithFlags 0"}));
 }
 
 TEST_F(LoginManagers, AFlagThatNoVersionTakesIsAFailure) {
@@ -85,7 +97,7 @@ TEST_F(LoginManagers, AFlagThatNoVersionTakesIsAFailure) {
   };
   EXPECT_EQ(raised([&] { return LoginManager(machine).shut_down(Shutdown::reboot, false); }), 0x80041004);
   EXPECT_EQ(raised([&] { return LoginManager(machine).shut_down(Shutdown::reboot, true); }), 0x80041004);
-  EXPECT_EQ(asked, (Calls{"RebootWithFlags 1", "RebootWithFlags 16", "RebootWithFlags 0"}));
+  EXPECT_EQ(asked(), (Calls{"RebootWithFlags 1", "RebootWithFlags 16", "RebootWithFlags 0"}));
 }
 
 TEST_F(LoginManagers, TheOldestOnesHaveNoFlags) {
@@ -96,7 +108,7 @@ TEST_F(LoginManagers, TheOldestOnesHaveNoFlags) {
   };
   EXPECT_EQ(LoginManager(machine).shut_down(Shutdown::power_off, true), 0U);
   EXPECT_EQ(LoginManager(machine).shut_down(Shutdown::power_off, false), 0U);
-  EXPECT_EQ(asked, (Calls{"PowerOffWithFlags 16", "PowerOff 0", "PowerOffWithFlags 1", "PowerOff 0"}))
+  EXPECT_EQ(asked(), (Calls{"PowerOffWithFlags 16", "PowerOff 0", "PowerOffWithFlags 1", "PowerOff 0"}))
       << "0 in the plain call: nobody is asked for a password";
 }
 

@@ -20,11 +20,12 @@ class UnitFolders : public ::testing::Test {
   void describe(const std::string& path, const std::string& description) {
     machine.write(path, "[Unit]\nDescription=" + description + "\n");
   }
-  std::vector<UnitFile> list() {
+  std::vector<UnitFile> list() { return list(files); }
+  std::vector<UnitFile> list(UnitFiles& asked) {
     // A clock that goes with the one of the files.
     machine.wall =
         std::chrono::floor<std::chrono::microseconds>(std::chrono::system_clock::now().time_since_epoch());
-    return files.list({"/etc/units", "/run/units", "/lib/units"});
+    return asked.list({"/etc/units", "/run/units", "/lib/units"});
   }
   std::string description(const std::string& unit) {
     for (const UnitFile& file : list()) {
@@ -117,6 +118,8 @@ TEST_F(UnitFolders, FurtherFilesThatChangeAreReadAgain) {
 
 TEST_F(UnitFolders, AFolderThatCannotBeReadIsAFailureAndNotEmpty) {
   describe("/lib/units/a.service", "One");
+  UnitFiles other(machine);
+  EXPECT_EQ(list(other).size(), 1U) << "as long as there are descriptors";
   {
     const NoDescriptors none;
     EXPECT_THROW(static_cast<void>(list()), Error);
