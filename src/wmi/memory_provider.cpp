@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <numeric>
 #include <stdexcept>
 
 namespace kvwmi::embedded {
@@ -113,6 +114,7 @@ void MemoryProvider::enumerate(const Request& request, const RowSink& sink) {
     last_columns_.assign(request.columns.begin(), request.columns.end());
     if (error_) throw *error_;
     advance_counters();
+    seen_changes_ = changes();
     for (const Stored& stored : rows_) {
       auto& row = *rows.emplace_back(std::make_shared<Row>(definition_, stored.number));
       for (std::size_t i = 0; i < stored.values.size(); ++i) row.set(i, copy_of(stored.values[i]));
@@ -211,6 +213,15 @@ void MemoryProvider::fail_with(std::optional<Error> error) {
   const std::lock_guard lock(mutex_);
   error_ = std::move(error);
   ++row_changes_;
+}
+
+std::uint64_t MemoryProvider::changes() const {
+  return std::accumulate(column_changes_.begin(), column_changes_.end(), row_changes_);
+}
+
+bool MemoryProvider::is_seen() const {
+  const std::lock_guard lock(mutex_);
+  return seen_changes_ == changes();
 }
 
 std::size_t MemoryProvider::enumerations() const {

@@ -78,6 +78,8 @@ class MemoryProvider final : public Provider {
   /// Every enumeration fails with `error` until it is taken back with nullopt.
   void fail_with(std::optional<Error> error);
 
+  /// Whether rows were asked for since the last change, so that the next one is a change for who asked.
+  [[nodiscard]] bool is_seen() const;
   /// How often rows were asked for, and with which equalities the last time.
   [[nodiscard]] std::size_t enumerations() const;
   [[nodiscard]] std::vector<Equality> last_equalities() const;
@@ -94,6 +96,7 @@ class MemoryProvider final : public Provider {
 
   [[nodiscard]] std::size_t column(std::string_view property) const;
   [[nodiscard]] Stored* find(std::size_t row);
+  [[nodiscard]] std::uint64_t changes() const;
   void advance_counters();
 
   std::shared_ptr<const Definition> definition_;
@@ -105,6 +108,7 @@ class MemoryProvider final : public Provider {
   std::vector<bool> vouched_for_;  ///< by column
   std::optional<Error> error_;
   std::size_t enumerations_ = 0;
+  std::optional<std::uint64_t> seen_changes_;  ///< changes() when rows were last asked for
   std::vector<Equality> last_equalities_;
   std::vector<std::size_t> last_columns_;
 };

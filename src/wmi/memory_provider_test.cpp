@@ -36,6 +36,28 @@ TEST(MemoryProvider, ACounterIsHigherInEachEnumerationAndSaysThatItChanged) {
   EXPECT_EQ(read(rows), 7U);
 }
 
+TEST(MemoryProvider, IsSeenOnceItWasReadAfterTheLastChange) {
+  MemoryProvider rows(
+      {.name = "Win32_Thing", .properties = {{"Id", cim::CimType::string, cim::kKey}, {"A"}}});
+  const auto read = [&] { rows.enumerate({}, [](const auto&) { return true; }); };
+  EXPECT_FALSE(rows.is_seen());
+  read();
+  EXPECT_TRUE(rows.is_seen());
+  const auto row = rows.add({{"Id", "1"}});
+  EXPECT_FALSE(rows.is_seen());
+  read();
+  EXPECT_TRUE(rows.is_seen());
+  rows.set(row, "A", "x");
+  EXPECT_FALSE(rows.is_seen());
+  read();
+  rows.remove(row);
+  EXPECT_FALSE(rows.is_seen());
+  // A failing read shows nothing.
+  rows.fail_with(Error(0, "", ""));
+  EXPECT_THROW(read(), Error);
+  EXPECT_FALSE(rows.is_seen());
+}
+
 TEST(MemoryProvider, VouchesForWhatItIsToldToAndForTheRows) {
   MemoryProvider rows(
       {.name = "Win32_Thing", .properties = {{"Id", cim::CimType::string, cim::kKey}, {"A"}, {"B"}}});

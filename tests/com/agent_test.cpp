@@ -151,12 +151,13 @@ class Machine {
   void remove(const char* class_name, LONG row) {
     call(L"Remove", {Variant::of(class_name), Variant::of(row)});
   }
-  [[nodiscard]] LONG reads(const char* class_name) {
-    return number(call(L"Reads", {Variant::of(class_name)}));
-  }
-  /// Until then a change is none for the agent's watch.
-  void wait_until_watched(const char* class_name) {
-    EXPECT_TRUE(wait_until([&] { return reads(class_name) > 0; }));
+  /// Waits until the agent's watch has read the class as it is now: what changes before that is no change
+  /// for it.
+  void wait_until_seen(const char* class_name) {
+    EXPECT_TRUE(wait_until([&] {
+      const Answer answer = call(L"Seen", {Variant::of(class_name)});
+      return answer.result.type() == VT_BOOL && V_BOOL(&answer.result.raw()) != VARIANT_FALSE;
+    })) << class_name;
   }
 
  private:
@@ -199,7 +200,7 @@ class AgentWatch : public testing::Test {
 TEST_F(AgentWatch, ProcessesThatStartAndEnd) {
   Agent agent(L"watch process a.exe --poll 1 --json");
   Machine machine(agent);
-  machine.wait_until_watched("Win32_Process");
+  machine.wait_until_seen("Win32_Process");
   machine.add("Win32_Process", {{"Handle", Variant::of("6")}, {"Name", Variant::of("b.exe")}});
   const LONG row =
       machine.add("Win32_Process", {{"Handle", Variant::of("7")}, {"Name", Variant::of("a.exe")}});
@@ -212,13 +213,11 @@ TEST_F(AgentWatch, ProcessesThatStartAndEnd) {
 TEST_F(AgentWatch, AServiceThatStops) {
   Agent agent(L"watch service \"Some service\" --stop --poll 1 --json");
   Machine machine(agent);
-  machine.wait_until_watched("Win32_Service");
-  const LONG before = machine.reads("Win32_Service");
+  machine.wait_until_seen("Win32_Service");
   const LONG row = machine.add("Win32_Service", {{"Name", Variant::of("svc")},
                                                  {"DisplayName", Variant::of("Some service")},
                                                  {"State", Variant::of("Running")}});
-  // A service that comes and stops between two looks has not changed.
-  EXPECT_TRUE(wait_until([&] { return machine.reads("Win32_Service") > before; }));
+  machine.wait_until_seen("Win32_Service");
   machine.change("Win32_Service", row, "State", Variant::of("Stopped"));
   expect_event(agent, "");
   expect_end_by_ctrl_c(agent);
@@ -283,13 +282,11 @@ TEST_F(AgentWatch, ThresholdsWithTheirDetails) {
     SCOPED_TRACE(c.property);
     Agent agent(L"watch " + std::wstring(c.words) + L" --poll 1 --json");
     Machine machine(agent);
-    machine.wait_until_watched(c.class_name);
-    const LONG before = machine.reads(c.class_name);
+    machine.wait_until_seen(c.class_name);
     std::vector<std::pair<const char*, Variant>> instance = c.instance;
     instance.emplace_back(c.property, c.before);
     const LONG row = machine.add(c.class_name, instance);
-    // What comes and changes between two looks has not changed.
-    EXPECT_TRUE(wait_until([&] { return machine.reads(c.class_name) > before; }));
+    machine.wait_until_seen(c.class_name);
     machine.change(c.class_name, row, c.property, c.after);
     expect_event(agent, c.detail);
     expect_end_by_ctrl_c(agent);
@@ -299,11 +296,10 @@ TEST_F(AgentWatch, ThresholdsWithTheirDetails) {
 TEST_F(AgentWatch, TheChangesOfThePowerSource) {
   Agent agent(L"watch power --poll 1 --json");
   Machine machine(agent);
-  machine.wait_until_watched("Win32_Battery");
-  const LONG before = machine.reads("Win32_Battery");
+  machine.wait_until_seen("Win32_Battery");
   const LONG row = machine.add(
       "Win32_Battery", {{"DeviceID", Variant::of("battery")}, {"BatteryStatus", Variant::of(LONG{2})}});
-  EXPECT_TRUE(wait_until([&] { return machine.reads("Win32_Battery") > before; }));
+  machine.wait_until_seen("Win32_Battery");
   machine.change("Win32_Battery", row, "BatteryStatus", Variant::of(LONG{1}));
   expect_event(agent, "");
   machine.change("Win32_Battery", row, "BatteryStatus", Variant::of(LONG{2}));
@@ -362,7 +358,7 @@ TEST_F(AgentRun, StepsWithACheckWatchesACommandAndWhatWasNotDetected) {
      "for": "1ms", "undetected": true}]})");
   Agent agent(L"run \"" + scenario.path() + L"\" --json");
   Machine machine(agent);
-  machine.wait_until_watched("Win32_Process");
+  machine.wait_until_seen("Win32_Process");
   machine.add("Win32_Process", {{"Handle", Variant::of("7")}, {"Name", Variant::of("a.exe")}});
   EXPECT_EQ(line_of(agent),
             R"({TIME,"step":1,"check":"service-exists","result":0,"answer":false,"expected":true})");

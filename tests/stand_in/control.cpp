@@ -99,8 +99,8 @@ Value calls(Repository& repository, Arguments) {
   return Value(std::move(texts));
 }
 
-Value reads(Repository& repository, Arguments arguments) {
-  return Value(static_cast<std::int32_t>(repository.rows(to_text(arguments[0])).enumerations()));
+Value seen(Repository& repository, Arguments arguments) {
+  return Value(repository.rows(to_text(arguments[0])).is_seen());
 }
 
 Value process(Repository&, Arguments) {
@@ -121,7 +121,7 @@ struct Member {
 constexpr std::array kMembers{
     Member{"Add", 2, add},         Member{"Change", 4, change}, Member{"CountUp", 4, count_up},
     Member{"Remove", 2, remove},   Member{"Clear", 0, clear},   Member{"Fail", 2, fail},
-    Member{"Answer", 3, answer},   Member{"Calls", 0, calls},   Member{"Reads", 1, reads},
+    Member{"Answer", 3, answer},   Member{"Calls", 0, calls},   Member{"Seen", 1, seen},
     Member{"Process", 0, process}, Member{"Pump", 1, pump},
 };
 

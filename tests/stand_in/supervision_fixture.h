@@ -54,9 +54,8 @@ struct SupervisionOnWindows : testing::Test {
   template <typename Change>
   void change_and_be_seen(std::string_view class_name, Change change) {
     embedded::MemoryProvider& rows = machine->rows(class_name);
-    const std::size_t before = rows.enumerations();
     change(rows);
-    ASSERT_TRUE(message_loop::run_until([&] { return rows.enumerations() > before; }, kDeadline));
+    ASSERT_TRUE(message_loop::run_until([&] { return rows.is_seen(); }, kDeadline));
   }
 
   std::string event_name = "kvwmi stand-in " + std::to_string(GetCurrentProcessId());
