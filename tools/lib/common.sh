@@ -77,7 +77,7 @@ cores() { nproc; }
 configure() {
   local tree=$root/build/$1
   [[ -f $tree/build.ninja ]] && grep -qx KVWMI_TESTS:BOOL=ON "$tree/CMakeCache.txt" && return 0
-  (cd "$root" && cmake --preset "$1" -D KVWMI_TESTS="$2")
+  (cd "$root" && one_at_a_time "$1" cmake --preset "$1" -D KVWMI_TESTS="$2")
 }
 
 # build PRESET [TARGET...]
@@ -87,7 +87,14 @@ build() {
   configure "$preset" ON && compile "$preset" "$@"
 }
 # compile PRESET [TARGET...] - what has been configured
-compile() { cmake --build "$root/build/$1" -j "$(cores)" ${2:+--target "${@:2}"}; }
+compile() { one_at_a_time "$1" cmake --build "$root/build/$1" -j "$(cores)" ${2:+--target "${@:2}"}; }
+
+# one_at_a_time PRESET COMMAND... - after those that already write to the preset's build tree: ./run may be called on
+# two terminals, and beside ./test.
+one_at_a_time() {
+  mkdir -p "$root/build"
+  flock "$root/build/.$1.lock" "${@:2}"
+}
 
 # sources_newer STAMP - whether anything that a build depends on changed since; folders count, so that files which came
 # or went are seen.
