@@ -87,8 +87,9 @@ struct CpuSample {
 
 std::int32_t take_sample(wmi::Services& services, const std::string& query, CpuSample& sample) {
   return probe_all(services, query, [&](wmi::Object& counter) {
-    const wmi::Value time = counter.get("PercentProcessorTime");
+    // Names first: the first one may take WMI a look at every process, and the times are to be of one moment.
     const wmi::Value name = counter.get("Name");
+    const wmi::Value time = counter.get("PercentProcessorTime");
     if (time.is_null() || name.is_null()) return false;
     (to_text(name) == "_Total" ? sample.total : sample.process) += to_currency(time);
     return true;

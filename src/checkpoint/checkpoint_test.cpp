@@ -565,6 +565,18 @@ TEST_F(CpuLoad, SleepsHalfASecondBetweenTheSamples) {
                                                  counters(" OR IDProcess=10")}));
 }
 
+TEST_F(CpuLoad, ReadsNamesBeforeTimes) {
+  processes({Value(10)});
+  const auto process = counter("some name", "0");
+  const auto total = counter("_Total", "0");
+  answer(counters(" OR IDProcess=10"), {process, total});
+  answer(counters(" OR IDProcess=10"), {counter("some name", "10"), counter("_Total", "100")});
+  EXPECT_EQ(ask(), 0);
+  const std::vector<std::string> order{"Name", "PercentProcessorTime"};
+  EXPECT_EQ(process->reads, order);
+  EXPECT_EQ(total->reads, order);
+}
+
 TEST_F(CpuLoad, SeveralProcessesEnterTheQueryInTheirOrderAndAreSummed) {
   processes({Value(30), Value(), Value(10), Value(20)});
   const std::string query = counters(" OR IDProcess=30 OR IDProcess=10 OR IDProcess=20");

@@ -28,6 +28,7 @@ class FakeObject final : public wmi::Object {
       : values_(std::move(values)), class_name_(std::move(class_name)) {}
 
   wmi::Value get(std::string_view property) override {
+    reads.emplace_back(property);
     for (const wmi::NamedValue& entry : values_) {
       if (equals_ignoring_case(entry.name, property)) return entry.value;
     }
@@ -55,6 +56,8 @@ class FakeObject final : public wmi::Object {
   wmi::Value::Array superclasses;
   std::string description;
   std::vector<wmi::Method> class_methods;
+
+  std::vector<std::string> reads;  ///< properties, as they were asked for
 
   std::int32_t return_code = 0;
   std::vector<std::pair<std::string, wmi::NamedValues>> calls;
