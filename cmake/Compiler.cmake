@@ -26,6 +26,9 @@ if(WIN32)
   add_compile_definitions(UNICODE _UNICODE WIN32_LEAN_AND_MEAN NOMINMAX _WIN32_WINNT=0x0A00)
   add_link_options(-static -Wl,--no-insert-timestamp)
   if(CMAKE_SIZEOF_VOID_P EQUAL 4)
+    # Floating-point numbers are computed as the doubles that they are, as everywhere else: the x87 unit would keep 80
+    # bits of them, and some halves round differently then. g++ aligns the stack itself where SSE wants it aligned.
+    add_compile_options(-msse2 -mfpmath=sse)
     # Where the unlikely part of a function has no instruction left, g++ 12 still describes it to the unwinder, at the
     # address of the function that follows. Of two descriptions with one address libgcc's search finds either, and when
     # it is the empty one, an exception that crosses the function that follows ends the program. 64-bit Windows finds

@@ -665,6 +665,13 @@ TEST_F(CpuLoad, HalvesGoToTheEvenNeighbour) {
   EXPECT_EQ(percentage, 4);
 }
 
+TEST_F(CpuLoad, IsComputedInDoublePrecision) {
+  // As doubles 575 / 1000 * 100 is 57.49999999999999; anything more precise would be the half that goes
+  // to 58.
+  EXPECT_EQ(measure("0", "0", "1000", "575"), 0);
+  EXPECT_EQ(percentage, 57);
+}
+
 TEST_F(CpuLoad, CountersThatWentBackGiveANegativeShare) {
   EXPECT_EQ(measure("0", "1000", "1000", "0"), 0);
   EXPECT_EQ(percentage, -100);
