@@ -46,9 +46,10 @@ class KVWMI_API CheckPoint {
   /// Working set of the first process of that image name, in bytes. Returns 1 when there is none, 2 when it
   /// tells no size.
   std::int32_t m_GetProcessMemorySize(const std::string& f_strName, Currency& f_curSize);
-  /// Share of the whole machine's processor time, 0 to 100 percent, that all processes of that image name
-  /// used over half a second. Blocks for at least 500 ms. Returns 1 when the last query found nothing, 2 when
-  /// it found nothing usable.
+  /// Share of the whole machine's processor time in percent that all processes of that image name used over
+  /// half a second: 0 to 100, or below 0 when one of them ended meanwhile, as all that it had ever used is
+  /// then missing. Blocks for at least 500 ms. Returns 1 when the last query found nothing, 2 when it found
+  /// nothing usable.
   std::int32_t m_GetProcessCPULoadPercentage(const std::string& f_strName, std::int32_t& f_lngPercentage);
 
   /// The six machine-wide sizes are in kilobytes. Each returns 1 when WMI has no operating system object, 2
