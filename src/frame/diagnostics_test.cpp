@@ -14,10 +14,14 @@ struct DiagnosticsTest : testing::Test {
   ~DiagnosticsTest() override { set_diagnostic_hook({}); }
 };
 
-TEST_F(DiagnosticsTest, IsSilentWithoutAHook) {
+TEST_F(DiagnosticsTest, WithoutAHookNobodyHears) {
   report(runtime_error(RuntimeError::overflow));
+  int heard = 0;
+  set_diagnostic_hook([&](const Error&) { ++heard; });
+  EXPECT_EQ(heard, 0) << "what was reported before is not kept";
   set_diagnostic_hook({});
   report(runtime_error(RuntimeError::overflow));
+  EXPECT_EQ(heard, 0);
 }
 
 TEST_F(DiagnosticsTest, HandsTheErrorToTheHook) {

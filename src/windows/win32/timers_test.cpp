@@ -86,7 +86,13 @@ TEST(Win32Timers, WhatLeavesATickGoesToTheDiagnosticHook) {
 }
 
 TEST(Win32Timers, AnUnknownTimerIsNoneToKill) {
-  Win32Timers().kill(12345);
+  Win32Timers timers;
+  EXPECT_NO_THROW(timers.kill(12345));
+  int ticks = 0;
+  const auto timer = timers.set(5, [&] { ++ticks; });
+  EXPECT_NO_THROW(timers.kill(timer + 1));
+  EXPECT_TRUE(pump_until([&] { return ticks >= 1; })) << "the other timer still runs";
+  timers.kill(timer);
 }
 
 }  // namespace
