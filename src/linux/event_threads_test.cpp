@@ -63,8 +63,8 @@ TEST(EventThreads, WakeOnceOrTwiceForAPoll) {
     things->add({{"Id", std::to_string(event)}});
     ASSERT_TRUE(loop->has_got(event));
   }
-  // Of a thousand patiences; this thread waits too.
-  EXPECT_LT(waits() - before, 50);
+  // One for each of the two and one for this thread, or twice that where the event fell into the next period.
+  EXPECT_LE(waits() - before, 6);
 }
 
 }  // namespace

@@ -46,7 +46,7 @@ class EventService::Crew {
   void wake() {
     const std::scoped_lock lock(mutex_);
     woken_ = true;
-    changed_.notify_all();
+    to_poll_.notify_all();
   }
 
   void stop() {
@@ -55,7 +55,8 @@ class EventService::Crew {
       const std::scoped_lock lock(mutex_);
       stopping_ = true;
       threads.swap(threads_);
-      changed_.notify_all();
+      to_poll_.notify_all();
+      to_watch_.notify_all();
     }
     for (std::thread& thread : threads) thread.join();
   }
@@ -143,17 +144,17 @@ class EventService::Crew {
       if (worked || woken_ || stopping_) continue;
       if (due) {
         finish_by(*due + options_.patience);
-        changed_.wait_until(lock, *due, [&] { return woken_ || stopping_; });
+        to_poll_.wait_until(lock, *due, [&] { return woken_ || stopping_; });
       } else {
         finish_by(kNever);
-        changed_.wait(lock, [&] { return woken_ || stopping_; });
+        to_poll_.wait(lock, [&] { return woken_ || stopping_; });
       }
     }
   }
 
   /// Says until when the step at hand, or the next one, may take. Who watches sleeps till then.
   void finish_by(TimePoint limit) {
-    if (limit < std::exchange(limit_, limit)) changed_.notify_all();
+    if (limit < std::exchange(limit_, limit)) to_watch_.notify_all();
   }
 
   /// Takes the turn away from a thread that has been at the same step for too long.
@@ -161,12 +162,12 @@ class EventService::Crew {
     const TimePoint seen = limit_;
     const auto news = [&] { return stopping_ || !has_turn_ || limit_ < seen; };
     if (seen == kNever) {
-      changed_.wait(lock, news);
+      to_watch_.wait(lock, news);
       return;
     }
     // A thread that is not even at work by then has to wait for a processor.
     const TimePoint until = busy_ ? seen : std::max(seen, steady_now() + options_.patience);
-    if (changed_.wait_until(lock, until, news) || !busy_ || limit_ != seen) return;
+    if (to_watch_.wait_until(lock, until, news) || !busy_ || limit_ != seen) return;
     has_turn_ = false;
     busy_ = false;
     ++turn_;
@@ -175,7 +176,7 @@ class EventService::Crew {
 
   const Options& options_;
   std::mutex mutex_;
-  std::condition_variable changed_;
+  std::condition_variable to_poll_, to_watch_;
   std::shared_ptr<EventEngine> engine_;
   std::vector<std::thread> threads_;
   std::vector<std::thread::id> left_;
