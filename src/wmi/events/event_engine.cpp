@@ -59,7 +59,8 @@ void EventEngine::subscribe(const NotificationRequest& request,
 void EventEngine::join(const EventQuery::Target& target, const std::shared_ptr<Admission>& admission) {
   std::string narrowing;
   for (const Equality& equality : target.scope.any_of) {
-    narrowing += std::to_string(equality.column) + '=' + key_text(equality.constant) + '\n';
+    narrowing += std::to_string(equality.column) + '=';
+    append_key(narrowing, equality.constant);
   }
   const Key key(target.scope.provider.get(), target.scope.period, std::move(narrowing));
   const std::scoped_lock lock(mutex_);

@@ -187,6 +187,17 @@ TEST_F(EventEngineTest, WhatIsThereAtTheSubscriptionIsNoEvent) {
   EXPECT_EQ(take(), Texts{}) << "once";
 }
 
+TEST_F(EventEngineTest, AWatchOfOneOddNameSharesNoPollWithAWatchOfTwo) {
+  const std::string starts =
+      "SELECT * FROM __InstanceCreationEvent WITHIN 1 WHERE TargetInstance ISA 'Win32_Service' AND ";
+  subscribe(starts + "TargetInstance.Name='a\n0=sb'");
+  subscribe(starts + "(TargetInstance.Name='a' OR TargetInstance.Name='b')");
+  EXPECT_EQ(engine->polls(), 2U);
+  add_service("b", "Running");
+  pass(seconds(1));
+  EXPECT_EQ(take(), Texts{"__InstanceCreationEvent b"});
+}
+
 TEST_F(EventEngineTest, WhatLivesWithinOnePeriodIsNotSeen) {
   subscribe(kProcessStarts);
   const auto row = add_process("1", "a");
@@ -793,6 +804,121 @@ TEST_F(EventEngineTest, AFailureForANewSubscriptionKeepsTheOld) {
   processes->fail_with({});
   pass(seconds(1));
   EXPECT_EQ(take(), Texts{"__InstanceCreationEvent 1"});
+}
+
+/// Drives that may stop answering: then everything but the letter fails, and of some the letter too.
+struct Drive {
+  std::string letter, label;
+  std::uint64_t free = 100;
+  bool answers = true, has_letter = true;
+};
+
+class DriveRow final : public cim::Instance {
+ public:
+  DriveRow(const cim::Class& schema, Drive drive) : Instance(schema), drive_(std::move(drive)) {}
+  cim::Value letter() { return drive_.has_letter ? drive_.letter : throw silence(); }
+  cim::Value label() { return drive_.label; }
+  cim::Value free_space() { return drive_.answers ? drive_.free : throw silence(); }
+
+ private:
+  static Error silence() { return wmi::wmi_error(Status::provider_failure, "somewhere"); }
+  Drive drive_;
+};
+
+class Drives final : public Provider {
+ public:
+  const cim::Class& schema() const override {
+    using enum cim::CimType;
+    static constexpr cim::Property kProperties[]{
+        {"DeviceID", string, cim::kKey, cim::Cost::free, "", cim::reader<&DriveRow::letter>},
+        {"Label", string, cim::kIdentifies, cim::Cost::free, "", cim::reader<&DriveRow::label>},
+        {"FreeSpace", uint64, cim::kPlain, cim::Cost::read, "", cim::reader<&DriveRow::free_space>},
+    };
+    static constexpr cim::Class kClass{.name = "Test_Drive",
+                                       .superclasses = {},
+                                       .description = "",
+                                       .properties = kProperties,
+                                       .methods = {}};
+    return kClass;
+  }
+  void enumerate(const Request&, const RowSink& sink) override {
+    for (const Drive& drive : drives) {
+      if (!sink(std::make_shared<DriveRow>(schema(), drive))) return;
+    }
+  }
+
+  std::vector<Drive> drives;
+};
+
+/// Watches over drives of which single ones fail while the others are read.
+struct FailingRowsTest : EventEngineTest {
+  std::shared_ptr<Drives> provider = std::make_shared<Drives>();
+  std::vector<Drive>& drives = provider->drives;
+
+  FailingRowsTest() {
+    service.add(provider);
+    sink = std::make_shared<EventSink>(
+        [this](wmi::Object& event, const wmi::NamedValues&) { seen.push_back(event.class_name()); },
+        shared_loop);
+  }
+  void subscribe_to(const char* event_class, const std::string& condition = "") {
+    subscribe("SELECT * FROM " + std::string(event_class) +
+              " WITHIN 1 WHERE TargetInstance ISA 'Test_Drive'" + condition);
+  }
+  Texts seen_after_a_second() {
+    pass(seconds(1));
+    return take();
+  }
+};
+
+TEST_F(FailingRowsTest, ANewRowCountsFromTheTimeItAnswers) {
+  subscribe_to("__InstanceModificationEvent", " AND TargetInstance.FreeSpace<10");
+  drives.push_back({.letter = "E:", .label = "e", .answers = false});
+  EXPECT_EQ(seen_after_a_second(), Texts{});
+  EXPECT_EQ(seen_after_a_second(), Texts{});
+  drives[0].answers = true;
+  EXPECT_EQ(seen_after_a_second(), Texts{});
+  drives[0].free = 5;
+  EXPECT_EQ(seen_after_a_second(), Texts{"__InstanceModificationEvent"});
+  EXPECT_EQ(failures.size(), 1U) << "one report for a row of failures";
+}
+
+TEST_F(FailingRowsTest, TheOtherRowsComeAndGoMeanwhile) {
+  drives = {{.letter = "C:", .label = "c"}, {.letter = "D:", .label = "d"}};
+  subscribe_to("__InstanceOperationEvent");
+  drives.insert(drives.begin(), {.letter = "B:", .label = "b", .answers = false});
+  drives[1].answers = false;
+  drives.pop_back();
+  drives.push_back({.letter = "E:", .label = "e"});
+  EXPECT_EQ(seen_after_a_second(), (Texts{"__InstanceCreationEvent", "__InstanceDeletionEvent"}));
+  EXPECT_EQ(seen_after_a_second(), Texts{}) << "what fails has neither come nor gone";
+  for (Drive& drive : drives) drive.answers = true;
+  EXPECT_EQ(seen_after_a_second(), Texts{"__InstanceCreationEvent"});
+  EXPECT_EQ(seen_after_a_second(), Texts{});
+}
+
+TEST_F(FailingRowsTest, AReplacedRowIsToldAsAWholeOrNotYet) {
+  drives = {{.letter = "C:", .label = "old"}};
+  subscribe_to("__InstanceDeletionEvent");
+  subscribe_to("__InstanceCreationEvent");
+  drives[0].label = "new";
+  drives[0].answers = false;
+  EXPECT_EQ(seen_after_a_second(), Texts{});
+  EXPECT_EQ(seen_after_a_second(), Texts{});
+  drives[0].answers = true;
+  EXPECT_EQ(seen_after_a_second(), (Texts{"__InstanceDeletionEvent", "__InstanceCreationEvent"}));
+  EXPECT_EQ(seen_after_a_second(), Texts{});
+}
+
+TEST_F(FailingRowsTest, NothingIsGoneWhileARowCannotSayWhichItIs) {
+  drives = {{.letter = "C:", .label = "c"}, {.letter = "D:", .label = "d"}};
+  subscribe_to("__InstanceDeletionEvent");
+  drives[0].has_letter = false;
+  EXPECT_EQ(seen_after_a_second(), Texts{});
+  drives.pop_back();
+  EXPECT_EQ(seen_after_a_second(), Texts{});
+  drives[0].has_letter = true;
+  EXPECT_EQ(seen_after_a_second(), Texts{"__InstanceDeletionEvent"});
 }
 
 /// A class whose schema can be asked for a number of times only.

@@ -275,13 +275,39 @@ void PollGroup::enumerate() {
   unkeyed_ = 0;
   kept_all_ = false;
   skipped_polls_ = 0;
+  std::exception_ptr failure;
+  bool all_are_known = true;
   scope_.provider->enumerate({scope_.any_of, base_->list()}, [&](const std::shared_ptr<cim::Instance>& row) {
-    if (in_scope(*row)) visit(*row);
+    bool is_known = false;
+    try {
+      if (!in_scope(*row) || has_ended(*row)) return true;
+      const auto known = find(*row);
+      is_known = true;
+      all_or_nothing([&] { compare(*row, known); });
+    } catch (...) {
+      // A property that cannot be read is that row's failure alone: the row stays what it was.
+      if (!failure) failure = std::current_exception();
+      all_are_known = all_are_known && is_known;
+    }
     return true;
   });
-  remove_unseen();
+  // A row without a name may be any of those that were not seen.
+  if (all_are_known) remove_unseen();
   if (appeared_ && !identity_.empty()) restless_polls_ = kPollsToSettle;
+  if (failure) std::rethrow_exception(failure);
   has_baseline_ = true;
+}
+
+/// Of a step that fails no event stays, so that the next poll tells all of them.
+template <typename Step>
+void PollGroup::all_or_nothing(Step step) {
+  const std::size_t before = found_.size();
+  try {
+    step();
+  } catch (...) {
+    found_.erase(found_.begin() + static_cast<std::ptrdiff_t>(before), found_.end());
+    throw;
+  }
 }
 
 /// A provider may hand out more than it was asked for, now and not another time.
@@ -293,48 +319,53 @@ bool PollGroup::in_scope(cim::Instance& row) const {
   });
 }
 
-std::string_view PollGroup::key_of(cim::Instance& row) {
-  if (keys_.size() == 1) {
-    if (const auto* text = row.get(keys_.front()).get_if<std::string>()) return *text;
-  }
-  key_.clear();
-  for (const std::size_t column : keys_) {
-    const std::string text = key_text(row.get(column));
-    key_ += std::to_string(text.size());
-    key_ += ':';
-    key_ += text;
-  }
-  // Rows of a class without keys are told apart by their order.
-  if (keys_.empty()) key_ = std::to_string(unkeyed_++);
-  return key_;
+/// Whether it has come to its end since it was listed; a row that was there is missed afterwards.
+bool PollGroup::has_ended(cim::Instance& row) const {
+  return std::any_of(identity_.begin(), identity_.end(), [&](std::size_t c) { return row.get(c).is_null(); });
 }
 
-void PollGroup::visit(cim::Instance& row) {
-  // It has come to its end since it was listed; a row that was there is missed below.
-  if (std::any_of(identity_.begin(), identity_.end(), [&](std::size_t c) { return row.get(c).is_null(); }))
-    return;
-  const std::string_view key = key_of(row);
-  auto found = records_.find(key);
-  const bool added = found == records_.end();
-  if (added) found = records_.emplace(std::string(key), Record{}).first;
-  Record& record = found->second;
-  if (record.round == round_) return;  // a second row under the same key
-  record.round = round_;
+void PollGroup::make_key(cim::Instance& row) {
+  if (keys_.size() == 1) {
+    if (const auto* text = row.get(keys_.front()).get_if<std::string>()) {
+      key_ = *text;
+      return;
+    }
+  }
+  key_.clear();
+  for (const std::size_t column : keys_) append_key(key_, row.get(column));
+  // Rows of a class without keys are told apart by their order.
+  if (keys_.empty()) key_ = std::to_string(unkeyed_++);
+}
 
+/// What is kept of the row; the end where it is new.
+PollGroup::Records::iterator PollGroup::find(cim::Instance& row) {
+  make_key(row);
+  return records_.find(key_);
+}
+
+/// Tells what has changed of a row, and last of all, when nothing can fail any more, keeps it as it is.
+void PollGroup::compare(cim::Instance& row, Records::iterator known) {
+  Record* const record = known == records_.end() ? nullptr : &known->second;
+  if (record) {
+    if (record->round == round_) return;  // a second row under the same key
+    record->round = round_;
+  }
   const auto differs = [&](std::size_t column) {
-    const auto position = record.columns->position(column);
-    return position && record.values[*position] != row.get(column);
+    const auto position = record->columns->position(column);
+    return position && record->values[*position] != row.get(column);
   };
   const auto any_differs = [&](const Columns& columns) {
     return std::any_of(columns.list().begin(), columns.list().end(), differs);
   };
 
-  if (!added && record.bare && record.version == version_ && record.columns == base_ && !any_differs(*base_))
+  if (record && record->bare && record->version == version_ && record->columns == base_ &&
+      !any_differs(*base_))
     return;
 
   target_.reset();
   Side target(row, scope_.location);
-  const bool replaced = !added && std::any_of(identity_.begin(), identity_.end(), differs);
+  const bool replaced = record && std::any_of(identity_.begin(), identity_.end(), differs);
+  const bool appeared = !record || replaced;
 
   // How much of the row the next poll will have to compare.
   const std::shared_ptr<const Columns>* keep = &base_;
@@ -351,25 +382,26 @@ void PollGroup::visit(cim::Instance& row) {
     }
   }
 
-  if (added || replaced) {
-    appeared_ = true;
-    if (replaced && has_baseline_) {
-      Side before(record, remembered_class_, scope_.location);
-      collect(Change::deletion, before, nullptr);
-      target_.reset();
-    }
-    if (has_baseline_) collect(Change::creation, target, nullptr);
-    record.order = ++order_;
-  } else if (has_modifications_ && any_differs(*record.columns)) {
-    Side before(record, remembered_class_, scope_.location);
+  if (replaced && has_baseline_) {
+    Side before(*record, remembered_class_, scope_.location);
+    collect(Change::deletion, before, nullptr);
+    target_.reset();
+  }
+  if (appeared && has_baseline_) collect(Change::creation, target, nullptr);
+  if (!appeared && has_modifications_ && any_differs(*record->columns)) {
+    Side before(*record, remembered_class_, scope_.location);
     collect(Change::modification, target, &before);
   }
+  appeared_ = appeared_ || appeared;
 
-  record.columns = *keep;
-  record.values.clear();
-  for (const std::size_t column : record.columns->list()) record.values.push_back(row.get(column));
-  record.version = version_;
-  record.bare = keep == &base_;
+  next_.columns = *keep;
+  next_.values.clear();
+  for (const std::size_t column : next_.columns->list()) next_.values.push_back(row.get(column));
+  next_.order = appeared ? ++order_ : record->order;
+  next_.round = round_;
+  next_.version = version_;
+  next_.bare = keep == &base_;
+  std::swap(record ? *record : records_[key_], next_);
 }
 
 void PollGroup::remove_unseen() {
@@ -380,9 +412,11 @@ void PollGroup::remove_unseen() {
   std::sort(gone.begin(), gone.end(),
             [](const auto& a, const auto& b) { return a->second.order < b->second.order; });
   for (const auto& it : gone) {
-    Side last(it->second, remembered_class_, scope_.location);
-    target_.reset();
-    collect(Change::deletion, last, nullptr);
+    all_or_nothing([&] {
+      Side last(it->second, remembered_class_, scope_.location);
+      target_.reset();
+      collect(Change::deletion, last, nullptr);
+    });
     records_.erase(it);
   }
 }
@@ -417,10 +451,7 @@ void PollGroup::collect(Change change, Side& target, Side* previous) {
 
 std::string PollGroup::group_key(const Part& part, EventRow& row) const {
   std::string key;
-  for (const std::size_t slot : part.by) {
-    const std::string text = key_text(row.value(slot));
-    key += std::to_string(text.size()) + ':' + text;
-  }
+  for (const std::size_t slot : part.by) append_key(key, row.value(slot));
   return key;
 }
 

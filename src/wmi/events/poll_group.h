@@ -107,10 +107,14 @@ class PollGroup {
   [[nodiscard]] Vouched compare_tokens();
   [[nodiscard]] bool take_leave_to_skip(Vouched vouched);
   void enumerate();
-  void visit(cim::Instance& row);
-  void remove_unseen();
-  [[nodiscard]] std::string_view key_of(cim::Instance& row);
   [[nodiscard]] bool in_scope(cim::Instance& row) const;
+  [[nodiscard]] bool has_ended(cim::Instance& row) const;
+  [[nodiscard]] Records::iterator find(cim::Instance& row);
+  void compare(cim::Instance& row, Records::iterator known);
+  void remove_unseen();
+  void make_key(cim::Instance& row);
+  template <typename Step>
+  void all_or_nothing(Step step);
   [[nodiscard]] const std::vector<Part*>& candidates(Side& target, std::uint8_t changes);
   void collect(Change change, Side& target, Side* previous);
   [[nodiscard]] std::string group_key(const Part& part, EventRow& row) const;
@@ -163,7 +167,8 @@ class PollGroup {
   std::uint64_t created_ = 0;
   bool appeared_ = false;
   std::uint64_t unkeyed_ = 0;
-  std::string key_;
+  std::string key_;  ///< of the row at hand
+  Record next_;      ///< what is going to be kept of it
   std::vector<Part*> candidates_;
   std::shared_ptr<cim::Instance> target_;  ///< of the row at hand, made when first needed
   std::vector<Found> found_;

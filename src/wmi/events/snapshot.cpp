@@ -71,12 +71,17 @@ std::string key_text(const cim::Value& value) {
     std::string operator()(const std::string& text) const { return 's' + fold_case(text); }
     std::string operator()(const cim::Value::Array& elements) const {
       std::string result = "[";
-      for (const cim::Value& element : elements) result += key_text(element) + ',';
+      for (const cim::Value& element : elements) append_key(result, element);
       return result + ']';
     }
     std::string operator()(const std::shared_ptr<cim::Instance>&) const { return "o"; }
   };
   return std::visit(Text{}, value.storage());
+}
+
+void append_key(std::string& key, const cim::Value& value) {
+  const std::string text = key_text(value);
+  key += std::to_string(text.size()) + ':' + text;
 }
 
 }  // namespace kvwmi::embedded

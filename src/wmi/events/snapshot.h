@@ -91,5 +91,7 @@ class EventRow final : public wql::Row {
 
 /// A text that is the same for values that compare as equal: text without regard to case, numbers by value.
 [[nodiscard]] std::string key_text(const cim::Value& value);
+/// Adds a value to the key of several, so that other values in a row never make the same key.
+void append_key(std::string& key, const cim::Value& value);
 
 }  // namespace kvwmi::embedded
