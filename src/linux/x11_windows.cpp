@@ -190,6 +190,36 @@ xcb_window_t window_titled(Session& display, std::span<const xcb_window_t> windo
   return XCB_WINDOW_NONE;
 }
 
+struct ClosingAtoms {
+  explicit ClosingAtoms(Session& display)
+      : protocols(atom(display, "WM_PROTOCOLS")), delete_window(atom(display, "WM_DELETE_WINDOW")) {}
+  xcb_atom_t protocols;
+  xcb_atom_t delete_window;
+};
+
+bool takes_requests_to_close(Session& display, xcb_window_t window, const ClosingAtoms& atoms) {
+  constexpr std::uint32_t kMostProtocols = 64;
+  const auto taken = items(ask_property(display, window, atoms.protocols, kMostProtocols));
+  return std::find(taken.begin(), taken.end(), atoms.delete_window) != taken.end();
+}
+
+/// False where the display has gone.
+bool request_to_close(Session& display, xcb_window_t window, const ClosingAtoms& atoms) {
+  xcb_client_message_event_t message{};
+  message.response_type = XCB_CLIENT_MESSAGE;
+  message.format = 32;
+  message.window = window;
+  message.type = atoms.protocols;
+  message.data.data32[0] = atoms.delete_window;
+  message.data.data32[1] = XCB_CURRENT_TIME;
+  std::array<char, 32> wire{};
+  static_assert(sizeof message == wire.size());
+  std::memcpy(wire.data(), &message, wire.size());
+  // A window that goes away in between needs no closing any more, so nobody waits for an error.
+  xcb_send_event(display.connection(), 0, window, XCB_EVENT_MASK_NO_EVENT, wire.data());
+  return xcb_flush(display.connection()) > 0;
+}
+
 }  // namespace
 
 X11Windows::X11Windows() : connecting_(kPatience) {}
@@ -228,42 +258,40 @@ bool X11Windows::connect() {
   return false;
 }
 
+template <typename Question>
+auto X11Windows::ask(const Question& question) {
+  try {
+    Session display(open_display(), connection_.screen);
+    return question(display);
+  } catch (const Error&) {
+    // Requests that it does not read would pile up, and xcb waits for ever to send more than the socket
+    // holds.
+    throw;
+  }
+}
+
 Windows::Handle X11Windows::find(std::string_view title) {
   const std::scoped_lock lock(mutex_);
   if (!connect()) return 0;
-  Session display(open_display(), connection_.screen);
-  const xcb_window_t managed = window_titled(display, managed_windows(display), title);
-  return managed != XCB_WINDOW_NONE ? managed : window_titled(display, mapped_windows(display), title);
+  return ask([&](Session& display) {
+    const xcb_window_t managed = window_titled(display, managed_windows(display), title);
+    return managed != XCB_WINDOW_NONE ? managed : window_titled(display, mapped_windows(display), title);
+  });
 }
 
 Windows::CloseReply X11Windows::close(Handle window) {
+  constexpr CloseReply kTaken{};
   constexpr CloseReply kRefused{1, 5};
   constexpr CloseReply kGone{1, 1400};
   const std::scoped_lock lock(mutex_);
   if (!connect()) return kGone;
-  Session display(open_display(), connection_.screen);
-  const auto target = static_cast<xcb_window_t>(window);
-  if (!ask_attributes(display, target).reply()) return kGone;
-
-  const xcb_atom_t protocols = atom(display, "WM_PROTOCOLS");
-  const xcb_atom_t delete_window = atom(display, "WM_DELETE_WINDOW");
-  constexpr std::uint32_t kMostProtocols = 64;
-  const auto taken = items(ask_property(display, target, protocols, kMostProtocols));
-  if (std::find(taken.begin(), taken.end(), delete_window) == taken.end()) return kRefused;
-
-  xcb_client_message_event_t message{};
-  message.response_type = XCB_CLIENT_MESSAGE;
-  message.format = 32;
-  message.window = target;
-  message.type = protocols;
-  message.data.data32[0] = delete_window;
-  message.data.data32[1] = XCB_CURRENT_TIME;
-  std::array<char, 32> wire{};
-  static_assert(sizeof message == wire.size());
-  std::memcpy(wire.data(), &message, wire.size());
-  // A window that goes away in between needs no closing any more, so nobody waits for an error.
-  xcb_send_event(open_display(), 0, target, XCB_EVENT_MASK_NO_EVENT, wire.data());
-  return xcb_flush(open_display()) > 0 ? CloseReply{} : kGone;
+  return ask([&](Session& display) {
+    const auto target = static_cast<xcb_window_t>(window);
+    if (!ask_attributes(display, target).reply()) return kGone;
+    const ClosingAtoms atoms(display);
+    if (!takes_requests_to_close(display, target, atoms)) return kRefused;
+    return request_to_close(display, target, atoms) ? kTaken : kGone;
+  });
 }
 
 }  // namespace kvwmi::ground

@@ -16,8 +16,8 @@ namespace kvwmi::ground {
 /// These are the clients that a window manager lists, minimised ones included, and the mapped children of the
 /// root window that are no pop-ups. Titles compare byte for byte. A window that only Wayland knows cannot be
 /// seen. Without a display there is no window; one that does not answer within two seconds, be it a question
-/// or the connection, raises Error 0x800705B4, one that goes away while it is asked 0x80004005. A display
-/// whose connection hangs raises at once until it has answered.
+/// or the connection, raises Error 0x800705B4, one that goes away while it is asked 0x80004005. After a
+/// question without an answer it is connected anew, and while that hangs every call raises at once.
 class X11Windows final : public Windows {
  public:
   X11Windows();
@@ -38,6 +38,9 @@ class X11Windows final : public Windows {
   };
 
   bool connect();
+  /// What `question` gives, asked in a Session; lets go of a display that does not answer.
+  template <typename Question>
+  auto ask(const Question& question);
   [[nodiscard]] xcb_connection_t* open_display() const noexcept { return connection_.display.get(); }
 
   std::mutex mutex_;  // one connection serves all threads
