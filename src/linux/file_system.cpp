@@ -8,19 +8,15 @@
 
 #include "frame/runtime_error.h"
 #include "linux/drive_path.h"
-#include "linux/drives.h"
 #include "linux/existing_path.h"
 #include "linux/folder.h"
+#include "linux/native_path.h"
 #include "linux/path_spec.h"
 
 namespace kvwmi::ground {
 namespace {
 
 constexpr std::string_view kSeparators = R"(\/)";
-
-bool has_drive(std::string_view path) {
-  return path.size() >= 2 && path[1] == ':';
-}
 
 /// Length of the part that has no parent: "C:\", "C:", "/" or nothing.
 std::size_t root_length(std::string_view path) {
@@ -50,12 +46,6 @@ bool is_folder(DIR* parent, const dirent& entry) {
 
 }  // namespace
 
-std::optional<std::string> LinuxFileSystem::existing_native_path(std::string_view path) {
-  if (path.starts_with('/')) return existing_path(path);
-  const auto native = has_drive(path) ? machine_.drives().table()->to_native(path) : to_slashes(path);
-  return native ? existing_path(*native) : std::nullopt;
-}
-
 std::string LinuxFileSystem::parent_folder_name(std::string_view path) {
   path = without_trailing_separators(path);
   return std::string(path.size() <= root_length(path)
@@ -69,10 +59,11 @@ std::string LinuxFileSystem::file_name(std::string_view path) {
 }
 
 std::vector<std::string> LinuxFileSystem::subfolders(const std::string& path) {
-  const auto native = existing_native_path(path);
-  const Folder folder = native ? open_folder(*native) : nullptr;
+  const auto native = native_path(machine_, path);
+  const auto existing = native ? existing_path(*native) : std::nullopt;
+  const Folder folder = existing ? open_folder(*existing) : nullptr;
   if (!folder) throw runtime_error(RuntimeError::path_not_found);
-  const bool windows_form = has_drive(path) || path.find('\\') != std::string::npos;
+  const bool windows_form = is_windows_path(path);
   std::string parent(without_trailing_separators(path));
   if (kSeparators.find(parent.back()) == std::string_view::npos) parent += windows_form ? '\\' : '/';
   std::vector<std::string> result;
@@ -86,7 +77,7 @@ std::vector<std::string> LinuxFileSystem::subfolders(const std::string& path) {
 }
 
 bool LinuxFileSystem::delete_file(const std::string& path) {
-  const auto native = existing_native_path(path);
+  const auto native = native_path(machine_, path);
   return native && ::unlink(native->c_str()) == 0;
 }
 

@@ -12,14 +12,14 @@ class LinuxFileSystem final : public FileSystem {
 
   std::string parent_folder_name(std::string_view path) override;
   std::string file_name(std::string_view path) override;
-  /// In the order of their names. A missing folder raises 76 "Path not found".
+  /// In the order of their names. The folder is looked for in any case where its own is not there; a missing
+  /// one raises 76 "Path not found".
   std::vector<std::string> subfolders(const std::string& path) override;
+  /// The file of exactly this name, in no other case.
   bool delete_file(const std::string& path) override;
   bool matches(std::string_view file_name, std::string_view specification) override;
 
  private:
-  [[nodiscard]] std::optional<std::string> existing_native_path(std::string_view path);
-
   const Machine& machine_;
 };
 

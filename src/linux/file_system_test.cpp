@@ -60,6 +60,9 @@ TEST_F(FileSystemTest, ListsSubfoldersInTheFormItWasAskedIn) {
   const std::vector<std::string> expected{windows + R"(\a)", windows + R"(\b)", windows + R"(\back%5Cslash)"};
   EXPECT_EQ(files.subfolders(windows), expected);
   EXPECT_EQ(files.subfolders(windows + '\\'), expected);
+  std::filesystem::create_directory(root / R"(back\slash)" / "below");
+  EXPECT_EQ(files.subfolders(native + R"(/back\slash)"),
+            std::vector<std::string>{native + R"(/back\slash/below)"});
 }
 
 TEST_F(FileSystemTest, AMissingFolderRaises) {
@@ -84,12 +87,21 @@ TEST_F(FileSystemTest, ExactCaseComesFirstThenAnyCase) {
 }
 
 TEST_F(FileSystemTest, DeletesAFileOnce) {
-  touch("state.def");
-  const std::string path = windows_path((root / "STATE.DEF").string());
-  EXPECT_TRUE(files.delete_file(path));
-  EXPECT_FALSE(std::filesystem::exists(root / "state.def"));
-  EXPECT_FALSE(files.delete_file(path));
+  for (const std::string& path :
+       {(root / "state.def").string(), windows_path((root / "state.def").string())}) {
+    touch("state.def");
+    EXPECT_TRUE(files.delete_file(path)) << path;
+    EXPECT_FALSE(std::filesystem::exists(root / "state.def")) << path;
+    EXPECT_FALSE(files.delete_file(path)) << path;
+  }
   EXPECT_FALSE(files.delete_file(root.string())) << "a folder is no file";
+}
+
+TEST_F(FileSystemTest, DeletesNoFileOfAnotherCase) {
+  touch("state");
+  EXPECT_FALSE(files.delete_file((root / "State").string()));
+  EXPECT_FALSE(files.delete_file(windows_path((root / "State").string())));
+  EXPECT_TRUE(std::filesystem::exists(root / "state"));
 }
 
 TEST_F(FileSystemTest, MatchesPathSpecifications) {

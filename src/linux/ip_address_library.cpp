@@ -9,10 +9,12 @@
 #include <utility>
 
 #include "frame/runtime_error.h"
+#include "linux/native_path.h"
 
 namespace kvwmi::ground {
 namespace {
 
+constexpr std::int32_t kNothing = 0;
 constexpr const char* kLibrary = "libKVIPAddress.so";
 
 /// The absolute path of the file that holds `address`, as the kernel mapped it: the loader only knows the
@@ -41,8 +43,9 @@ std::vector<std::filesystem::path> companion_folders() {
   return folders;
 }
 
-LinuxIpAddressLibrary::LinuxIpAddressLibrary(std::vector<std::filesystem::path> folders)
-    : folders_(std::move(folders)) {}
+LinuxIpAddressLibrary::LinuxIpAddressLibrary(const Machine& machine,
+                                             std::vector<std::filesystem::path> folders)
+    : machine_(machine), folders_(std::move(folders)) {}
 
 void* LinuxIpAddressLibrary::load() {
   if (void* loaded = loaded_) return loaded;
@@ -65,12 +68,15 @@ Function* LinuxIpAddressLibrary::entry_point(const char* name) {
 
 std::int32_t LinuxIpAddressLibrary::iCheckIPAddress(const std::string& definition_file,
                                                     const std::string& filter) {
-  return entry_point<std::int32_t(const char*, const char*)>("iCheckIPAddress")(definition_file.c_str(),
-                                                                                filter.c_str());
+  const auto check = entry_point<std::int32_t(const char*, const char*)>("iCheckIPAddress");
+  const auto file = native_path(machine_, definition_file);
+  return file ? check(file->c_str(), filter.c_str()) : kNothing;
 }
 
 std::int32_t LinuxIpAddressLibrary::iCheckNetworkInterfaces(const std::string& definition_file) {
-  return entry_point<std::int32_t(const char*)>("iCheckNetworkInterfaces")(definition_file.c_str());
+  const auto check = entry_point<std::int32_t(const char*)>("iCheckNetworkInterfaces");
+  const auto file = native_path(machine_, definition_file);
+  return file ? check(file->c_str()) : kNothing;
 }
 
 }  // namespace kvwmi::ground

@@ -36,7 +36,7 @@ class LinuxGround final : public Ground {
   LoopTimers timers_;
   LinuxNamedEvents named_events_;
   LinuxFileSystem file_system_{local_machine()};
-  LinuxIpAddressLibrary ip_address_library_;
+  LinuxIpAddressLibrary ip_address_library_{local_machine()};
 };
 
 }  // namespace kvwmi::ground
