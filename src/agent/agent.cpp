@@ -14,7 +14,6 @@ namespace kvwmi::agent {
 namespace {
 
 constexpr const char* kFooter =
-    "Exit status: 0 answered, 1 an error was raised, 2 usage, 3 answered with a result other than 0.\n"
     "Colours appear on a terminal only, and not where NO_COLOR is set.\n\n"
     "Examples:\n"
     "  kvwmi check                             every check that needs no name\n"
@@ -35,7 +34,7 @@ class CommandLine {
     app_.require_subcommand(0, 1);
     app_.allow_extras();
     app_.allow_windows_style_options(false);  // a word that begins with a slash is a name on every system
-    app_.footer(kFooter);
+    app_.footer(std::string(kExitStatuses) + "\n" + kFooter);
     for (auto& command : make_commands()) {
       CLI::App& part = command->declare(app_);
       add_json(part);
@@ -95,7 +94,7 @@ class CommandLine {
 
  private:
   /// Taken before and after the command alike.
-  void add_json(CLI::App& app) { app.add_flag("--json", json_, "Print results and errors as JSON"); }
+  void add_json(CLI::App& app) { app.add_flag("--json", json_, "Print answers and raised errors as JSON"); }
 
   CLI::App app_{
       "kvwmi looks at this machine through WMI: checks, queries and their schema, watches and scenarios.",

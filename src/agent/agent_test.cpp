@@ -447,6 +447,24 @@ TEST(AgentHelp, NamesCommandsChecksAndOptions) {
   EXPECT_EQ(run({"--version"}).out, "kvwmi 2.0.0\n");
 }
 
+TEST(AgentHelp, TellsEveryExitStatusWhereverItTellsAny) {
+  using Words = std::vector<std::string>;
+  for (const Words& words : {Words{"--help"}, Words{"check", "--help"}, Words{"run", "--help"}}) {
+    const std::string help = run(words).out;
+    const std::string statuses = help.substr(std::min(help.find("Exit status:"), help.size()));
+    for (const char* status : {"\n    0  ", "\n    1  ", "\n    2  ", "\n    3  ", "\n  130  "}) {
+      EXPECT_NE(statuses.find(status), std::string::npos) << words.front() << status;
+    }
+  }
+}
+
+TEST(AgentHelp, UsageIsALineOfTextAlsoWhereAnswersAreJson) {
+  const Result result = run({"check", "chek", "--json"});
+  EXPECT_EQ(result.err.find("kvwmi: unknown check \"chek\""), 0U) << result.err;
+  EXPECT_EQ(result.out, "");
+  EXPECT_EQ(result.status, 2);
+}
+
 TEST_F(Agent, CompletesCommandsChecksClassesAndOptions) {
   wmi.answer("SELECT * FROM meta_class", {object({}, "Win32_Process")});
   const auto first_lines = [](const std::string& text, int count) {

@@ -31,8 +31,8 @@ std::string check_list() {
   for (const std::string& line : table.lines(100)) result += line + "\n";
   return result +
          "\nNAME is a service's display name or a process's image name, taken as it is.\n"
-         "Without a check, all of those that need no NAME.\n\n"
-         "Exit status: 0 answered, 1 an error was raised, 2 usage, 3 answered with a result other than 0.";
+         "Without a check, all of those that need no NAME.\n\n" +
+         kExitStatuses;
 }
 
 /// What came of one check: an answer or a failure.

@@ -20,6 +20,15 @@ enum ExitStatus : int {
   kStepCode = 3,       ///< answered, with a result other than 0
   kInterrupted = 130,  ///< asked to stop before it was done
 };
+/// The same for people.
+inline constexpr const char* kExitStatuses =
+    "Exit status:\n"
+    "    0  answered; of a scenario: every step ended as it should\n"
+    "    1  an error was raised, or the answer could not be written\n"
+    "    2  usage, told in one line of text\n"
+    "    3  answered with a result other than 0; of a scenario: a condition was not met in time, or a check\n"
+    "       answered something else than expected\n"
+    "  130  a scenario was stopped before its end\n";
 
 /// What a command writes to: results for people or programs on `out`, complaints on `err`.
 class Console {

@@ -23,9 +23,8 @@ class ScenarioCommand final : public Command {
         "report\nduring later steps is shown as theirs.\n\n"
         "With --json each line is one object: a record with time, step, supervision and detail; a check's "
         "answer; an\nerror; and at a step's end time, step, result (ok, missed, error, stopped), took in "
-        "seconds, and of each of\nits watches supervision, events and undetected.\n\n"
-        "Exit status: 0 every step ended as it should, 1 an error was raised, 2 usage, 130 it was stopped "
-        "before its\nend, 3 a condition was not met in time or a check answered something else.");
+        "seconds, and of each of\nits watches supervision, events and undetected.\n\n" +
+        kExitStatuses);
     return *command;
   }
 

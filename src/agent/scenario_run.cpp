@@ -248,8 +248,7 @@ class Runner {
   void fail(StepReport& report, const std::exception& error) {
     report.ending = Ending::failed;
     if (console_.json()) {
-      console_.print_json_line(
-          Json{{"step", report.step->number}, {"error", {{"Description", error.what()}}}});
+      console_.print_json_line(Json{{"step", report.step->number}, {"error", agent::to_json(error)}});
     } else {
       console_.clear_progress();
       console_.complain(error.what());

@@ -215,6 +215,8 @@ TEST_F(ScenarioRunTest, ProgramThatIsNotThereFailsItsStep) {
   const Json error = Json::parse(as_json.out.substr(0, as_json.out.find('\n')));
   EXPECT_EQ(error["step"], 1);
   EXPECT_EQ("kvwmi: " + error["error"]["Description"].get<std::string>() + "\n", result.err);
+  EXPECT_EQ(error["error"]["Number"], -2147467259);
+  EXPECT_EQ(error["error"]["Source"], "kvwmi");
   EXPECT_EQ(as_json.err, "");
   EXPECT_EQ(as_json.status, 1);
 }

@@ -63,6 +63,11 @@ Json to_json(const Error& error) {
   return result;
 }
 
+Json to_json(const std::exception& error) {
+  constexpr auto kUnspecified = static_cast<std::int32_t>(0x80004005);
+  return to_json(Error(kUnspecified, "kvwmi", error.what()));
+}
+
 std::string to_line(const Value& value) {
   return visit(value, [](const auto& held) -> std::string {
     using T = std::decay_t<decltype(held)>;

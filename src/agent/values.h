@@ -16,6 +16,9 @@ namespace kvwmi::agent {
 /// {"Number", "Source", "Description"}; of a refused query also the offset, and what was wrong where that is
 /// known.
 [[nodiscard]] nlohmann::ordered_json to_json(const Error& error);
+/// The same three of a failure that neither WMI nor the component raised: of kvwmi itself, without a number
+/// of its own (0x80004005).
+[[nodiscard]] nlohmann::ordered_json to_json(const std::exception& error);
 
 /// One line, control characters made visible; Null is "NULL", an array {a, b}.
 [[nodiscard]] std::string to_line(const wmi::Value& value);
