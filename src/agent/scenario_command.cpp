@@ -21,9 +21,10 @@ class ScenarioCommand final : public Command {
         scenario_keys() +
         "\nA step ends when what it waits for has happened or its time is up. Its watches go on: what they "
         "report\nduring later steps is shown as theirs.\n\n"
-        "With --json each line is one object: a record with time, step, supervision and detail; a check's "
-        "answer; an\nerror; and at a step's end time, step, result (ok, missed, error, stopped), took in "
-        "seconds, and of each of\nits watches supervision, events and undetected.\n\n" +
+        "With --json each line is one object: a record with time, step, supervision, detail and, where it "
+        "tells\nthat the watch has not fired, undetected; a check's answer; an error; and at a step's end "
+        "time, step,\nresult (ok, missed, error, stopped), took in seconds, and of each of its watches "
+        "supervision, events and\nundetected.\n\n" +
         kExitStatuses);
     return *command;
   }

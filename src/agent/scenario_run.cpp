@@ -214,23 +214,18 @@ class Runner {
     }
   }
   void take(StepReport& report, bool undetected) {
-    for (const WatchEvent& event : session_.drain(report.step->number)) {
+    for (const WatchEvent& event : session_.drain(report.step->number, undetected)) {
       WatchTally& tally = report.watches.at(event.supervision);
       ++(undetected ? tally.undetected : tally.events);
       if (!undetected) ++report.events;
       tally.last_detail = event.detail;
       if (console_.json()) {
-        console_.print_json_line(Json{{"time", utc_text(event.time)},
-                                      {"step", event.step},
-                                      {"supervision", event.supervision},
-                                      {"detail", event.detail}});
+        console_.print_json_line(agent::to_json(event));
         continue;
       }
       const bool of_this_step = &report == &reports_.back();
       std::string line = of_this_step ? "" : "step " + std::to_string(event.step) + ", ";
-      line += "watch " + std::to_string(event.supervision) + ": " + watch_text(*tally.watch);
-      if (!event.detail.empty()) line += "  " + printable(event.detail);
-      if (undetected) line += "  has not fired";
+      line += "watch " + std::to_string(event.supervision) + ": " + to_line(event, watch_text(*tally.watch));
       announce(of_this_step ? line : console_.paint(Colour::dim, line));
     }
   }
@@ -277,10 +272,7 @@ class Runner {
                            std::to_string(left.count()) + " s left, " + std::to_string(report.events) +
                            (report.events == 1 ? " event" : " events"));
   }
-  static std::string watch_text(const ScenarioWatch& watch) {
-    return std::string(watch.kind->name) +
-           (watch.request.name.empty() ? "" : " \"" + printable(watch.request.name) + "\"");
-  }
+  static std::string watch_text(const ScenarioWatch& watch) { return subject(*watch.kind, watch.request); }
   static std::string command_text(const std::vector<std::string>& command) {
     std::string result;
     for (const std::string& word : command) result += (result.empty() ? "" : " ") + printable(word);

@@ -156,8 +156,12 @@ TEST_F(ScenarioRunTest, ConditionThatIsNotMetInTimeIsMissed) {
 }
 
 TEST_F(ScenarioRunTest, UndetectedWatchesAreAskedFor) {
-  const Result result = run(
-      R"({"steps": [{"watches": [{"watch": "power", "if-undetected": true}], "for": "1ms", "undetected": true}]})");
+  constexpr const char* kScenario =
+      R"({"steps": [{"watches": [{"watch": "power", "if-undetected": true}], "for": "1ms", "undetected": true}]})";
+  Json record = lines(run(kScenario, true)).at(0);
+  record.erase("time");
+  EXPECT_EQ(record.dump(), R"({"step":1,"supervision":1,"detail":"","undetected":true})");
+  const Result result = run(kScenario);
   EXPECT_EQ(without_times(result.out),
             "Step 1\n"
             "  TIME  watch 1: power  has not fired\n\n"

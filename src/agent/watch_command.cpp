@@ -4,15 +4,14 @@
 #include <optional>
 
 #include "agent/command.h"
-#include "agent/table.h"
 #include "agent/usage_error.h"
+#include "agent/watch_event.h"
 #include "agent/watch_kind.h"
 #include "agent/watch_session.h"
 
 namespace kvwmi::agent {
 namespace {
 
-using Json = nlohmann::ordered_json;
 using Clock = std::chrono::steady_clock;
 
 /// A watch of the command line is the only one of the only step.
@@ -22,7 +21,8 @@ constexpr std::int32_t kWatch = 1;
 constexpr const char* kFooter =
     "Events are shown as they arrive, until Ctrl-C or the end of --for. With --json each is one object on a "
     "line of\n"
-    "its own, with time, step, supervision and detail.\n\n"
+    "its own, with time, step, supervision and detail; undetected is true where it tells that the watch has "
+    "not\nfired.\n\n"
     "Of a pair of changes, such as --start and --stop, both are reported where neither is asked for.\n\n"
     "Examples:\n"
     "  kvwmi watch process sleep --poll 1\n"
@@ -68,23 +68,24 @@ class WatchCommand final : public Command {
     const KindLine* line = chosen();
     if (line == nullptr) throw UsageError("watch needs to be told what; see kvwmi watch --help");
     const WatchRequest request = read(*line);
+    const std::string what = subject(*line->kind, request);
     const auto duration = read_duration();
     const Interrupt interrupt;
     WatchSession session;
     line->kind->start(session.supervision(), kStep, kWatch, request);
     if (!console.json()) {
-      console.print(console.paint(Console::Colour::dim, "Watching " + subject(*line->kind, request) +
-                                                            (duration ? "" : "; Ctrl-C stops")));
+      console.print(
+          console.paint(Console::Colour::dim, "Watching " + what + (duration ? "" : "; Ctrl-C stops")));
       console.out().flush();
     }
     const auto deadline = duration ? Clock::now() + *duration : Clock::time_point::max();
     while (!stop_asked(console) && Clock::now() < deadline) {
       session.wait(deadline);
-      show(session, *line->kind, request, console, "");
+      show(session, what, console, false);
     }
     if (request.notify_if_undetected) {
       session.supervision().m_PushUndetectedEventInfos();
-      show(session, *line->kind, request, console, "has not fired");
+      show(session, what, console, true);
     }
     return kAnswered;
   }
@@ -136,24 +137,13 @@ class WatchCommand final : public Command {
     }
   }
 
-  static std::string subject(const WatchKind& kind, const WatchRequest& request) {
-    return std::string(kind.name) + (request.name.empty() ? "" : " \"" + printable(request.name) + "\"");
-  }
-
-  /// Every record that has arrived, with `remark` where it has no detail of its own.
-  static void show(WatchSession& session, const WatchKind& kind, const WatchRequest& request,
-                   Console& console, std::string_view remark) {
-    for (const WatchEvent& event : session.drain(kStep)) {
+  /// Every record that has arrived.
+  static void show(WatchSession& session, const std::string& what, Console& console, bool undetected) {
+    for (const WatchEvent& event : session.drain(kStep, undetected)) {
       if (console.json()) {
-        console.print_json_line(Json{{"time", utc_text(event.time)},
-                                     {"step", event.step},
-                                     {"supervision", event.supervision},
-                                     {"detail", event.detail}});
+        console.print_json_line(to_json(event));
       } else {
-        std::string line = clock_text(event.time) + "  " + subject(kind, request);
-        if (!event.detail.empty()) line += "  " + printable(event.detail);
-        if (!remark.empty()) line += "  " + std::string(remark);
-        console.print(line);
+        console.print(clock_text(event.time) + "  " + to_line(event, what));
         console.out().flush();
       }
     }

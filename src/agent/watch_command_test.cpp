@@ -83,6 +83,10 @@ TEST_F(WatchCommandTest, AbsenceIsReportedAtTheEnd) {
       run_agent({"watch", "process", "a.exe", "--start", "--if-undetected", "--for", "1ms"});
   EXPECT_EQ(without_times(absent.out),
             "Watching process \"a.exe\"\nTIME  process \"a.exe\"  has not fired\n");
+  Json line = Json::parse(
+      run_agent({"watch", "process", "a.exe", "--start", "--if-undetected", "--for", "1ms", "--json"}).out);
+  line.erase("time");
+  EXPECT_EQ(line.dump(), R"({"step":1,"supervision":1,"detail":"","undetected":true})");
   post_event();
   const Result fired = run_agent({"watch", "process", "a.exe", "--start", "--if-undetected", "--for", "1ms"});
   EXPECT_EQ(fired.out, "Watching process \"a.exe\"\n");

@@ -3,8 +3,6 @@
 #include <algorithm>
 #include <array>
 #include <csignal>
-#include <cstdio>
-#include <ctime>
 
 #include "agent/terminal.h"
 #include "kvwmi/diagnostics.h"
@@ -112,10 +110,10 @@ void WatchSession::wait(std::chrono::steady_clock::time_point deadline) {
   }
 }
 
-std::vector<WatchEvent> WatchSession::drain(std::int32_t step) {
+std::vector<WatchEvent> WatchSession::drain(std::int32_t step, bool undetected) {
   std::vector<WatchEvent> events;
   for (;;) {
-    WatchEvent event{std::chrono::system_clock::now(), step, 0, ""};
+    WatchEvent event{std::chrono::system_clock::now(), step, 0, "", undetected};
     supervision_.m_PopEventInfos(step, event.supervision, event.detail);
     if (event.supervision == 0) return events;
     events.push_back(std::move(event));
@@ -124,26 +122,6 @@ std::vector<WatchEvent> WatchSession::drain(std::int32_t step) {
 
 std::vector<Error> WatchSession::new_failures() {
   return failures_->take();
-}
-
-std::string utc_text(std::chrono::system_clock::time_point time) {
-  using namespace std::chrono;
-  const auto whole = floor<milliseconds>(time);
-  const auto midnight = floor<days>(whole);
-  const year_month_day date(midnight);
-  const hh_mm_ss clock(whole - midnight);
-  std::array<char, 64> text{};
-  std::snprintf(text.data(), text.size(), "%04d-%02u-%02uT%02d:%02d:%02d.%03dZ", int(date.year()),
-                unsigned(date.month()), unsigned(date.day()), int(clock.hours().count()),
-                int(clock.minutes().count()), int(clock.seconds().count()), int(clock.subseconds().count()));
-  return text.data();
-}
-
-std::string clock_text(std::chrono::system_clock::time_point time) {
-  const std::time_t seconds = std::chrono::system_clock::to_time_t(time);
-  std::array<char, 16> text{};
-  std::strftime(text.data(), text.size(), "%H:%M:%S", std::localtime(&seconds));
-  return text.data();
 }
 
 }  // namespace kvwmi::agent

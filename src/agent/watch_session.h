@@ -11,19 +11,12 @@
 #include "agent/console.h"
 #include "agent/failures.h"
 #include "agent/wakeup.h"
+#include "agent/watch_event.h"
 #include "kvwmi/error.h"
 #include "kvwmi/named_event.h"
 #include "kvwmi/supervision.h"
 
 namespace kvwmi::agent {
-
-/// A record taken from the component's queue.
-struct WatchEvent {
-  std::chrono::system_clock::time_point time;  ///< when it was taken
-  std::int32_t step = 0;
-  std::int32_t supervision = 0;
-  std::string detail;
-};
 
 /// An initialised Supervision with its named event, pumped by the calling thread until told to stop. A
 /// process has one at a time, whose event is named after it: what one that was killed left behind is found
@@ -40,8 +33,8 @@ class WatchSession {
   /// Runs the thread's message loop until the component signals a record, there is a new failure, the user
   /// interrupts, or the time has come; whichever is first.
   void wait(std::chrono::steady_clock::time_point deadline);
-  /// All records of a step.
-  [[nodiscard]] std::vector<WatchEvent> drain(std::int32_t step);
+  /// All records of a step; the caller knows whether they came of asking for watches that have not fired.
+  [[nodiscard]] std::vector<WatchEvent> drain(std::int32_t step, bool undetected = false);
   /// Errors without a caller to be told since the last call: a poll that failed, an event that could not be
   /// handled.
   [[nodiscard]] std::vector<Error> new_failures();
@@ -73,10 +66,5 @@ class Interrupt {
 /// Whether a command that goes on until it is stopped has to end: the user asks for it, or nobody can read
 /// any more what it writes.
 [[nodiscard]] bool stop_asked(Console& console);
-
-/// 2026-01-31T08:15:02.123Z
-[[nodiscard]] std::string utc_text(std::chrono::system_clock::time_point time);
-/// 08:15:02, local.
-[[nodiscard]] std::string clock_text(std::chrono::system_clock::time_point time);
 
 }  // namespace kvwmi::agent
