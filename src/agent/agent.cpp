@@ -22,7 +22,7 @@ constexpr const char* kFooter =
     "  kvwmi query \"SELECT Name, ProcessId FROM Win32_Process\"\n"
     "  kvwmi classes Win32_Service\n"
     "  kvwmi watch process bash --poll 1\n"
-    "  kvwmi run samples/scenario/first_look.json";
+    "  kvwmi run first_look.json               a sample for Linux, in samples/scenario or share/doc/kvwmi";
 
 /// The command line: the application, its commands, and which of them was given.
 class CommandLine {

@@ -13,7 +13,8 @@ mv "$work/first" "$work/moved"
 
 library=$(dirname "$(find "$work/moved" -name 'libkvwmi.so')")
 for file in "$library/libkvwmi.so.2" "$library/libKVIPAddress.so" "$work/moved/bin/kvwmi" \
-  "$work/moved/include/kvwmi/checkpoint.h" "$library/pkgconfig/kvwmi.pc"; do
+  "$work/moved/include/kvwmi/checkpoint.h" "$library/pkgconfig/kvwmi.pc" \
+  "$work/moved/share/doc/kvwmi/first_look.json"; do
   [[ -e $file ]] || { echo "not installed: $file"; exit 1; }
 done
 
