@@ -392,7 +392,10 @@ TEST_F(Agent, ClassesOfAnUnknownNameNamesTheNearest) {
   const Result result = run({"classes", "Win32_Servis"});
   EXPECT_EQ(result.status, 1);
   EXPECT_EQ(result.err, "kvwmi: unknown class \"Win32_Servis\" in root\\CIMV2; nearest: Win32_Service\n");
-  EXPECT_EQ(Json::parse(run({"classes", "Win32_Servis", "--json"}).out)["error"]["Number"], -2147217406);
+  const Json error = Json::parse(run({"classes", "Win32_Servis", "--json"}).out)["error"];
+  EXPECT_EQ(error["Number"], -2147217406);
+  EXPECT_EQ(error["Description"], "Not found ");
+  EXPECT_EQ("kvwmi: " + error["message"].get<std::string>() + "\n", result.err);
 }
 
 struct Usage {

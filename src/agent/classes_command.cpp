@@ -3,10 +3,10 @@
 #include <nlohmann/json.hpp>
 #include <optional>
 
+#include "agent/class_hint.h"
 #include "agent/command.h"
 #include "agent/table.h"
 #include "agent/values.h"
-#include "kvwmi/nearest.h"
 
 namespace kvwmi::agent {
 namespace {
@@ -102,9 +102,11 @@ class ClassesCommand final : public Command {
       description = session.class_description(name_);
     } catch (const Error& error) {
       constexpr auto kNotFound = static_cast<std::int32_t>(0x80041002);
-      if (console.json() || error.number() != kNotFound) throw;
-      console.complain("unknown class \"" + printable(name_) + "\" in " + printable(name_space_) +
-                       nearest_hint(name_, session.classes()));
+      if (error.number() != kNotFound) throw;
+      const std::string unknown =
+          "unknown class \"" + name_ + "\" in " + name_space_ + nearest_class_hint(session, name_);
+      if (console.json()) throw error.with_diagnostic({"", 0, unknown, QueryDiagnostic::Fault::name});
+      console.complain(unknown);
       return kRaised;
     }
     if (console.json()) {

@@ -5,11 +5,11 @@
 #include <nlohmann/json.hpp>
 #include <sstream>
 
+#include "agent/class_hint.h"
 #include "agent/command.h"
 #include "agent/same_name.h"
 #include "agent/table.h"
 #include "agent/values.h"
-#include "kvwmi/nearest.h"
 
 namespace kvwmi::agent {
 namespace {
@@ -85,14 +85,8 @@ Error explained(WmiSession& session, const std::string& query, const Error& erro
   constexpr auto kInvalidClass = static_cast<std::int32_t>(0x80041010);
   const std::string name = class_of(query);
   if (error.number() != kInvalidClass || error.query_diagnostic() != nullptr || name.empty()) return error;
-  std::string nearest;
-  try {
-    nearest = nearest_hint(name, session.classes());
-  } catch (const Error&) {
-    // The query's own failure is the one to tell.
-  }
-  return error.with_diagnostic(
-      {"", 0, "there is no class '" + name + "'" + nearest, QueryDiagnostic::Fault::name});
+  return error.with_diagnostic({"", 0, "there is no class '" + name + "'" + nearest_class_hint(session, name),
+                                QueryDiagnostic::Fault::name});
 }
 
 class QueryCommand final : public Command {
