@@ -52,11 +52,17 @@ std::string show_place(const QueryDiagnostic& diagnostic, std::size_t width) {
   std::string before = printable(query.substr(begin, offset - begin));
   std::string after = printable(query.substr(offset, end - offset));
 
-  // Of a line that is too long, the part around the place: what one side leaves is the other's.
+  // Of a line that is too long, the part around the place: what one side leaves is the other's. Behind the
+  // query's end the caret takes a column of its own.
   const std::size_t room = std::max<std::size_t>(width, 40) - kIndent.size();
-  const std::size_t left = std::max(room / 2, room - std::min(room, display_width(after)));
+  const std::size_t needed = std::max<std::size_t>(display_width(after), 1);
+  const std::size_t left = std::max(room / 2, room - std::min(room, needed));
   if (const std::size_t columns = display_width(before); columns > left) {
-    before.replace(0, bytes_of_columns(before, columns - left + kCut.size()), kCut);
+    const std::size_t excess = columns - left + kCut.size();
+    std::size_t cut = bytes_of_columns(before, excess);
+    // A wide character that the cut would go through goes as a whole.
+    if (display_width(before.substr(0, cut)) < excess) cut = bytes_of_columns(before, excess + 1);
+    before.replace(0, cut, kCut);
   }
   if (const std::size_t right = room - display_width(before); display_width(after) > right) {
     after.replace(bytes_of_columns(after, right - kCut.size()), std::string::npos, kCut);
