@@ -231,6 +231,19 @@ TEST_F(DeadMount, AWatchOfItIsSilentAndRecoversByItself) {
   EXPECT_EQ(watch.next_detail(1s + kAtOnce), LowSpaceWatch::expected_detail());
   other_watches.pass();
   EXPECT_EQ(watch.next_detail(0ms), "") << "each once";
+
+  // One that has not answered yet since it was mounted counts from its first answer on.
+  ASSERT_TRUE(wait_for([&] { return ::umount2(remote_.c_str(), 0) == 0 || errno == EINVAL; }));
+  fuse_.reset();
+  other_watches.pass();
+  fuse_.emplace(remote_);
+  fuse_->fall_silent();
+  other_watches.pass(4);
+  fuse_->answer_again();
+  other_watches.pass();
+  EXPECT_EQ(watch.next_detail(0ms), "");
+  fuse_->set_free(LowSpaceWatch::kLess);
+  EXPECT_EQ(watch.next_detail(1s + kAtOnce), LowSpaceWatch::expected_detail());
 }
 
 }  // namespace
