@@ -10,7 +10,8 @@ namespace kvwmi {
 /// poll of the embedded service that failed.
 using DiagnosticHook = std::function<void(const Error&)>;
 
-/// Sets the process's hook; an empty one drops such errors, which is also how the process starts.
+/// Sets the process's hook; an empty one drops such errors, which is also how the process starts. The Windows
+/// automation server writes them to the debugger.
 ///
 /// The hook is called on the thread where the error happened, any thread of the process, several at once. It
 /// must return soon; what it throws is lost.

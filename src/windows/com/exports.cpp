@@ -6,9 +6,11 @@
 
 #include "windows/automation/module.h"
 #include "windows/com/built_class.h"
+#include "windows/com/debug_output.h"
 #include "windows/com/registration.h"
 
 STDAPI DllGetClassObject(REFCLSID class_id, REFIID id, void** factory) {
+  kvwmi::com::report_to_debugger();
   return kvwmi::com::get_class_object(class_id, id, factory);
 }
 
