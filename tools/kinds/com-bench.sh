@@ -1,7 +1,7 @@
 summary="the automation server, 64 bit: what a probe costs against the same WMI query made directly"
 order=71
 on_request=yes
-packages="test mingw wine"
+packages="run test mingw wine"
 alone=yes
 kind_build() { build mingw-x64; }
 kind_run() {

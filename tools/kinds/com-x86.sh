@@ -1,6 +1,6 @@
 summary="the automation server, 32 bit: its contract; its clients too where ./test --wine32 made a 32-bit Wine"
 order=28
-packages="test mingw wine"
+packages="run test mingw wine"
 kind_build() {
   if tools/wine32 --ready; then build mingw-x86; else build mingw-x86 KVWMI KVIPAddress && build mingw-x64 com_contract_test; fi
 }

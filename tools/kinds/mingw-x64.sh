@@ -1,6 +1,6 @@
 summary="the Windows build, 64 bit: unit tests under Wine"
 order=25
-packages="test mingw wine"
+packages="run test mingw wine"
 kind_build() { build mingw-x64; }
 kind_run() {
   tools/wine --start || return 1

@@ -1,6 +1,6 @@
 summary="the Windows build, 32 bit: its libraries build; all of it and unit tests where ./test --wine32 made a 32-bit Wine"
 order=26
-packages="test mingw"
+packages="run test mingw"
 kind_build() {
   if tools/wine32 --ready; then build mingw-x86; else build mingw-x86 KVWMI KVIPAddress; fi
 }
