@@ -24,9 +24,9 @@ bool is_class_name(const std::string& name) {
   return !name.empty() && name.find_first_of("'\"\\") == std::string::npos;
 }
 
-/// The next word of a select list, without the blanks and commas around it.
+/// The next word of a select list, without the blanks, commas and stars around it.
 std::string_view next_word(std::string_view& rest) {
-  constexpr std::string_view kBetween = " \t\r\n,";
+  constexpr std::string_view kBetween = " \t\r\n,*";
   rest.remove_prefix(std::min(rest.find_first_not_of(kBetween), rest.size()));
   const std::string_view word = rest.substr(0, rest.find_first_of(kBetween));
   rest.remove_prefix(word.size());

@@ -76,7 +76,6 @@ TEST(WmiSession, SystemPropertiesComeWhereTheQuerySelectsThem) {
                           "A");
   const std::string named = "select __path,Name,\t__GENUS , __Derivation,__PATH FROM A WHERE __CLASS='A'";
   ground.wmi.answer(named, {row});
-  ground.wmi.answer("SELECT * FROM A WHERE __CLASS='A'", {row});
   const std::vector<WmiObject> found = WmiSession(ground).query(named);
   ASSERT_EQ(found.size(), 1U);
   ASSERT_EQ(found[0].properties.size(), 4U);
@@ -88,10 +87,19 @@ TEST(WmiSession, SystemPropertiesComeWhereTheQuerySelectsThem) {
   EXPECT_EQ(found[0].properties[2].type, wmi::CimType::sint32);
   EXPECT_EQ(found[0].properties[3].name, "__DERIVATION");
   EXPECT_TRUE(found[0].properties[3].is_array);
+}
 
-  const std::vector<WmiObject> all = WmiSession(ground).query("SELECT * FROM A WHERE __CLASS='A'");
-  ASSERT_EQ(all.size(), 1U);
-  EXPECT_EQ(all[0].properties.size(), 1U);
+TEST(WmiSession, ASystemPropertyInTheConditionIsNotSelected) {
+  FakeGround ground;
+  for (const std::string query : {"SELECT * FROM A WHERE __CLASS='A'", "SELECT *FROM A WHERE __CLASS='A'",
+                                  "SELECT* FROM A WHERE __CLASS='A'", "SELECT*FROM A WHERE __CLASS = 'A'",
+                                  "SELECT Name FROM A WHERE __CLASS = 'A'"}) {
+    ground.wmi.answer(query, {object({{"__CLASS", wmi::Value("A")}, {"Name", wmi::Value("x")}}, "A")});
+    const std::vector<WmiObject> found = WmiSession(ground).query(query);
+    ASSERT_EQ(found.size(), 1U) << query;
+    ASSERT_EQ(found[0].properties.size(), 1U) << query;
+    EXPECT_EQ(found[0].properties[0].name, "Name") << query;
+  }
 }
 
 TEST(WmiSession, CarriesTheDiagnosticOfARefusedQuery) {
