@@ -96,7 +96,7 @@ std::optional<std::vector<std::size_t>> DataQuery::selected_columns(
                        std::any_of(relatives.begin(), relatives.end(), known_to);
     if (known && (name.rest().empty() || object)) continue;
     const std::string text(name.text);
-    const wql::ClassScope scope(schema, location_, *catalog_);
+    const wql::ClassScope scope(schema, location_, *catalog_, wql::Genus::instance, relatives);
     throw wql::unknown_name(wmi::Status::invalid_query, name.offset,
                             std::string(query_.class_name.text) + " has no property '" + wql::excerpt(text) +
                                 "'" + scope.nearest(text));

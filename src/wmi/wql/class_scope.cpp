@@ -1,5 +1,8 @@
 #include "wmi/wql/class_scope.h"
 
+#include <set>
+#include <string>
+
 #include "frame/text.h"
 
 namespace kvwmi::wql {
@@ -72,7 +75,14 @@ std::optional<Binding> ClassScope::find(std::string_view name) const {
 std::vector<std::string_view> ClassScope::names() const {
   std::vector<std::string_view> names;
   if (genus_ == Genus::instance) {
-    for (const cim::Property& property : schema_.properties) names.push_back(property.name);
+    std::set<std::string> known;
+    const auto add = [&](const cim::Class& schema) {
+      for (const cim::Property& property : schema.properties) {
+        if (known.insert(fold_case(property.name)).second) names.push_back(property.name);
+      }
+    };
+    add(schema_);
+    for (const cim::Class* relative : relatives_) add(*relative);
   }
   for (const std::string_view name : cim::system_property_names()) names.push_back(name);
   return names;
