@@ -16,6 +16,10 @@ struct CaseRange {
   char32_t last;
   char32_t distance;
   char32_t every;
+
+  [[nodiscard]] constexpr bool has(char32_t letter) const {
+    return letter >= first && letter <= last && (letter - first) % every == 0;
+  }
 };
 
 constexpr std::array kCaseRanges{
@@ -67,9 +71,16 @@ char32_t fold_case(char32_t letter) {
   const auto* range =
       std::lower_bound(kCaseRanges.begin(), kCaseRanges.end(), letter,
                        [](const CaseRange& row, char32_t sought) { return row.last < sought; });
-  const bool upper =
-      range != kCaseRanges.end() && letter >= range->first && (letter - range->first) % range->every == 0;
-  return upper ? letter + range->distance : letter;
+  return range != kCaseRanges.end() && range->has(letter) ? letter + range->distance : letter;
+}
+
+char32_t other_case(char32_t letter) {
+  if (const char32_t small = fold_case(letter); small != letter) return small;
+  if (letter == 0xFF) return 0x178;
+  if (letter == 0xDF) return 0x1E9E;
+  const auto* range = std::find_if(kCaseRanges.begin(), kCaseRanges.end(),
+                                   [&](const CaseRange& row) { return row.has(letter - row.distance); });
+  return range == kCaseRanges.end() ? letter : letter - range->distance;
 }
 
 char32_t next_code_point(std::string_view& text) {

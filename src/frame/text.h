@@ -14,6 +14,8 @@ namespace kvwmi {
 [[nodiscard]] int compare_ignoring_case(std::string_view a, std::string_view b);
 [[nodiscard]] std::string fold_case(std::string_view text);
 [[nodiscard]] char32_t fold_case(char32_t letter);
+/// The small form of a capital letter and the other way round; what has one form only is given back.
+[[nodiscard]] char32_t other_case(char32_t letter);
 
 /// Takes the next code point off `text`, which must not be empty. An invalid byte comes back as
 /// 0x110000 + byte, a value no code point has.

@@ -52,6 +52,27 @@ TEST(FoldCase, FoldingTwiceChangesNothing) {
   }
 }
 
+TEST(OtherCase, LeadsThereAndBackAndFoldsAlike) {
+  for (char32_t letter = 0; letter <= 0x1100FF; ++letter) {
+    const char32_t other = other_case(letter);
+    ASSERT_EQ(other_case(other), letter) << std::hex << static_cast<std::uint32_t>(letter);
+    ASSERT_EQ(fold_case(other), fold_case(letter)) << std::hex << static_cast<std::uint32_t>(letter);
+    ASSERT_TRUE(fold_case(letter) == letter || other != letter)
+        << std::hex << static_cast<std::uint32_t>(letter);
+  }
+}
+
+TEST(OtherCase, GivesEachFormOfALetterForTheOther) {
+  const std::vector<std::pair<char32_t, char32_t>> cases{{U'A', U'a'}, {U'Ä', U'ä'}, {U'Ÿ', U'ÿ'},
+                                                         {U'ẞ', U'ß'}, {U'Ω', U'ω'}, {U'Й', U'й'}};
+  for (const auto& [capital, small] : cases) {
+    EXPECT_EQ(other_case(capital), small);
+    EXPECT_EQ(other_case(small), capital);
+  }
+  EXPECT_EQ(other_case(U'1'), U'1');
+  EXPECT_EQ(other_case(U'ı'), U'ı');
+}
+
 TEST(FoldCase, NoLocaleRuleAppliesToTheLetterI) {
   EXPECT_EQ(folded('I'), "i");
   EXPECT_EQ(folded(0x130), "İ");

@@ -52,10 +52,9 @@ void Pattern::add_set(std::string_view& rest) {
 }
 
 bool Pattern::accepts(const Element& element, char32_t letter) const {
-  const char32_t folded = fold_case(letter);
   switch (element.kind) {
     case Element::Kind::letter:
-      return folded == element.letter;
+      return fold_case(letter) == element.letter;
     case Element::Kind::any:
       return true;
     case Element::Kind::run:
@@ -66,10 +65,9 @@ bool Pattern::accepts(const Element& element, char32_t letter) const {
   }
   const auto begin = ranges_.begin() + static_cast<std::ptrdiff_t>(element.first);
   const auto end = ranges_.begin() + static_cast<std::ptrdiff_t>(element.last);
-  const bool member = std::any_of(begin, end, [&](const Range& range) {
-    return (letter >= range.first && letter <= range.last) ||
-           (folded >= fold_case(range.first) && folded <= fold_case(range.last));
-  });
+  const char32_t other = other_case(letter);
+  const bool member =
+      std::any_of(begin, end, [&](const Range& range) { return range.has(letter) || range.has(other); });
   return member == (element.kind == Element::Kind::set);
 }
 

@@ -11,8 +11,8 @@
 namespace kvwmi::wql {
 
 /// A LIKE pattern: `%` any run of characters, `_` one character, `[a-f]` or `[abc]` one of a set, `[^...]`
-/// one outside of it, `[_]`, `[%]` and `[[]` the character itself. Case does not count. A character is a code
-/// point.
+/// one outside of it, `[_]`, `[%]` and `[[]` the character itself. Case does not count: a letter is in a
+/// range that either of its forms is in. A character is a code point.
 class Pattern {
  public:
   /// Raises std::invalid_argument, whose text says why, for a set that has no end, no member, or a range that
@@ -37,6 +37,7 @@ class Pattern {
   struct Range {
     char32_t first;
     char32_t last;
+    [[nodiscard]] bool has(char32_t letter) const { return letter >= first && letter <= last; }
   };
 
   void add_set(std::string_view& rest);

@@ -64,6 +64,15 @@ TEST(Pattern, Case_does_not_count) {
   EXPECT_TRUE(matches("ÄÖ%", "äöü"));
 }
 
+TEST(Pattern, A_letter_is_in_a_range_that_either_of_its_forms_is_in) {
+  for (const char* first : {"Z", "z", "A", "a", "^", "_"}) EXPECT_TRUE(matches("[Z-a]", first)) << first;
+  for (const char* first : {"Y", "y", "B", "b", "@", "{"}) EXPECT_FALSE(matches("[Z-a]", first)) << first;
+  EXPECT_FALSE(matches("[^Z-a]", "z"));
+  EXPECT_TRUE(matches("[^Z-a]", "y"));
+  EXPECT_TRUE(matches("[À-É]", "ä"));
+  EXPECT_FALSE(matches("[À-É]", "ö"));
+}
+
 TEST(Pattern, Refuses_sets_that_mean_nothing) {
   for (const char* pattern : {"[", "x[abc", "[]", "[^]", "[z-a]"}) {
     EXPECT_THROW(Pattern{pattern}, std::invalid_argument) << pattern;
