@@ -26,7 +26,8 @@ class Clock {
 class SystemInfo {
  public:
   virtual ~SystemInfo() = default;
-  /// The system's English message for an error code, line end included; nullopt for a code without one.
+  /// The system's message for an error code, in the user's language on Windows and in English elsewhere, line
+  /// end included; nullopt for a code without one.
   [[nodiscard]] virtual std::optional<std::string> message(std::int32_t code) = 0;
   /// The flag IsWow64Process writes for this process; nullopt where the system has no such entry.
   [[nodiscard]] virtual std::optional<std::int32_t> wow64_process() = 0;

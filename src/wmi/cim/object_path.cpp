@@ -191,10 +191,6 @@ std::string normalised_keys(const ObjectPath& path) {
   return text;
 }
 
-std::string normalised(const ObjectPath& path) {
-  return fold_case(path.class_name) + normalised_keys(path);
-}
-
 std::optional<ObjectPath> path_of(Instance& row) {
   ObjectPath path;
   const Class& schema = row.schema();

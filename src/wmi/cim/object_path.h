@@ -42,8 +42,6 @@ struct ObjectPath {
 /// The keys alone in one spelling: two paths to the same object of one class give the same text, whatever
 /// their prefix, quotes, case, order of keys, or (with one key) key name.
 [[nodiscard]] std::string normalised_keys(const ObjectPath& path);
-/// The same with the class, for comparing paths where nothing is known of derivation.
-[[nodiscard]] std::string normalised(const ObjectPath& path);
 
 /// The row's path without server and namespace; nullopt when a key is NULL or of a type that cannot be a key.
 /// A class without keys has one object, `Class=@`.
