@@ -100,6 +100,14 @@ add_library(kvwmi_fake_ground STATIC EXCLUDE_FROM_ALL
             ${CMAKE_SOURCE_DIR}/src/frame/testing/local_loop.cpp)
 target_link_libraries(kvwmi_fake_ground PUBLIC kvwmi_frame)
 
+# Allocation functions that fail where a test says so, for test programs that name it among their TEST_LIBS.
+add_library(kvwmi_failing_allocation OBJECT EXCLUDE_FROM_ALL
+            ${CMAKE_SOURCE_DIR}/src/frame/testing/failing_allocation.cpp)
+target_link_libraries(kvwmi_failing_allocation PUBLIC kvwmi_frame)
+if(KVWMI_TESTS)
+  target_link_libraries(kvwmi_failing_allocation PUBLIC GTest::gtest)
+endif()
+
 # kvwmi_room(NAME [SOURCES patterns...] [DEPENDS rooms...] [LIBS libraries...] [TEST_LIBS libraries...])
 # Where folders below the room's are rooms of their own, SOURCES says which files are the room's.
 function(kvwmi_room name)

@@ -2,6 +2,11 @@
 
 #include <gtest/gtest.h>
 
+#include <set>
+#include <string>
+
+#include "frame/testing/failing_allocation.h"
+
 namespace kvwmi {
 namespace {
 
@@ -40,6 +45,21 @@ TEST(GetKeyType, ShortFormIsUnknownAndLeavesTheRootAlone) {
 
 TEST(GetKeyType, TrailingBackslashGivesAnEmptySubKey) {
   EXPECT_EQ(split(R"(HKEY_LOCAL_MACHINE\)"), (Split{0, 0x80000002, ""}));
+}
+
+// Exhausted memory is the one way in which it can fail. The component that it came from stands in its tag.
+TEST(GetKeyType, KeepsItsOldTag) {
+  constexpr std::int32_t kOutOfMemory = 7;
+  std::uint32_t root = 0;
+  std::string key;
+  const auto sources = testing::sources_of_failures(
+      kOutOfMemory,
+      [&] {
+        key = std::string();
+        static_cast<void>(GetKeyType(R"(HKEY_USERS\a key with a name that is kept on the heap)", root, key));
+      },
+      [] {});
+  EXPECT_EQ(sources, std::set<std::string>{"KVWMI\r\n\tScheduler: Current.GetKeyType"});
 }
 
 }  // namespace

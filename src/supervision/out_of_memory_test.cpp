@@ -4,13 +4,14 @@
 #include <string>
 
 #include "frame/errors_process.h"
-#include "frame/get_key_type.h"
-#include "supervision/failing_allocation.h"
+#include "frame/testing/failing_allocation.h"
 #include "supervision/testing/fixture.h"
 
 namespace kvwmi::supervision {
 namespace {
 
+using kvwmi::testing::failing_allocation;
+using kvwmi::testing::sources_of_failures;
 using testing::Diagnostics;
 using testing::FakeGround;
 using testing::kNothing;
@@ -19,28 +20,6 @@ using testing::Popped;
 using testing::tag;
 
 constexpr std::int32_t kOutOfMemory = 7;
-
-/// Runs `action` with its first, second, ... allocation failing, until it succeeds without meeting one; gives
-/// the Sources of the failures. `after_failure` sees what each of them left behind.
-template <typename Action, typename Check>
-std::set<std::string> sources_of_failures(std::int32_t number, Action action, Check after_failure) {
-  std::set<std::string> sources;
-  for (int failing = 1;; ++failing) {
-    testing::failing_allocation = failing;
-    try {
-      action();
-      EXPECT_GT(testing::failing_allocation, 0) << "an allocation failed unnoticed";
-      testing::failing_allocation = 0;
-      return sources;
-    } catch (const Error& error) {
-      testing::failing_allocation = 0;
-      EXPECT_EQ(error.number(), number);
-      EXPECT_EQ(error.description(), "Out of memory");
-      sources.insert(error.source());
-      after_failure();
-    }
-  }
-}
 
 // Exhausted memory is the one way in which these routines can fail, and so the one way to see their tags.
 class OutOfMemoryTest : public ::testing::Test {
@@ -88,9 +67,9 @@ TEST_F(OutOfMemoryTest, RecordThatCannotBeQueuedIsNotSignalled) {
                                "\r\n\tKVWMI : SupervisionTimer.SupervisionPolling_Timer";
   int failures = 0;
   for (int failing = 1; ground.fake_named_events.signalled.empty(); ++failing) {
-    testing::failing_allocation = failing;
+    failing_allocation = failing;
     tick();
-    testing::failing_allocation = 0;
+    failing_allocation = 0;
     if (!diagnostics.errors.empty() && diagnostics.errors.back().source() == expected) ++failures;
     diagnostics.errors.clear();
     if (ground.fake_named_events.signalled.empty()) {
@@ -109,20 +88,6 @@ TEST(OutOfMemory, AttachmentToTheTimerHasItsTagsToo) {
   EXPECT_TRUE(sources.contains("KVWMI\r\n\tKVWMI : SupervisionTimer.AttachSupervisionPollingTimer" +
                                tag("m_Initialize")));
   supervision.m_Release();
-}
-
-// The component that this routine came from stands in its tag.
-TEST(OutOfMemory, GetKeyTypeKeepsItsOldTag) {
-  std::uint32_t root = 0;
-  std::string key;
-  const auto sources = sources_of_failures(
-      kOutOfMemory,
-      [&] {
-        key = std::string();
-        static_cast<void>(GetKeyType(R"(HKEY_USERS\a key with a name that is kept on the heap)", root, key));
-      },
-      [] {});
-  EXPECT_EQ(sources, std::set<std::string>{"KVWMI\r\n\tScheduler: Current.GetKeyType"});
 }
 
 }  // namespace
