@@ -94,7 +94,8 @@ class Service::State {
 
 namespace {
 
-/// A query's rows, asked for at the first access and kept; a failure is kept too.
+/// A query's rows, asked for at the first access and kept; a failure is kept too. What cannot be kept, for
+/// lack of memory, leaves the next access to ask again.
 class ResultSet final : public wmi::ObjectSet {
  public:
   using Run = std::function<DataQuery::Objects()>;
@@ -131,12 +132,12 @@ class ResultSet final : public wmi::ObjectSet {
 
   const Shared& objects() {
     if (run_) {
-      const Run run = std::exchange(run_, nullptr);
       try {
-        objects_ = std::make_shared<const DataQuery::Objects>(run());
+        objects_ = std::make_shared<const DataQuery::Objects>(run_());
       } catch (const Error& error) {
         error_ = error;
       }
+      run_ = nullptr;
     }
     if (error_) throw *error_;
     return objects_;

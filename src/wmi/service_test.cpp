@@ -4,9 +4,11 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <new>
 #include <stdexcept>
 #include <thread>
 
+#include "frame/testing/failing_allocation.h"
 #include "frame/text.h"
 #include "frame/wmi_status.h"
 #include "wmi/memory_provider.h"
@@ -15,8 +17,9 @@ namespace kvwmi::embedded {
 namespace {
 
 using cim::CimType;
-using testing::ElementsAre;
-using testing::IsEmpty;
+using kvwmi::testing::failing_allocation;
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
 using wmi::Status;
 using wmi::Value;
 
@@ -40,7 +43,7 @@ MemoryProvider::Values process(const std::string& name, std::uint64_t id) {
           {"WorkingSetSize", id * 1'000'000'000}};
 }
 
-class ServiceTest : public testing::Test {
+class ServiceTest : public ::testing::Test {
  protected:
   ServiceTest() {
     processes->add(process("init", 1));
@@ -238,6 +241,23 @@ TEST_F(ServiceTest, A_forward_only_set_cannot_be_counted_and_is_walked_once) {
             "80041001|SWbemObjectSet|Generic failure ");
 }
 
+TEST_F(ServiceTest, A_set_that_ran_out_of_memory_still_has_an_answer) {
+  bool failed = true;
+  for (int failing = 1; failed; ++failing) {
+    const auto set = query("SELECT * FROM Win32_Process WHERE Name='bash'");
+    const auto count = [&] { return failure([&] { EXPECT_EQ(set->count(), 2); }); };
+    failing_allocation = failing;
+    try {
+      failed = count() != "no failure";
+    } catch (const std::bad_alloc&) {
+      failed = true;
+    }
+    failing_allocation = 0;
+    const std::string again = count();
+    EXPECT_TRUE(again == "no failure" || again == "80041006|SWbemObjectSet|Out of memory ") << again;
+  }
+}
+
 TEST_F(ServiceTest, Hands_the_provider_what_narrows_the_query) {
   const auto narrowed = [&](const std::string& where) {
     static_cast<void>(names(where));
@@ -251,7 +271,8 @@ TEST_F(ServiceTest, Hands_the_provider_what_narrows_the_query) {
   };
   EXPECT_THAT(narrowed("Name='bash'"), ElementsAre("0=bash"));
   EXPECT_THAT(narrowed("Name='bash' AND WorkingSetSize > 5"), ElementsAre("0=bash"));
-  EXPECT_THAT(narrowed("Name='a' OR ProcessId='7' OR Name='a'"), testing::UnorderedElementsAre("0=a", "2=7"));
+  EXPECT_THAT(narrowed("Name='a' OR ProcessId='7' OR Name='a'"),
+              ::testing::UnorderedElementsAre("0=a", "2=7"));
   EXPECT_THAT(narrowed("Name='a' OR Name='A'"), ElementsAre("0=a"));
   EXPECT_THAT(narrowed("(Name='a' OR Name='b') AND ProcessId=7"), ElementsAre("2=7"));
   EXPECT_THAT(narrowed("Name='a' OR WorkingSetSize=7"), IsEmpty());
