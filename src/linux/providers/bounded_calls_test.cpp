@@ -17,6 +17,19 @@ TEST(BoundedCalls, GiveWhatTheWorkGives) {
   EXPECT_EQ(calls.call("a", [] { return 8; }), 8) << "asked again";
 }
 
+TEST(BoundedCalls, RaiseWhatTheWorkRaises) {
+  BoundedCalls<int> calls(20s);
+  const auto answer = [&](const std::function<int()>& work) {
+    try {
+      return std::to_string(calls.call("a", work));
+    } catch (const std::runtime_error& error) {
+      return std::string(error.what());
+    }
+  };
+  EXPECT_EQ(answer([]() -> int { throw std::runtime_error("no descriptor"); }), "no descriptor");
+  EXPECT_EQ(answer([] { return 7; }), "7") << "asked again";
+}
+
 TEST(BoundedCalls, WhatHangsFailsAndIsNotStartedTwice) {
   BoundedCalls<int> calls(20ms);
   auto release = std::make_shared<std::promise<void>>();

@@ -6,6 +6,7 @@
 #include "frame/wmi_status.h"
 #include "kvwmi/error.h"
 #include "linux/providers/factories.h"
+#include "linux/testing/no_descriptors.h"
 #include "linux/testing/recorded_machine.h"
 
 namespace kvwmi::ground {
@@ -98,6 +99,25 @@ TEST_F(RecordedDisks, FuseHidesTheKindThatTheSectorTells) {
   EXPECT_EQ(text_of(*disk("E:"), "FileSystem"), "NTFS");
   EXPECT_EQ(text_of(*disk("D:"), "FileSystem"), "FAT32");
   EXPECT_EQ(text_of(*disk("F:"), "FileSystem"), "exFAT");
+}
+
+TEST_F(RecordedDisks, WithoutADescriptorAVolumeIsAFailureWhoeverAnswersForIt) {
+  machine.write("/proc/self/mountinfo",
+                "27 1 254:1 / / rw - ext4 /dev/vda1 rw\n30 27 0:99 / /win rw - fuseblk /dev/sdc1 rw\n"
+                "31 27 8:33 / /win2 rw - ntfs3 /dev/sdd1 rw\n");
+  std::string sector(512, '\0');
+  sector.replace(3, 8, "NTFS    ");
+  machine.write("/dev/sdc1", sector);
+  machine.write("/dev/sdd1", sector);
+  provider = providers::make_win32_logicaldisk(machine);
+  const auto fuse = disk("D:"), direct = disk("E:");
+  {
+    const NoDescriptors none;
+    EXPECT_THROW(get(*fuse, "FileSystem"), Error);
+    EXPECT_THROW(get(*direct, "FileSystem"), Error);
+  }
+  EXPECT_EQ(text_of(*fuse, "FileSystem"), "NTFS");
+  EXPECT_EQ(text_of(*direct, "FileSystem"), "NTFS");
 }
 
 TEST_F(RecordedDisks, NetworkDriveNamesItsServer) {
