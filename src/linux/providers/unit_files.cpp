@@ -29,17 +29,30 @@ Error unreadable(const std::string& path, int error) {
       {"", 0, path + " cannot be read (" + std::generic_category().message(error) + ")"});
 }
 
+constexpr std::string_view kNull = "/dev/null";
+
+/// What the link at `path` says, kNull where it gets there in other words; empty for a file.
+std::string link_target(const std::string& path) {
+  std::string target = read_link_at(AT_FDCWD, path.c_str()).value_or("");
+  struct stat answer {};
+  const bool names_a_unit = target.ends_with(".service");
+  if (target.empty() || names_a_unit || stat(path.c_str(), &answer) != 0 || !S_ISCHR(answer.st_mode)) {
+    return target;
+  }
+  return std::string(kNull);
+}
+
 }  // namespace
 
-std::optional<UnitFiles::Stamp> UnitFiles::stamp_of(const std::string& path) const {
+std::optional<FileStamp> UnitFiles::stamp_of(const std::string& path) const {
   struct stat answer {};
-  if (stat(path.c_str(), &answer) != 0) return is_absence(errno) ? std::optional(Stamp()) : std::nullopt;
+  if (stat(path.c_str(), &answer) != 0) return is_absence(errno) ? std::optional(FileStamp()) : std::nullopt;
   const auto changed =
       std::chrono::seconds(answer.st_mtim.tv_sec) +
       std::chrono::floor<std::chrono::microseconds>(std::chrono::nanoseconds(answer.st_mtim.tv_nsec));
   const auto age = machine_.wall_time() - changed;
-  return Stamp{answer.st_mtim.tv_sec, answer.st_mtim.tv_nsec, answer.st_size,
-               age >= std::chrono::microseconds(0) && age < kTick};
+  return FileStamp{answer.st_mtim.tv_sec, answer.st_mtim.tv_nsec, answer.st_size,
+                   age >= std::chrono::microseconds(0) && age < kTick};
 }
 
 std::optional<std::uint64_t> UnitFiles::changes() {
@@ -54,12 +67,14 @@ std::optional<std::uint64_t> UnitFiles::changes() {
 
 const UnitFiles::Folder& UnitFiles::folder(const std::string& path) {
   Folder& kept = folders_[path];
+  kept.listing = listing_;
   // The size of a folder says nothing; a unit that comes, goes or is renamed changes its time.
   const auto now = stamp_of(path);
   if (now && kept.stamp == *now) return kept;
   const auto names = now ? list_folder(path) : std::nullopt;
   if (!names && !is_absence(errno)) throw unreadable(path, errno);
   Folder read;
+  read.listing = listing_;
   const std::string within = path + "/";
   if (names) read.stamp = *now;
   for (const std::string& name : names.value_or(std::vector<std::string>())) {
@@ -68,21 +83,28 @@ const UnitFiles::Folder& UnitFiles::folder(const std::string& path) {
     } else if (name.ends_with(".service.d") || name == "service.d") {
       read.drop_ins.push_back(name);
     } else if (name.ends_with(".service") && !name.ends_with("@.service")) {
-      read.units[name] = read_link_at(AT_FDCWD, (within + name).c_str()).value_or("");
+      read.units[name] = link_target(within + name);
     }
   }
   return kept = std::move(read);
 }
 
-const UnitFiles::File* UnitFiles::file(const std::string& path) {
-  const auto now = stamp_of(path);
-  if (!now) return nullptr;
+const UnitFiles::File& UnitFiles::file(const std::string& path) {
   File& kept = files_[path];
-  if (kept.stamp == *now) return &kept;
-  const auto text = read_file(path);
-  if (!text && !is_absence(errno)) return nullptr;
-  kept = text ? File{*now, parsers::unit_settings(*text, "Unit", "Description")} : File();
-  return &kept;
+  kept.listing = listing_;
+  const auto now = stamp_of(path);
+  if (now && kept.is_readable && kept.stamp == *now) return kept;
+  const auto text = now ? read_file(path) : std::nullopt;
+  File read;
+  read.listing = listing_;
+  if (text) {
+    read.stamp = *now;
+    read.descriptions = parsers::unit_settings(*text, "Unit", "Description");
+  } else if (!now || !is_absence(errno)) {
+    read.stamp = now.value_or(FileStamp());
+    read.is_readable = false;
+  }
+  return kept = std::move(read);
 }
 
 UnitFiles::DropIns UnitFiles::drop_ins(const std::vector<std::string>& folders) {
@@ -93,7 +115,7 @@ UnitFiles::DropIns UnitFiles::drop_ins(const std::vector<std::string>& folders) 
       DropIn drop_in{name == "service.d" ? folders.size() : i, {}};
       const std::string path = folders[i] + "/" + name + "/";
       for (const std::string& addition : folder(folders[i] + "/" + name).additions) {
-        drop_in.files.emplace_back(addition, file(path + addition));
+        drop_in.files.emplace_back(addition, &file(path + addition));
       }
       found[name].push_back(std::move(drop_in));
     }
@@ -101,8 +123,8 @@ UnitFiles::DropIns UnitFiles::drop_ins(const std::vector<std::string>& folders) 
   return found;
 }
 
-std::optional<std::string> UnitFiles::description(const std::string& unit, const File& own,
-                                                  const DropIns& drop_ins) const {
+void UnitFiles::describe(UnitFile& listed, const File& own, const DropIns& drop_ins) const {
+  const std::string& unit = listed.unit;
   std::vector<const DropIn*> nearest_first;
   if (!drop_ins.empty()) {
     for (const std::string& name : parsers::drop_in_folders(unit)) {
@@ -120,8 +142,11 @@ std::optional<std::string> UnitFiles::description(const std::string& unit, const
   std::vector<const File*> files{&own};
   for (const auto& [name, file] : additions) files.push_back(file);
 
+  if (!std::all_of(files.begin(), files.end(), [](const File* file) { return file->is_readable; })) {
+    for (const File* from : files) listed.stamps.push_back(from->stamp);
+    return;
+  }
   const auto of_machine = [this](char letter) { return machine_specifier(machine_, letter); };
-  if (std::find(files.begin(), files.end(), nullptr) != files.end()) return std::nullopt;
   std::string last = unit;
   for (const File* from : files) {
     for (const std::string& text : from->descriptions) {
@@ -129,11 +154,12 @@ std::optional<std::string> UnitFiles::description(const std::string& unit, const
       if (filled) last = filled->empty() ? unit : *filled;
     }
   }
-  return last;
+  listed.description = std::move(last);
 }
 
 std::vector<UnitFile> UnitFiles::list(const std::vector<std::string>& folders) {
   const std::lock_guard lock(mutex_);
+  ++listing_;
   std::vector<std::string> paths;
   paths.reserve(folders.size());
   for (const std::string& path : folders) paths.push_back(machine_.root + path);
@@ -145,17 +171,21 @@ std::vector<UnitFile> UnitFiles::list(const std::vector<std::string>& folders) {
     const std::string within = path + "/";
     for (const auto& [unit, target] : folders_[path].units) {
       if (units.contains(unit)) continue;
-      if (!target.empty() && target != "/dev/null" && target.substr(target.rfind('/') + 1) != unit) continue;
-      UnitFile listed{unit, std::nullopt, target == "/dev/null"};
-      if (const File* own = listed.masked ? &masked : file(within + unit)) {
+      if (!target.empty() && target != kNull && target.substr(target.rfind('/') + 1) != unit) continue;
+      UnitFile listed{unit, std::nullopt, target == kNull};
+      const File& own = listed.masked ? masked : file(within + unit);
+      if (own.is_readable && !listed.masked) {
         // A link to what is gone is no unit; a file without contents is how one is masked without a link.
-        if (own->stamp.size < 0 && !listed.masked) continue;
-        listed.masked = listed.masked || own->stamp.size == 0;
-        listed.description = description(unit, *own, added);
+        if (own.stamp.size < 0) continue;
+        listed.masked = own.stamp.size == 0;
       }
+      describe(listed, own, added);
       units.emplace(unit, std::move(listed));
     }
   }
+  const auto is_done_with = [this](const auto& entry) { return entry.second.listing != listing_; };
+  std::erase_if(folders_, is_done_with);
+  std::erase_if(files_, is_done_with);
   std::vector<UnitFile> list;
   list.reserve(units.size());
   for (auto& [unit, file] : units) list.push_back(std::move(file));

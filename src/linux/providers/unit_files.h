@@ -14,6 +14,18 @@
 
 namespace kvwmi::ground::providers {
 
+/// By which a file is known to be the same as before.
+struct FileStamp {
+  std::int64_t seconds = 0;
+  std::int64_t nanoseconds = 0;
+  std::int64_t size = -1;  ///< of a file that is not there
+  bool is_young = false;   ///< so that one more change may leave the same time
+  friend bool operator==(const FileStamp& a, const FileStamp& b) {
+    return !a.is_young && !b.is_young && a.seconds == b.seconds && a.nanoseconds == b.nanoseconds &&
+           a.size == b.size;
+  }
+};
+
 /// A service's unit file as it lies in the unit folders.
 struct UnitFile {
   std::string unit;  ///< "cron.service"
@@ -21,6 +33,8 @@ struct UnitFile {
   /// cannot read one of the files that decide it.
   std::optional<std::string> description;
   bool masked = false;
+  /// Of the files that decide a description that is unknown, in their order.
+  std::vector<FileStamp> stamps{};
 };
 
 /// The service units that could be started, loaded or not. The service manager reads every file anew when it
@@ -31,7 +45,8 @@ class UnitFiles {
   explicit UnitFiles(const Machine& machine) : machine_(machine) {}
 
   /// By unit name, ascending. `folders` are the manager's, the first that has a unit decides. Templates and
-  /// second names of units are left out. Raises "Provider failure " where a folder cannot be read.
+  /// second names of units are left out. Raises "Provider failure " where a folder cannot be read, and in
+  /// a shortage of descriptors or memory.
   [[nodiscard]] std::vector<UnitFile> list(const std::vector<std::string>& folders);
 
   /// A number that grows when a unit file has come, gone or been replaced in the folders that were listed;
@@ -39,47 +54,40 @@ class UnitFiles {
   [[nodiscard]] std::optional<std::uint64_t> changes();
 
  private:
-  struct Stamp {
-    std::int64_t seconds = 0;
-    std::int64_t nanoseconds = 0;
-    std::int64_t size = -1;  ///< of a file that is not there
-    bool is_young = false;   ///< so that one more change may leave the same time
-    friend bool operator==(const Stamp& a, const Stamp& b) {
-      return !a.is_young && !b.is_young && a.seconds == b.seconds && a.nanoseconds == b.nanoseconds &&
-             a.size == b.size;
-    }
-  };
   /// One of units, or one of the files that add to a unit's own.
   struct Folder {
-    Stamp stamp;
+    FileStamp stamp;
+    std::uint64_t listing = 0;                 ///< that needed it last
     std::map<std::string, std::string> units;  ///< to the target of the link, empty for a file
     std::vector<std::string> drop_ins;         ///< names of folders: "cron.service.d"
     std::vector<std::string> additions;        ///< names of files: "10-local.conf"
   };
   struct File {
-    Stamp stamp;
+    FileStamp stamp;
+    std::uint64_t listing = 0;
+    bool is_readable = true;
     std::vector<std::string> descriptions;  ///< all that it assigns
   };
   /// The files of one folder that adds to units. What lies in one of lower rank hides what has its name in
-  /// another; null is a file that cannot be read.
+  /// another.
   struct DropIn {
     std::size_t rank;
     std::vector<std::pair<std::string, const File*>> files;
   };
   using DropIns = std::map<std::string, std::vector<DropIn>>;  ///< by the folder's name
 
-  [[nodiscard]] std::optional<Stamp> stamp_of(const std::string& path) const;
+  [[nodiscard]] std::optional<FileStamp> stamp_of(const std::string& path) const;
   const Folder& folder(const std::string& path);
-  const File* file(const std::string& path);
+  const File& file(const std::string& path);
   [[nodiscard]] DropIns drop_ins(const std::vector<std::string>& folders);
-  [[nodiscard]] std::optional<std::string> description(const std::string& unit, const File& own,
-                                                       const DropIns& drop_ins) const;
+  void describe(UnitFile& listed, const File& own, const DropIns& drop_ins) const;
 
   const Machine& machine_;
   std::mutex mutex_;
   std::map<std::string, Folder> folders_;
-  std::map<std::string, std::optional<Stamp>> seen_;  ///< folders of units, by changes()
+  std::map<std::string, std::optional<FileStamp>> seen_;  ///< folders of units, by changes()
   std::map<std::string, File> files_;
+  std::uint64_t listing_ = 0;
   std::uint64_t changes_ = 0;
 };
 

@@ -1,6 +1,6 @@
 #include "linux/providers/unit_files.h"
 
-#include <thread>
+#include <sys/stat.h>
 
 #include "kvwmi/error.h"
 #include "linux/providers/unit_specifiers.h"
@@ -21,17 +21,36 @@ class UnitFolders : public ::testing::Test {
     machine.write(path, "[Unit]\nDescription=" + description + "\n");
   }
   std::vector<UnitFile> list() { return list(files); }
-  std::vector<UnitFile> list(UnitFiles& asked) {
+  std::vector<UnitFile> list(UnitFiles& asked, std::chrono::seconds later = {}) {
     // A clock that goes with the one of the files.
     machine.wall =
-        std::chrono::floor<std::chrono::microseconds>(std::chrono::system_clock::now().time_since_epoch());
+        std::chrono::floor<std::chrono::microseconds>(std::chrono::system_clock::now().time_since_epoch()) +
+        later;
     return asked.list({"/etc/units", "/run/units", "/lib/units"});
   }
+  /// What was written a moment ago is read each time; here all files are older than that.
+  std::vector<UnitFile> list_at_rest() { return list(files, std::chrono::seconds(1)); }
   std::string description(const std::string& unit) {
     for (const UnitFile& file : list()) {
       if (file.unit == unit) return file.description.value_or("(unknown)");
     }
     return "(not listed)";
+  }
+
+  /// A file that nobody can open, whatever his rights.
+  void make_unreadable(const std::string& path) {
+    machine.write(path, "");
+    machine.remove(path);
+    ASSERT_EQ(mknod((machine.root + path).c_str(), S_IFSOCK | 0600, 0), 0);
+  }
+  /// Has `steps` put something into the place of the file or folder at `path`, with the same time.
+  template <typename Steps>
+  void replace(const std::string& path, Steps&& steps) {
+    const auto time = std::filesystem::last_write_time(machine.root + path);
+    machine.remove(path);
+    EXPECT_TRUE(list_at_rest().empty());
+    steps();
+    std::filesystem::last_write_time(machine.root + path, time);
   }
 
   RecordedMachine machine;
@@ -96,6 +115,19 @@ TEST_F(UnitFolders, MaskedOnesToo) {
   EXPECT_EQ(listed[1].description, "Added to link");
 }
 
+TEST_F(UnitFolders, ALinkToNothingMasksHoweverItIsSpelled) {
+  machine.link("/dev/null", "/dev/null");
+  machine.link("/etc/units/relative.service", "../../dev/null");
+  machine.link("/etc/units/odd.service", "//dev/../dev/null");
+  describe("/lib/units/relative.service", "There");
+  machine.link("/etc/units/second.service", "odd.service");
+  const auto listed = list();
+  ASSERT_EQ(listed.size(), 2U) << "a second name is none";
+  EXPECT_EQ(listed[0].unit, "odd.service");
+  EXPECT_EQ(listed[1].unit, "relative.service");
+  for (const UnitFile& file : listed) EXPECT_TRUE(file.masked) << file.unit;
+}
+
 TEST_F(UnitFolders, ALinkToWhatIsGoneIsNoUnit) {
   machine.link("/etc/units/gone.service", "/nowhere/gone.service");
   std::filesystem::create_directories(machine.root + "/etc/units/folder.service");
@@ -114,6 +146,21 @@ TEST_F(UnitFolders, FurtherFilesThatChangeAreReadAgain) {
   EXPECT_EQ(description("a.service"), "Second");
   machine.remove("/lib/units/a.service.d");
   EXPECT_EQ(description("a.service"), "Own");
+}
+
+TEST_F(UnitFolders, WhatAListingDidNotFindIsForgotten) {
+  describe("/lib/units/a.service", "One");
+  EXPECT_EQ(list_at_rest().size(), 1U);
+  replace("/lib/units/a.service", [&] { describe("/lib/units/a.service", "Two"); });
+  EXPECT_EQ(list_at_rest().at(0).description, "Two");
+  describe("/lib/units/a.service.d/10.conf", "Added");
+  EXPECT_EQ(list_at_rest().size(), 1U);
+  machine.remove("/lib/units/a.service");
+  replace("/lib/units/a.service.d", [&] {
+    describe("/lib/units/a.service.d/20.conf", "Added otherwise");
+    describe("/lib/units/a.service", "Two");
+  });
+  EXPECT_EQ(list_at_rest().at(0).description, "Added otherwise");
 }
 
 TEST_F(UnitFolders, AFolderThatCannotBeReadIsAFailureAndNotEmpty) {
@@ -144,20 +191,15 @@ TEST_F(UnitFolders, AFolderThatCannotBeReadIsAFailureAndNotEmpty) {
 TEST_F(UnitFolders, AFileThatCannotBeReadLeavesTheDescriptionUnknown) {
   describe("/lib/units/a.service", "One");
   describe("/lib/units/b.service", "Two");
-  describe("/lib/units/b.service.d/10.conf", "Two, added");
-  // What was written a moment ago is read each time; these are to be at rest.
-  std::this_thread::sleep_for(std::chrono::milliseconds(30));
-  EXPECT_EQ(list().size(), 2U);
-  // In place, so that the folders need not be read.
+  make_unreadable("/lib/units/a.service");
+  make_unreadable("/lib/units/b.service.d/10.conf");
+  EXPECT_EQ(description("a.service"), "(unknown)");
+  EXPECT_EQ(description("b.service"), "(unknown)");
+  machine.remove("/lib/units/a.service");
   describe("/lib/units/a.service", "One more");
-  describe("/lib/units/b.service.d/10.conf", "Two, and added");
-  {
-    const NoDescriptors none;
-    EXPECT_EQ(description("a.service"), "(unknown)");
-    EXPECT_EQ(description("b.service"), "(unknown)");
-  }
+  machine.remove("/lib/units/b.service.d/10.conf");
   EXPECT_EQ(description("a.service"), "One more");
-  EXPECT_EQ(description("b.service"), "Two, and added");
+  EXPECT_EQ(description("b.service"), "Two");
 }
 
 TEST_F(UnitFolders, SpecifiersOfTheMachineAreFilledIn) {
