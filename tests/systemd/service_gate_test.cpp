@@ -1,12 +1,15 @@
 // What spares a poll for services: the service manager's signals and the folders of unit files. Runs inside a
 // systemd of its own (in_systemd).
 #include <gtest/gtest.h>
+#include <sys/fsuid.h>
+#include <sys/stat.h>
 #include <time.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <chrono>
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <memory>
@@ -48,13 +51,19 @@ class ServiceGate : public ::testing::Test {
     EXPECT_TRUE(settle());
   }
   ~ServiceGate() override {
+    ::setfsuid(0);
     run_shell("systemctl stop kvwmi-gate.service");
     ::unlink("/run/systemd/system/kvwmi-gate.service");
   }
 
-  std::size_t list() {
+  /// The number of services, of each of which a property is read.
+  std::size_t list(std::string_view property = "Name") {
+    const std::size_t column = provider->schema().find_property(property).value();
     std::size_t rows = 0;
-    provider->enumerate({}, [&](const auto&) { return ++rows; });
+    provider->enumerate({}, [&](const auto& row) {
+      static_cast<void>(row->get(column));
+      return ++rows;
+    });
     return rows;
   }
   [[nodiscard]] Token token() { return provider->change_token({}); }
@@ -118,9 +127,16 @@ TEST_F(ServiceGate, AUnitFileThatComesOrGoesChangesTheTokenUnasked) {
 }
 
 TEST_F(ServiceGate, ListingIsNoChange) {
+  const std::string path = "/run/systemd/system/kvwmi-gate.service";
+  ASSERT_EQ(::chmod(path.c_str(), 0600), 0);
+  std::filesystem::last_write_time(path, std::filesystem::file_time_type::clock::now() - 1h);
+  ::setfsuid(65534);  // this thread may not read it any more, the manager may
+  EXPECT_FALSE(std::ifstream(path).is_open());
+  EXPECT_GT(list(), 0U) << "the manager is asked for its description";
+  ASSERT_TRUE(settle());
   const Token before = token();
   ASSERT_TRUE(before);
-  for (int i = 0; i < 20; ++i) EXPECT_GT(list(), 0U);
+  for (int i = 0; i < 20; ++i) EXPECT_GT(list("StartMode"), 0U);
   ASSERT_TRUE(set_fence());
   ASSERT_TRUE(reaches(*before + kFence));
   EXPECT_EQ(token(), *before + kFence) << "the fence is all that was heard";

@@ -166,6 +166,27 @@ TEST_F(Services, NewAndRemovedUnitFilesAreSeen) {
   EXPECT_FALSE(find("Name='kvp-late'"));
 }
 
+TEST_F(Services, OneThatRunsOnWithoutItsUnitFileIsListedUntilItStops) {
+  write_unit("kvp-orphan.service",
+             "[Unit]\nDescription=KVP Orphan\n[Service]\nExecStart=/bin/sleep 1000000\n");
+  run("systemctl daemon-reload && systemctl start kvp-orphan.service");
+  ASSERT_EQ(unlink("/run/systemd/system/kvp-orphan.service"), 0);
+  run("systemctl daemon-reload");
+  EXPECT_EQ(text("kvp-orphan", "State"), "Running");
+  EXPECT_EQ(text("kvp-orphan", "StartMode"), "Manual");
+  EXPECT_EQ(stop("kvp-orphan"), 0);
+  EXPECT_FALSE(find("Name='kvp-orphan'"));
+}
+
+TEST_F(Services, ALinkToNothingMasksHoweverItIsSpelled) {
+  const std::string path = "/run/systemd/system/kvr-masked.service";
+  ASSERT_EQ(symlink("../../../dev/null", path.c_str()), 0);
+  run("test \"$(systemctl is-enabled kvr-masked.service)\" = masked-runtime");
+  EXPECT_EQ(text("kvr-masked", "StartMode"), "Disabled");
+  EXPECT_EQ(start("kvr-masked"), 14);
+  ASSERT_EQ(unlink(path.c_str()), 0);
+}
+
 TEST_F(Services, DisplayNamesDoNotDependOnWhetherTheUnitIsLoaded) {
   const auto describe = [](const std::string& path, const std::string& description) {
     std::filesystem::create_directories(std::filesystem::path(path).parent_path());
@@ -291,6 +312,7 @@ TEST_F(Services, VanishedUnitIsNotFound) {
   const auto service = named("kvp-gone");
   ASSERT_EQ(unlink("/run/systemd/system/kvp-gone.service"), 0);
   run("systemctl daemon-reload");
+  EXPECT_EQ(text_of(service->get("StartMode")), "Manual") << "as all that nothing starts by itself";
   try {
     service->call("StartService", {});
     FAIL();
@@ -319,6 +341,21 @@ int as_nobody(const std::function<int()>& steps) {
 
 TEST_F(Services, WithoutTheRightStartIsDenied) {
   EXPECT_EQ(as_nobody([&] { return named("kvp-once")->call("StartService", {}); }), 2);
+}
+
+TEST_F(Services, WithoutTheRightToReadTheFileTheManagerTellsWhatItSays) {
+  write_unit("kvp-secret.service", "[Unit]\nDescription=KVP Secret\n[Service]\nExecStart=/bin/true\n");
+  const std::string path = "/run/systemd/system/kvp-secret.service";
+  std::filesystem::permissions(path, std::filesystem::perms::owner_read);
+  run("systemctl daemon-reload");
+  EXPECT_EQ(as_nobody([&] {
+              EXPECT_EQ(text("kvp-secret", "DisplayName"), "KVP Secret");
+              EXPECT_EQ(text("kvp-simple", "StartMode"), "Auto");
+              return HasFailure() ? 1 : 0;
+            }),
+            0);
+  ASSERT_EQ(unlink(path.c_str()), 0);
+  run("systemctl daemon-reload");
 }
 
 TEST_F(Services, WithoutTheRightTheMachineIsNotRestarted) {

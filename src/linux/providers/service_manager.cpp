@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <utility>
 
 namespace kvwmi::ground::providers {
 namespace {
@@ -170,20 +171,29 @@ bool is_stopped(std::string_view active_state) {
 std::vector<Unit> ServiceManager::services() {
   return bus_.with([this](sd_bus* bus) {
     std::vector<Unit> units = read_units(call(bus, kServiceManager, "ListUnits", kLimit));
-    // Units that others name and nobody has are no services.
+    // Units that others name and nobody has are no services; one that runs may have lost its file.
     std::erase_if(units, [](const Unit& unit) {
-      return !unit.unit.ends_with(".service") || unit.load_state == "not-found";
+      return !unit.unit.ends_with(".service") ||
+             (unit.load_state == "not-found" && is_stopped(unit.active_state));
     });
     std::sort(units.begin(), units.end(), [](const Unit& a, const Unit& b) { return a.unit < b.unit; });
     const std::size_t loaded = units.size();
+    const auto minute = std::chrono::floor<std::chrono::minutes>(machine_.running_time());
+    auto told_before = std::exchange(told_, {});
     for (UnitFile& file : files_.list(unit_folders(bus))) {
       const auto end = units.begin() + static_cast<std::ptrdiff_t>(loaded);
       const auto place =
           std::lower_bound(units.begin(), end, file.unit,
                            [](const Unit& unit, const std::string& name) { return unit.unit < name; });
       if (place != end && place->unit == file.unit) continue;
-      // The manager may read what this process may not.
-      if (!file.description) file.description = description_of(bus, file.unit);
+      if (!file.description) {
+        // The manager may read what this process may not.
+        Told& told = told_[file.unit] = std::move(told_before[file.unit]);
+        if (told.at != minute || told.files != file.stamps) {
+          told = {minute, std::move(file.stamps), description_of(bus, file.unit)};
+        }
+        file.description = told.description;
+      }
       units.push_back({std::move(file.unit), std::move(*file.description), file.masked ? "masked" : "loaded",
                        "inactive", ""});
     }
@@ -207,6 +217,19 @@ UnitDetails ServiceManager::details(const Unit& unit) {
   return bus_.with([&](sd_bus* bus) {
     return read_details(bus, unit.path.empty() ? object_of(bus, unit.unit) : unit.path);
   });
+}
+
+std::optional<std::string> ServiceManager::unit_file_state(const std::string& unit) {
+  try {
+    return bus_.with([&](sd_bus* bus) -> std::string {
+      const Message answer = call(bus, kServiceManager, "GetUnitFileState", kLimit, "s", unit.c_str());
+      const char* state = nullptr;
+      check(sd_bus_message_read_basic(answer.get(), 's', &state));
+      return state;
+    });
+  } catch (const BusError&) {
+    return std::nullopt;  // its file has gone or has faults
+  }
 }
 
 std::vector<std::string> ServiceManager::running_of(const std::vector<std::string>& units) {

@@ -58,6 +58,8 @@ class ServiceManager {
   /// known, as without a bus. Never waits for the bus.
   [[nodiscard]] std::optional<std::uint64_t> changes();
   [[nodiscard]] UnitDetails details(const Unit& unit);
+  /// That of the details, without loading the unit for it; nullopt where that is not possible.
+  [[nodiscard]] std::optional<std::string> unit_file_state(const std::string& unit);
 
   /// What became of a request to start or stop.
   struct JobEnd {
@@ -73,8 +75,17 @@ class ServiceManager {
  private:
   [[nodiscard]] JobEnd run_job(const char* method, const Unit& unit, std::chrono::milliseconds limit);
 
+  /// What the manager said of a unit whose files this process cannot read. It is asked again when they have
+  /// changed, and once a minute: loading a unit makes signals, which count as changes.
+  struct Told {
+    std::chrono::minutes at{};
+    std::vector<FileStamp> files;
+    std::string description;
+  };
+
   const Machine& machine_;
   SystemBus bus_;
+  std::map<std::string, Told> told_;  ///< by unit; whoever has the bus may use it
   UnitFiles files_;
   ServiceSignals signals_;
 };

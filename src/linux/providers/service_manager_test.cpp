@@ -77,6 +77,29 @@ TEST_F(ServiceManagerTest, TheManagerDescribesWhatThisProcessCannotRead) {
   EXPECT_EQ(bus.calls(), (std::vector<std::string>{"ListUnits", "Get", "LoadUnit", "Get"}));
 }
 
+TEST_F(ServiceManagerTest, TheManagerIsAskedAgainWhenAFileChangedAndOnceAMinute) {
+  const std::string path = machine.root + "/units/secret.service";
+  ASSERT_EQ(mknod(path.c_str(), S_IFSOCK | 0600, 0), 0) << "what nobody can open";
+  ServiceManager manager(machine);
+  const auto times_asked = [&] {
+    const std::vector<Unit> units = manager.services();
+    EXPECT_EQ(units.size(), 2U);
+    EXPECT_EQ(units.back().description, "Told by the manager");
+    return std::ranges::count(bus.calls(), std::string("LoadUnit"));
+  };
+  EXPECT_EQ(times_asked(), 1);
+  EXPECT_EQ(times_asked(), 1);
+  std::filesystem::last_write_time(path, std::filesystem::file_time_type::clock::now() - 1h);
+  EXPECT_EQ(times_asked(), 2);
+  EXPECT_EQ(times_asked(), 2);
+  machine.write("/more/units/secret.service.d/10.conf", "[Unit]\nDescription=Known\n");
+  EXPECT_EQ(times_asked(), 3) << "another file beside it";
+  EXPECT_EQ(times_asked(), 3);
+  machine.booted += 1min;
+  EXPECT_EQ(times_asked(), 4);
+  EXPECT_EQ(times_asked(), 4);
+}
+
 TEST_F(ServiceManagerTest, FoldersThatChangedJustNowAreReadAgain) {
   ServiceManager manager(machine);
   ASSERT_EQ(manager.services().size(), 1U);

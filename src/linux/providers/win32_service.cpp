@@ -97,7 +97,7 @@ class Row final : public cim::Instance {
   Value started() { return Value(is_running(unit_.active_state)); }
   Value start_mode() {
     if (unit_.load_state == "masked") return Value("Disabled");
-    const std::string& state = details().unit_file_state;
+    const std::string state = unit_file_state();
     if (state == "masked" || state == "masked-runtime") return Value("Disabled");
     if (state == "enabled" || state == "enabled-runtime" || state == "alias") return Value("Auto");
     // A unit that nothing starts by itself can still be started.
@@ -109,7 +109,10 @@ class Row final : public cim::Instance {
     return Value(parsers::command_line({command.begin(), command.end()}));
   }
   Value process_id() { return number(is_idle() ? 0 : details().main_process); }
-  Value exit_code() { return number(static_cast<std::uint32_t>(details().exit_status)); }
+  Value exit_code() {
+    // A unit that is not loaded has not ended, or that is forgotten.
+    return number(is_loaded() ? static_cast<std::uint32_t>(details().exit_status) : 0);
+  }
   Value user() { return Value(details().user.empty() ? "root" : details().user); }
   Value accepts_stop() { return Value(!is_idle() && details().can_stop); }
   Value computer() { return Value(computer_name(machine_)); }
@@ -122,6 +125,8 @@ class Row final : public cim::Instance {
  private:
   [[nodiscard]] bool is_idle() const { return is_stopped(unit_.active_state); }
 
+  [[nodiscard]] bool is_loaded() const { return !unit_.path.empty(); }
+
   const UnitDetails& details() {
     if (!details_) {
       try {
@@ -131,6 +136,13 @@ class Row final : public cim::Instance {
       }
     }
     return *details_;
+  }
+  std::string unit_file_state() {
+    // To load a unit makes signals, which count as changes.
+    if (!details_ && !is_loaded()) {
+      if (auto state = manager_->unit_file_state(unit_.unit)) return *std::move(state);
+    }
+    return details().unit_file_state;
   }
 
   const Machine& machine_;
@@ -204,7 +216,9 @@ constexpr Property kProperties[]{
     {"StartName", string, cim::kPlain, Cost::slow, "Account that the service runs under.",
      cim::reader<&Row::user>},
     {"State", string, cim::kPlain, Cost::free,
-     "\"Running\", \"Stopped\", \"Start Pending\" or \"Stop Pending\".", cim::reader<&Row::state>},
+     "\"Running\", \"Stopped\", \"Start Pending\", \"Stop Pending\", or \"Unknown\" for what is none of "
+     "them.",
+     cim::reader<&Row::state>},
     {"Status", string, cim::kPlain, Cost::free, "\"OK\"; ExitCode tells how a service ended.", always<"OK">},
     {"SystemCreationClassName", string, cim::kPlain, Cost::free, "Class of the computer.",
      always<"Win32_ComputerSystem">},

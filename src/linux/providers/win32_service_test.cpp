@@ -113,6 +113,45 @@ TEST_F(RecordedServices, LoadedOnesAndUnitFilesAreListedOnceByName) {
   EXPECT_EQ(text_of(*rows[3], "StartMode"), "Disabled") << "masked, though not loaded";
 }
 
+TEST_F(RecordedServices, OneThatRunsOnWithoutItsUnitFileIsListed) {
+  FakeUnit& unit = manager.unit("cron.service");
+  unit.load_state = "not-found";
+  unit.unit_file_state = "";
+  for (const char* state : {"active", "reloading", "activating", "deactivating"}) {
+    unit.active_state = state;
+    EXPECT_EQ(names(), (Texts{"cron", "ssh"})) << state;
+    EXPECT_EQ(text_of(*row("cron"), "StartMode"), "Manual");
+  }
+  for (const char* state : {"inactive", "failed"}) {
+    unit.active_state = state;
+    EXPECT_EQ(names(), Texts{"ssh"}) << state;
+  }
+}
+
+TEST_F(RecordedServices, NoneIsLoadedForItsStartModeOrExitCode) {
+  struct Case {
+    const char* unit;
+    const char* state;
+    const char* mode;
+  };
+  const Case cases[]{
+      {"at", "enabled", "Auto"}, {"bat", "masked-runtime", "Disabled"}, {"cat", "static", "Manual"}};
+  for (const auto& [unit, state, mode] : cases) {
+    machine.write("/units/" + std::string(unit) + ".service", "[Unit]\n");
+    manager.file_states[std::string(unit) + ".service"] = state;
+  }
+  for (const auto& [unit, state, mode] : cases) {
+    const auto service = row(unit);
+    EXPECT_EQ(text_of(*service, "StartMode"), mode) << unit;
+    EXPECT_EQ(number_of(*service, "ExitCode"), 0U);
+  }
+  EXPECT_FALSE(asked_for("LoadUnit")) << "the manager would announce it";
+  const auto gone = row("at");
+  manager.file_states.clear();
+  manager.units.push_back({"at.service", "at.service", "inactive", "not-found", ""});
+  EXPECT_EQ(text_of(*gone, "StartMode"), "Manual") << "loaded without a file";
+}
+
 TEST_F(RecordedServices, AreNarrowedByEitherName) {
   const auto named = [&](const char* property, const char* text) {
     return equals(*provider, property, text);

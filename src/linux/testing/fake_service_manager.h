@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <functional>
+#include <map>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -35,6 +36,7 @@ struct FakeUnit {
 class FakeServiceManager {
  public:
   std::vector<FakeUnit> units;
+  std::map<std::string, std::string> file_states{};  ///< of unit files, by unit
   std::string refused_method{};  ///< that is answered with `refusal`, the name of an error
   std::string refusal{};
   std::string job_result = "done";
@@ -59,6 +61,7 @@ class FakeServiceManager {
       });
     }
     if (method == "Get") return sd_bus_reply_method_return(call, "v", "as", 1, "/units");
+    if (method == "GetUnitFileState") return tell_file_state(call);
     if (method == "GetAll") return tell_all(call);
     if (method == "LoadUnit") return sd_bus_reply_method_return(call, "o", path_of(unit(text(call))).c_str());
     if (method == "StartUnit" || method == "StopUnit") return run_job(call);
@@ -91,6 +94,13 @@ class FakeServiceManager {
     }
     sd_bus_message_close_container(answer.get());
     return sd_bus_send(nullptr, answer.get(), nullptr);
+  }
+
+  int tell_file_state(sd_bus_message* call) {
+    const auto found = file_states.find(text(call));
+    if (found == file_states.end())
+      return sd_bus_reply_method_errorf(call, SD_BUS_ERROR_FILE_NOT_FOUND, "no");
+    return sd_bus_reply_method_return(call, "s", found->second.c_str());
   }
 
   int tell_all(sd_bus_message* call) {
