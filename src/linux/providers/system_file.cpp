@@ -32,13 +32,6 @@ bool read_from(int file, std::string& text) {
   }
 }
 
-std::optional<std::string> read_whole(int folder, const char* path) {
-  const Descriptor file(openat(folder, path, O_RDONLY | O_CLOEXEC));
-  std::string text;
-  if (!file || !read_from(file.get(), text)) return std::nullopt;
-  return text;
-}
-
 }  // namespace
 
 Descriptor open_at(int folder, const char* path, int flags) {
@@ -59,13 +52,15 @@ std::optional<std::string_view> read_short(int folder, const char* path, std::sp
 }
 
 std::optional<std::string> read_file_at(int folder, const char* path) {
-  auto text = read_whole(folder, path);
-  if (!text) raise_shortage(errno);
-  return text;
+  const Descriptor file = open_at(folder, path, O_RDONLY);
+  std::string text;
+  if (file && read_from(file.get(), text)) return text;
+  raise_shortage(errno);
+  return std::nullopt;
 }
 
 std::optional<std::string> read_file(const std::string& path) {
-  return read_whole(AT_FDCWD, path.c_str());
+  return read_file_at(AT_FDCWD, path.c_str());
 }
 
 std::optional<std::string> read_line(const std::string& path) {

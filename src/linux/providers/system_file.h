@@ -11,18 +11,16 @@
 namespace kvwmi::ground::providers {
 
 /// Opens what is there, nothing where it cannot be opened. Where this process has no descriptor or the
-/// machine no memory left, which is no property of the file, it raises "Provider failure "; so do the next
-/// two.
+/// machine no memory left, which is no property of the file, it raises "Provider failure "; so do all that
+/// read a file.
 [[nodiscard]] Descriptor open_at(int folder, const char* path, int flags);
 
 /// Reads into `buffer` and gives the part that it filled; nullopt where the file cannot be read. For files of
 /// /proc that are known to be short: one open, one read, one close.
 [[nodiscard]] std::optional<std::string_view> read_short(int folder, const char* path,
                                                          std::span<char> buffer);
-/// The whole file; nullopt where it cannot be read.
+/// The whole file; nullopt where it cannot be read, and errno says why.
 [[nodiscard]] std::optional<std::string> read_file_at(int folder, const char* path);
-
-/// The whole file; nullopt where it cannot be read, whyever, and errno says why.
 [[nodiscard]] std::optional<std::string> read_file(const std::string& path);
 
 /// The same without white space around it, as the one-line files of /sys are wanted.

@@ -202,6 +202,18 @@ TEST_F(UnitFolders, AFileThatCannotBeReadLeavesTheDescriptionUnknown) {
   EXPECT_EQ(description("b.service"), "Two");
 }
 
+TEST_F(UnitFolders, WithoutADescriptorADescriptionIsAFailure) {
+  describe("/lib/units/a.service", "One");
+  list_at_rest();
+  // In place, so that the folder need not be read.
+  describe("/lib/units/a.service", "One more");
+  {
+    const NoDescriptors none;
+    EXPECT_THROW(static_cast<void>(list_at_rest()), Error);
+  }
+  EXPECT_EQ(description("a.service"), "One more");
+}
+
 TEST_F(UnitFolders, SpecifiersOfTheMachineAreFilledIn) {
   machine.write("/proc/sys/kernel/hostname", "box.example.org\n");
   machine.write("/proc/sys/kernel/osrelease", "6.1.0-18-amd64\n");

@@ -1,6 +1,7 @@
 #include "frame/wmi_status.h"
 #include "kvwmi/error.h"
 #include "linux/providers/factories.h"
+#include "linux/testing/no_descriptors.h"
 #include "linux/testing/recorded_machine.h"
 
 namespace kvwmi::ground {
@@ -42,6 +43,16 @@ TEST_F(RecordedBattery, IsTheMachinesOwnAndNotTheMouses) {
   EXPECT_EQ(number_of(*row, "DesignVoltage"), 11400U) << "millivolts";
   EXPECT_EQ(number_of(*row, "Chemistry"), 8U);
   EXPECT_EQ(text_of(*row, "Status"), "OK");
+}
+
+TEST_F(RecordedBattery, WithoutADescriptorItIsNotGone) {
+  const auto row = battery();
+  {
+    const NoDescriptors shortage;
+    EXPECT_THROW(rows_of(*provider), Error);
+    EXPECT_THROW(get(*row, "BatteryStatus"), Error);
+  }
+  EXPECT_EQ(number_of(*row, "BatteryStatus"), 1U);
 }
 
 TEST_F(RecordedBattery, TwoOfOneModelWithoutASerialNumberHaveKeysOfTheirOwn) {

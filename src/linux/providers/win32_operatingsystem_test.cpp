@@ -5,6 +5,7 @@
 #include "frame/wmi_status.h"
 #include "kvwmi/error.h"
 #include "linux/providers/factories.h"
+#include "linux/testing/no_descriptors.h"
 #include "linux/testing/recorded_machine.h"
 #include "wmi/cim/datetime.h"
 
@@ -46,6 +47,17 @@ TEST_F(RecordedSystem, MemoryIsInKilobytesAsTheKernelCountsIt) {
   EXPECT_EQ(number_of(*system, "FreeSpaceInPagingFiles"), 1500000U);
   EXPECT_EQ(number_of(*system, "TotalVirtualMemorySize"), 26684092U);
   EXPECT_EQ(number_of(*system, "FreeVirtualMemory"), 25706596U);
+}
+
+TEST_F(RecordedSystem, WithoutADescriptorNothingIsCalledOtherwise) {
+  const auto system = row();
+  {
+    const NoDescriptors shortage;
+    for (const char* property : {"Name", "Version", "BuildNumber", "CSName", "MaxNumberOfProcesses"}) {
+      EXPECT_THROW(get(*system, property), Error) << property;
+    }
+  }
+  EXPECT_EQ(text_of(*system, "Name"), "Some System 12");
 }
 
 TEST_F(RecordedSystem, NamesAndVersions) {
