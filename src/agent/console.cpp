@@ -71,6 +71,11 @@ std::string show_place(const QueryDiagnostic& diagnostic, std::size_t width) {
          std::string(display_width(before), ' ') + '^';
 }
 
+void Console::print(std::string_view line) {
+  clear_progress();
+  out_ << line << '\n';
+}
+
 void Console::print(const Table& table) {
   std::vector<std::string> lines = table.lines(style_.width);
   if (!lines.empty()) lines.front() = paint(Colour::bold, lines.front());
@@ -78,11 +83,12 @@ void Console::print(const Table& table) {
 }
 
 void Console::print_json(const Json& document) {
-  out_ << dump(document, 2) << '\n';
+  print(dump(document, 2));
 }
 
 void Console::print_json_line(const Json& document) {
-  out_ << dump(document, -1) << '\n' << std::flush;
+  print(dump(document, -1));
+  out_.flush();
 }
 
 void Console::show_progress(std::string_view line) {

@@ -48,15 +48,14 @@ class Console {
   [[nodiscard]] std::size_t width() const noexcept { return style_.width; }
   [[nodiscard]] std::ostream& out() noexcept { return out_; }
 
-  void print(std::string_view line) { out_ << line << '\n'; }
+  void print(std::string_view line);
   void print(const Table& table);
   void print_json(const nlohmann::ordered_json& document);
   /// The same on a single line, for those who read while more is to come.
   void print_json_line(const nlohmann::ordered_json& document);
 
-  /// A line on `err` that the next one overwrites; nothing where nobody watches.
+  /// A line on `err` that whatever comes next overwrites; nothing where nobody watches.
   void show_progress(std::string_view line);
-  void clear_progress();
 
   /// One line that names what is wrong; control characters are made visible.
   void complain(std::string_view line);
@@ -69,6 +68,8 @@ class Console {
   [[nodiscard]] std::string paint(Colour colour, std::string_view text) const;
 
  private:
+  void clear_progress();
+
   std::ostream& out_;
   std::ostream& err_;
   Style style_;

@@ -316,6 +316,11 @@ ScenarioStep step_at(const Place& place, std::int64_t next_number, Memories& mem
 
 }  // namespace
 
+std::string to_text(const ScenarioCheck::Expected& value) {
+  if (const bool* flag = std::get_if<bool>(&value)) return *flag ? "true" : "false";
+  return std::get<Currency>(value).to_text();
+}
+
 Scenario parse_scenario(std::string_view text, const std::string& file) {
   try {
     const JsonNode document = read_json(text);

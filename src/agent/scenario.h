@@ -22,6 +22,9 @@ struct ScenarioCheck {
   std::optional<Expected> expected;  ///< the answer that it must give; true or false where the check says so
 };
 
+/// As JSON writes it.
+[[nodiscard]] std::string to_text(const ScenarioCheck::Expected& value);
+
 struct ScenarioWatch {
   const WatchKind* kind = nullptr;
   std::int32_t id = 0;

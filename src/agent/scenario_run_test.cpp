@@ -103,6 +103,26 @@ TEST_F(ScenarioRunTest, AsJsonAStepsEndTellsWhatCameOfIt) {
   EXPECT_EQ(lines[4]["watches"], Json::array());
 }
 
+TEST_F(ScenarioRunTest, NoLineStandsBehindAnotherThatWaits) {
+  for (const bool json : {false, true}) {
+    post_event({{"FreePhysicalMemory", wmi::Value("900")}}, 0);
+    post_event({}, 1);
+    std::ofstream(kFile) << kTwoSteps;
+    std::vector<std::string> arguments{"run", kFile};
+    if (json) arguments.emplace_back("--json");
+    Console::Style style;
+    style.live = true;
+    std::ostringstream terminal;
+    EXPECT_EQ(agent::run_agent(arguments, terminal, terminal, style), 0);
+    static const std::regex overwritten("\r\x1b\\[K[^\n\r]*(?=\r\x1b\\[K)");
+    static const std::regex begin_of_line("\r\x1b\\[K");
+    const std::string shown =
+        std::regex_replace(std::regex_replace(terminal.str(), overwritten, ""), begin_of_line, "");
+    EXPECT_NE(terminal.str().find(" waits, "), std::string::npos) << terminal.str();
+    EXPECT_EQ(shown.find(" waits, "), std::string::npos) << shown;
+  }
+}
+
 TEST_F(ScenarioRunTest, WhatAWatchReportsAfterItsStepIsItsOwn) {
   post_event({}, 0);
   fake_messages().push_back([] {});  // ends the wait of the first step
