@@ -1,5 +1,4 @@
 #include <CLI/CLI.hpp>
-#include <algorithm>
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <utility>
@@ -14,12 +13,6 @@ namespace kvwmi::agent {
 namespace {
 
 using Json = nlohmann::ordered_json;
-
-std::vector<std::string> check_names() {
-  std::vector<std::string> result;
-  for (const Check& check : checks()) result.emplace_back(check.name);
-  return result;
-}
 
 std::string check_list() {
   Table table({{"Checks:"}, {""}});
@@ -92,10 +85,8 @@ class CheckCommand final : public Command {
 
   int run(Console& console) override {
     if (name_option_->count() == 0) return run_all(console);
-    const auto known = checks();
-    const auto check =
-        std::find_if(known.begin(), known.end(), [&](const Check& c) { return c.name == name_; });
-    if (check == known.end()) {
+    const Check* check = find_check(name_);
+    if (check == nullptr) {
       console.complain("unknown check \"" + name_ + "\"" + nearest_hint(name_, check_names()));
       return kUsage;
     }

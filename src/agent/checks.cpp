@@ -1,5 +1,6 @@
 #include "agent/checks.h"
 
+#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <cstdio>
@@ -130,6 +131,18 @@ constexpr std::array<Check, 13> kChecks{{
 
 std::span<const Check> checks() {
   return kChecks;
+}
+
+const Check* find_check(std::string_view name) {
+  const auto* found =
+      std::find_if(kChecks.begin(), kChecks.end(), [&](const Check& check) { return check.name == name; });
+  return found == kChecks.end() ? nullptr : found;
+}
+
+std::vector<std::string> check_names() {
+  std::vector<std::string> result;
+  for (const Check& check : kChecks) result.emplace_back(check.name);
+  return result;
 }
 
 std::string describe(const Check& check, const Answer& answer) {

@@ -5,6 +5,7 @@
 #include <string>
 #include <string_view>
 #include <variant>
+#include <vector>
 
 #include "kvwmi/checkpoint.h"
 
@@ -31,6 +32,9 @@ struct Check {
 
 /// All checks in the order of the component's methods.
 [[nodiscard]] std::span<const Check> checks();
+/// The check of that name, or null.
+[[nodiscard]] const Check* find_check(std::string_view name);
+[[nodiscard]] std::vector<std::string> check_names();
 
 /// The answer for people: the value in words, or what the result means.
 [[nodiscard]] std::string describe(const Check& check, const Answer& answer);

@@ -167,12 +167,10 @@ ScenarioCheck check_at(const Place& place) {
   const Place kind = *place.member("check");
   const std::string wanted = text_at(kind);
   ScenarioCheck result;
-  std::vector<std::string> known;
-  for (const Check& check : checks()) {
-    known.emplace_back(check.name);
-    if (check.name == wanted) result.check = &check;
+  result.check = find_check(wanted);
+  if (result.check == nullptr) {
+    kind.refuse("unknown check \"" + wanted + "\"" + nearest_hint(wanted, check_names()));
   }
-  if (result.check == nullptr) kind.refuse("unknown check \"" + wanted + "\"" + nearest_hint(wanted, known));
   result.name = name_at(place, result.check->needs);
   if (const auto expected = place.member("expect")) result.expected = expected_at(*expected, *result.check);
   return result;
