@@ -29,7 +29,7 @@ class CommandLine {
  public:
   CommandLine() {
     app_.set_help_flag("-h,--help", "Print this help and exit");
-    app_.set_version_flag("--version", "kvwmi 2.0.0", "Print the version and exit");
+    app_.set_version_flag("--version", "kvwmi " KVWMI_VERSION, "Print the version and exit");
     add_json(app_);
     app_.require_subcommand(0, 1);
     app_.allow_extras();

@@ -447,7 +447,7 @@ TEST(AgentHelp, NamesCommandsChecksAndOptions) {
   for (const char* word : {"power-source", "service-state NAME", "processor-load", "--json"}) {
     EXPECT_NE(check.out.find(word), std::string::npos) << word;
   }
-  EXPECT_EQ(run({"--version"}).out, "kvwmi 2.0.0\n");
+  EXPECT_EQ(run({"--version"}).out, "kvwmi " KVWMI_VERSION "\n");
 }
 
 TEST(AgentHelp, TellsEveryExitStatusWhereverItTellsAny) {

@@ -24,7 +24,7 @@ TEST(RunScript, StartsTheBuiltAgentWithinASecond) {
   const auto began = std::chrono::steady_clock::now();
   const CommandResult second = run_shell(quoted(kRoot + "/run") + " --version");
   const std::chrono::duration<double> elapsed = std::chrono::steady_clock::now() - began;
-  EXPECT_EQ(second.out, "kvwmi 2.0.0\n");
+  EXPECT_EQ(second.out, "kvwmi " KVWMI_VERSION "\n");
   EXPECT_LT(elapsed.count(), 1.0);
 }
 
