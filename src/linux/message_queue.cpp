@@ -55,6 +55,13 @@ std::optional<std::string> queue_name(std::string_view event_name) {
   return '/' + name;
 }
 
+std::optional<long> event_message_size(int queue) {
+  mq_attr attributes{};
+  const bool is_event = ::mq_getattr(queue, &attributes) == 0 && attributes.mq_maxmsg == 1 &&
+                        attributes.mq_msgsize <= kManualMessageSize;
+  return is_event ? std::optional(attributes.mq_msgsize) : std::nullopt;
+}
+
 bool set_event(int queue) {
   return ::mq_send(queue, "", 1, 0) == 0 || errno == EAGAIN;
 }

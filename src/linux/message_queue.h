@@ -18,7 +18,10 @@ inline constexpr long kManualMessageSize = 2;
 /// The queue's name for an event's; nullopt for a name that no event can have.
 [[nodiscard]] std::optional<std::string> queue_name(std::string_view event_name);
 
-/// Sets the event; one that is set stays so. False when `queue` is no event.
+/// The size of an event's messages; nullopt for a queue that is no event.
+[[nodiscard]] std::optional<long> event_message_size(int queue);
+
+/// Sets the event; one that is set stays so. False when it cannot be written to.
 bool set_event(int queue);
 /// Takes the signal; false where there was none.
 bool take_signal(int queue);

@@ -20,6 +20,7 @@ namespace kvwmi {
 namespace {
 
 using ground::Descriptor;
+using ground::event_message_size;
 using ground::queue_name;
 using ground::system_error;
 
@@ -41,15 +42,6 @@ void lock_shared(int queue) {
 bool has_name(int queue) {
   struct stat status {};
   return ::fstat(queue, &status) == 0 && status.st_nlink > 0;
-}
-
-long message_size(int queue) {
-  mq_attr attributes{};
-  if (::mq_getattr(queue, &attributes) != 0) throw system_error(errno, "mq_getattr");
-  if (attributes.mq_maxmsg != 1 || attributes.mq_msgsize > ground::kManualMessageSize) {
-    throw system_error(EBADF, "mq_open");  // somebody else's queue
-  }
-  return attributes.mq_msgsize;
 }
 
 long message_size(NamedEvent::Reset reset) {
@@ -78,9 +70,10 @@ std::optional<Descriptor> try_open(const std::string& name, NamedEvent::Reset re
   attributes.mq_msgsize = message_size(reset);
   Descriptor queue(::mq_open(name.c_str(), O_RDWR | O_CREAT | O_NONBLOCK, S_IRUSR | S_IWUSR, &attributes));
   if (!queue) throw open_failure(errno);
-  const long size = message_size(queue.get());
+  const auto size = event_message_size(queue.get());
+  if (!size) throw system_error(EBADF, "mq_open");  // somebody else's queue
   if (lock_alone(queue.get())) {
-    if (size != attributes.mq_msgsize) {
+    if (*size != attributes.mq_msgsize) {
       ::mq_unlink(name.c_str());
       return std::nullopt;
     }
@@ -102,7 +95,8 @@ NamedEvent::NamedEvent(const std::string& name, Reset reset) : reset_(reset), ha
   name_ = *queue;
   std::optional<Descriptor> opened;
   while (!opened) opened = try_open(name_, reset);
-  reset_ = message_size(opened->get()) == ground::kAutomaticMessageSize ? Reset::automatic : Reset::manual;
+  reset_ =
+      event_message_size(opened->get()) == ground::kAutomaticMessageSize ? Reset::automatic : Reset::manual;
   handle_ = opened->release();
 }
 

@@ -15,10 +15,12 @@
 #include <thread>
 #include <vector>
 
+#include "kvwmi/diagnostics.h"
 #include "kvwmi/error.h"
 #include "linux/message_queue.h"
 #include "linux/named_events.h"
 #include "linux/testing/forked.h"
+#include "linux/testing/no_descriptors.h"
 
 namespace kvwmi {
 namespace {
@@ -85,6 +87,21 @@ TEST(NamedEventTest, TheEngineNeverCreatesOne) {
   for (const std::string& name : {own_name("nobody"), std::string(), std::string(R"(a\b)")})
     engine.signal(name);
   EXPECT_FALSE(exists(own_name("nobody")));
+}
+
+TEST(NamedEventTest, TheEngineReportsAnEventThatItCannotOpen) {
+  NamedEvent event(own_name("unopened"), Reset::automatic);
+  std::vector<std::string> reported;
+  set_diagnostic_hook([&](const Error& error) { reported.push_back(error.description()); });
+  LinuxNamedEvents engine;
+  {
+    const ground::testing::NoDescriptors none;
+    engine.signal(own_name("unopened"));
+  }
+  engine.signal(own_name("nobody's"));
+  set_diagnostic_hook({});
+  EXPECT_EQ(reported, std::vector<std::string>{"mq_open: Too many open files"});
+  EXPECT_FALSE(event.wait(milliseconds(0)));
 }
 
 TEST(NamedEventTest, AManualEventStaysSet) {
@@ -290,6 +307,9 @@ TEST(NamedEventTest, RefusesAQueueThatIsNoEvent) {
     EXPECT_EQ(error.number(), static_cast<std::int32_t>(0x80070006));
   }
   EXPECT_TRUE(exists(own_name("foreign")));
+  LinuxNamedEvents().signal(own_name("foreign"));
+  ASSERT_EQ(::mq_getattr(foreign.get(), &attributes), 0);
+  EXPECT_EQ(attributes.mq_curmsgs, 0) << "nor does the engine write into it";
   ::mq_unlink(queue.c_str());
 }
 
