@@ -2,15 +2,11 @@
 
 #include <algorithm>
 
-#include "linux/deadline.h"
+#include "frame/deadline.h"
 #include "linux/thread_loop.h"
 
 namespace kvwmi::message_loop {
 namespace {
-
-using ground::deadline_after;
-using ground::left_until;
-using ground::SteadyClock;
 
 // How long a condition may go unasked: other threads and signal handlers change things without a word to this
 // loop.

@@ -62,6 +62,16 @@ TEST(MessageLoopTest, RunUntilSeesWhatAnotherThreadDoesWithoutAPost) {
   other.join();
 }
 
+TEST(MessageLoopTest, ANegativeWaitIsNone) {
+  // In nanoseconds the second is less than 64 bits can hold, by what would make it 146 years.
+  for (const milliseconds negative : {milliseconds::min(), milliseconds(-13'835'058'055'282)}) {
+    int asked = 0;
+    EXPECT_FALSE(message_loop::run_until([&] { return ++asked == 3; }, negative));
+    EXPECT_EQ(asked, 1);
+    message_loop::run_for(negative);
+  }
+}
+
 TEST(MessageLoopTest, RunForRunsAllTheTime) {
   const auto mailbox = ThreadLoop::current().mailbox();
   bool delivered = false;
@@ -180,7 +190,10 @@ TEST(LoopTimersTest, TicksUntilKilled) {
   EXPECT_TRUE(message_loop::run_until([&] { return ticks == 3; }, seconds(10)));
   timers().kill(timer);
   timers().kill(timer);  // killing twice does nothing
-  message_loop::run_for(milliseconds(30));
+  int others = 0;
+  const Timers::Id other = timers().set(10, [&] { ++others; });
+  EXPECT_TRUE(message_loop::run_until([&] { return others == 3; }, seconds(10)));
+  timers().kill(other);
   EXPECT_EQ(ticks, 3);
 }
 

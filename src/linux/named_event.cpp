@@ -11,8 +11,8 @@
 #include <limits>
 #include <optional>
 
+#include "frame/deadline.h"
 #include "frame/runtime_error.h"
-#include "linux/deadline.h"
 #include "linux/message_queue.h"
 #include "linux/system_error.h"
 
@@ -106,10 +106,10 @@ NamedEvent::~NamedEvent() {
 }
 
 bool NamedEvent::wait(std::chrono::milliseconds timeout) {
-  const auto deadline = ground::deadline_after(timeout);
+  const auto deadline = deadline_after(timeout);
   const int queue = static_cast<int>(handle_);
   for (;;) {
-    const auto left = ground::left_until(deadline);
+    const auto left = left_until(deadline);
     pollfd event{queue, POLLIN, 0};
     const int ready = ::poll(&event, 1, static_cast<int>(std::min(left, kLongestPoll).count()));
     if (ready < 0 && errno != EINTR) throw system_error(errno, "poll");

@@ -7,9 +7,9 @@
 #include <cerrno>
 #include <utility>
 
+#include "frame/deadline.h"
 #include "frame/diagnostics.h"
 #include "frame/runtime_error.h"
-#include "linux/deadline.h"
 #include "linux/system_error.h"
 
 namespace kvwmi::ground {

@@ -4,10 +4,10 @@
 
 #include <algorithm>
 
+#include "frame/deadline.h"
+
 namespace kvwmi::message_loop {
 namespace {
-
-using SteadyClock = std::chrono::steady_clock;
 
 // How long a condition may go unasked: other threads change things without a message to this one.
 constexpr std::chrono::milliseconds kAskAgain{100};
@@ -33,18 +33,6 @@ Turn turn(std::chrono::milliseconds timeout) {
   ::TranslateMessage(&message);
   ::DispatchMessageW(&message);
   return Turn::worked;
-}
-
-std::chrono::milliseconds left_until(SteadyClock::time_point deadline) {
-  const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - SteadyClock::now());
-  return std::max(left, std::chrono::milliseconds(0));
-}
-
-/// `now` + `duration`, without running over for very long ones.
-SteadyClock::time_point deadline_after(std::chrono::milliseconds duration) {
-  const SteadyClock::time_point now = SteadyClock::now();
-  const auto most = std::chrono::floor<std::chrono::milliseconds>(SteadyClock::time_point::max() - now);
-  return now + std::min(duration, most);
 }
 
 }  // namespace

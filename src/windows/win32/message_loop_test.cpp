@@ -43,6 +43,16 @@ TEST(MessageLoopTest, RunUntilSeesWhatAnotherThreadDoes) {
   EXPECT_FALSE(message_loop::run_until([] { return false; }, milliseconds(20)));
 }
 
+TEST(MessageLoopTest, ANegativeWaitIsNone) {
+  // In nanoseconds the second is less than 64 bits can hold, by what would make it 146 years.
+  for (const milliseconds negative : {milliseconds::min(), milliseconds(-13'835'058'055'282)}) {
+    int asked = 0;
+    EXPECT_FALSE(message_loop::run_until([&] { return ++asked == 3; }, negative));
+    EXPECT_EQ(asked, 1);
+    message_loop::run_for(negative);
+  }
+}
+
 TEST(MessageLoopTest, RunForRunsAllTheTime) {
   const auto before = std::chrono::steady_clock::now();
   message_loop::run_for(milliseconds(30));

@@ -1,6 +1,7 @@
 #include "windows/win32/timers.h"
 
 #include <gtest/gtest.h>
+#include <windows.h>
 
 #include <chrono>
 #include <functional>
@@ -28,7 +29,10 @@ TEST(Win32Timers, TickThroughTheMessageLoopUntilKilled) {
   ASSERT_TRUE(pump_until([&] { return ticks >= 3; }));
   timers.kill(timer);
   const int at_the_end = ticks;
-  message_loop::run_for(std::chrono::milliseconds(100));
+  int others = 0;
+  const auto other = timers.set(10, [&] { ++others; });
+  ASSERT_TRUE(pump_until([&] { return others >= 3; }));
+  timers.kill(other);
   EXPECT_EQ(ticks, at_the_end);
 }
 
@@ -36,8 +40,9 @@ TEST(Win32Timers, NoTickWithoutAMessageLoop) {
   Win32Timers timers;
   int ticks = 0;
   const auto timer = timers.set(1, [&] { ++ticks; });
-  std::this_thread::sleep_for(std::chrono::milliseconds(30));
+  ASSERT_EQ(::MsgWaitForMultipleObjects(0, nullptr, FALSE, 20'000, QS_TIMER), WAIT_OBJECT_0) << "it is due";
   EXPECT_EQ(ticks, 0);
+  EXPECT_TRUE(pump_until([&] { return ticks >= 1; }));
   timers.kill(timer);
 }
 

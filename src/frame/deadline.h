@@ -4,7 +4,7 @@
 #include <chrono>
 
 /// Waits of any length, the longest that a caller can say included.
-namespace kvwmi::ground {
+namespace kvwmi {
 
 using SteadyClock = std::chrono::steady_clock;
 
@@ -22,4 +22,4 @@ inline std::chrono::milliseconds left_until(SteadyClock::time_point deadline) {
   return std::max(left, std::chrono::milliseconds(0));
 }
 
-}  // namespace kvwmi::ground
+}  // namespace kvwmi
