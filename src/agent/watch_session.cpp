@@ -30,8 +30,9 @@ void note_interrupt(int) {
 void insist_on_interrupt(int signal) {
   constexpr auto kSameMoment = 200ms;
   const bool again = interrupted != 0 && std::chrono::steady_clock::now() - interrupted_at >= kSameMoment;
+  // Windows lets go of a handler when it calls it.
+  std::signal(signal, again ? SIG_DFL : insist_on_interrupt);
   if (!again) return note_interrupt(signal);
-  std::signal(signal, SIG_DFL);
   std::raise(signal);
 }
 
