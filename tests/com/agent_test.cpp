@@ -13,6 +13,7 @@
 #include <regex>
 #include <stdexcept>
 #include <string>
+#include <system_error>
 #include <thread>
 #include <vector>
 
@@ -175,6 +176,24 @@ class Machine {
   ComPtr<IDispatch> control_;
 };
 
+/// A file of this test's own, gone afterwards.
+class TemporaryFile {
+ public:
+  explicit TemporaryFile(const std::string& name)
+      : path_(std::filesystem::temp_directory_path() / (name + std::to_string(GetCurrentProcessId()))) {}
+  ~TemporaryFile() { std::filesystem::remove(path_); }
+  TemporaryFile(const TemporaryFile&) = delete;
+  TemporaryFile& operator=(const TemporaryFile&) = delete;
+
+  [[nodiscard]] const std::filesystem::path& path() const { return path_; }
+  /// As a command's argument.
+  [[nodiscard]] std::wstring quoted() const { return L'"' + path_.wstring() + L'"'; }
+  void write(const char* text) const { std::ofstream(path_, std::ios::binary) << text; }
+
+ private:
+  std::filesystem::path path_;
+};
+
 class AgentWatch : public testing::Test {
  protected:
   /// The next line of --json, what differs from run to run being named only.
@@ -324,6 +343,28 @@ TEST_F(AgentWatch, AWindowThatOpensAndCloses) {
   expect_end_by_ctrl_c(agent);
 }
 
+TEST_F(AgentWatch, AnAddressThatIsAbsent) {
+  const TemporaryFile definition("kvwmi-addresses-");
+  // An address for documentation: no machine has it.
+  definition.write("KVIPAddress definition 1\n\"no such interface\" 203.0.113.77\n");
+  Agent agent(L"watch ip-address " + definition.quoted() + L" --filter 203.0.113.77 --poll 1 --json");
+  expect_event(agent, "");
+  expect_end_by_ctrl_c(agent);
+}
+
+TEST_F(AgentWatch, NetworkInterfacesThatGo) {
+  const TemporaryFile record("kvwmi-interfaces-");
+  Agent agent(L"watch network-interfaces " + record.quoted() + L" --down --poll 1 --json");
+  std::error_code none;
+  ASSERT_TRUE(wait_until([&] { return std::filesystem::file_size(record.path(), none) > 0 && !none; }))
+      << "the first look only records the state";
+  // An interface that the previous look is said to have seen and this machine lacks.
+  record.write("KVIPAddress interfaces 1\nactive no such interface\nend 1\n");
+  expect_event(agent, "");
+  expect_end_by_ctrl_c(agent);
+  EXPECT_FALSE(std::filesystem::exists(record.path()));
+}
+
 TEST_F(AgentWatch, EndsByItselfWithWhatWasNotDetected) {
   Agent agent(L"watch service \"Some service\" --stop --poll 1 --if-undetected --for 1s --json");
   EXPECT_EQ(line_of(agent), R"({TIME,"step":1,"supervision":1,"detail":"","undetected":true})");
@@ -331,32 +372,18 @@ TEST_F(AgentWatch, EndsByItselfWithWhatWasNotDetected) {
   EXPECT_EQ(agent.rest(), "");
 }
 
-/// A scenario's file.
-class ScenarioFile {
- public:
-  explicit ScenarioFile(const char* text) { std::ofstream(path_) << text; }
-  ~ScenarioFile() { std::filesystem::remove(path_); }
-  ScenarioFile(const ScenarioFile&) = delete;
-  ScenarioFile& operator=(const ScenarioFile&) = delete;
-
-  [[nodiscard]] std::wstring path() const { return path_.wstring(); }
-
- private:
-  std::filesystem::path path_ = std::filesystem::temp_directory_path() /
-                                ("kvwmi-scenario-" + std::to_string(GetCurrentProcessId()) + ".json");
-};
-
 using AgentRun = AgentWatch;
 
 TEST_F(AgentRun, StepsWithACheckWatchesACommandAndWhatWasNotDetected) {
-  const ScenarioFile scenario(R"({"steps": [
+  const TemporaryFile scenario("kvwmi-scenario-");
+  scenario.write(R"({"steps": [
     {"watches": [{"watch": "process", "name": "a.exe", "start": true, "poll": 1}],
      "checks": [{"check": "service-exists", "name": "Some service", "expect": false}],
      "start": ["cmd.exe", "/c", "exit"],
      "until": {"seen": [1], "ended": true}, "for": "30s"},
     {"watches": [{"watch": "process", "name": "b.exe", "start": true, "poll": 1, "if-undetected": true}],
      "for": "1ms", "undetected": true}]})");
-  Agent agent(L"run \"" + scenario.path() + L"\" --json");
+  Agent agent(L"run " + scenario.quoted() + L" --json");
   Machine machine(agent);
   machine.wait_until_seen("Win32_Process");
   machine.add("Win32_Process", {{"Handle", Variant::of("7")}, {"Name", Variant::of("a.exe")}});
@@ -373,8 +400,9 @@ TEST_F(AgentRun, StepsWithACheckWatchesACommandAndWhatWasNotDetected) {
 }
 
 TEST_F(AgentRun, ACommandThatCannotBeStartedIsNamed) {
-  const ScenarioFile scenario(R"({"steps": [{"start": ["no such program.exe"]}]})");
-  Agent agent(L"run \"" + scenario.path() + L"\"");
+  const TemporaryFile scenario("kvwmi-scenario-");
+  scenario.write(R"({"steps": [{"start": ["no such program.exe"]}]})");
+  Agent agent(L"run " + scenario.quoted());
   EXPECT_EQ(agent.next_line(), "Step 1");
   EXPECT_EQ(agent.exit_status(), 1U);
   EXPECT_NE(agent.rest().find("cannot start \"no such program.exe\": "), std::string::npos) << agent.rest();
