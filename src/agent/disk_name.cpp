@@ -3,9 +3,9 @@
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
-#include <sstream>
 #include <vector>
 
+#include "agent/mount_table.h"
 #include "agent/usage_error.h"
 #include "agent/values.h"
 #include "kvwmi/nearest.h"
@@ -50,54 +50,21 @@ std::string plain(const std::string& path) {
   return result.size() > 1 && result.ends_with('/') ? result.substr(0, result.size() - 1) : result;
 }
 
-/// Whether `path` is `folder` or lies in it.
-bool lies_in(std::string_view path, std::string_view folder) {
-  if (folder == "/") return true;
-  return path.starts_with(folder) && (path.size() == folder.size() || path[folder.size()] == '/');
-}
-
-/// A field of the kernel's table of mounts, where blanks and the like are written as \040.
-std::string unescaped(const std::string& field) {
-  std::string result;
-  for (std::size_t i = 0; i < field.size(); ++i) {
-    const bool is_escape = field[i] == '\\' && i + 3 < field.size();
-    result += is_escape ? static_cast<char>(std::stoi(field.substr(i + 1, 3), nullptr, 8)) : field[i];
-    if (is_escape) i += 3;
-  }
-  return result;
-}
-
-/// The file system that holds a path, by its number: the same for all subvolumes and further mounts. Empty
-/// where the system does not tell.
-std::string file_system_of(const std::string& path) {
+/// The file system that holds a path of this machine.
+std::string holder_of(const std::string& path) {
   std::ifstream mounts("/proc/self/mountinfo");
-  std::string result;
-  std::size_t deepest = 0;
-  for (std::string line; std::getline(mounts, line);) {
-    std::istringstream fields(line);
-    std::string id;
-    std::string parent;
-    std::string number;
-    std::string root;
-    std::string point;
-    fields >> id >> parent >> number >> root >> point;
-    point = unescaped(point);
-    if (!lies_in(path, point) || point.size() < deepest) continue;  // of one point the last mount covers
-    deepest = point.size();
-    result = number;
-  }
-  return result;
+  return file_system_of(path, mounts);
 }
 
 /// Why a path that no disk is mounted at names none.
 std::string explain_no_disk(const std::string& written, const std::vector<Disk>& disks) {
   std::error_code none;
   const std::string path = std::filesystem::canonical(written, none).generic_string();
-  const std::string holder = none ? "" : file_system_of(path);
+  const std::string holder = none ? "" : holder_of(path);
   std::vector<std::string> mount_points;
   for (const Disk& disk : disks) {
     if (!disk.fixed) continue;
-    if (!holder.empty() && file_system_of(disk.mount_point) == holder)
+    if (!holder.empty() && holder_of(disk.mount_point) == holder)
       return written + " is no drive of its own: its files are on " + disk.letter;
     mount_points.push_back(disk.mount_point);
   }

@@ -13,7 +13,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-/// As the address library begins its records.
+/// As the address library begins its records, see docs/kvipaddress.md.
 constexpr std::string_view kBegin = "KVIPAddress interfaces 1\n";
 
 fs::path path_of(const std::string& file) {
