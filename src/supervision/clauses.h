@@ -8,7 +8,8 @@
 
 namespace kvwmi::supervision {
 
-/// Unit codes. Any other code means bytes here; percentages are turned into a size before.
+/// Unit codes. Any other code means bytes in a condition, and so does that of percentages: those of a size
+/// are turned into one before.
 inline constexpr std::int32_t kBytes = 0;
 inline constexpr std::int32_t kKilobytes = 1;
 inline constexpr std::int32_t kPercent = 4;

@@ -1,32 +1,15 @@
 #include "supervision/event_detail.h"
 
-#include <array>
 #include <chrono>
 #include <string_view>
 
 #include "frame/conversion.h"
 #include "frame/runtime_error.h"
 #include "supervision/supervision_type.h"
+#include "supervision/value_watches.h"
 
 namespace kvwmi::supervision {
 namespace {
-
-/// Watches whose detail is one property of the target instance. The unit is that of WMI's property, whatever
-/// the client's threshold was in.
-struct ValueDetail {
-  SupervisionType type;
-  std::string_view property;
-  std::string_view unit;
-};
-
-constexpr std::array kValueDetails{
-    ValueDetail{SupervisionType::disk_free_space, "FreeSpace", "Bytes"},
-    ValueDetail{SupervisionType::process_memory_size, "WorkingSetSize", "Bytes"},
-    ValueDetail{SupervisionType::free_physical_memory_size, "FreePhysicalMemory", "Kilobytes"},
-    ValueDetail{SupervisionType::processor_load_percentage, "LoadPercentage", "%"},
-    ValueDetail{SupervisionType::free_virtual_memory_size, "FreeVirtualMemory", "Kilobytes"},
-    ValueDetail{SupervisionType::free_paging_files_size, "FreeSpaceInPagingFiles", "Kilobytes"},
-};
 
 bool is(std::int32_t type, SupervisionType expected) {
   return type == static_cast<std::int32_t>(expected);
@@ -83,6 +66,14 @@ std::string first_element(const wmi::Value& value) {
   if (!elements) throw runtime_error(RuntimeError::type_mismatch);
   if (elements->empty()) throw runtime_error(RuntimeError::subscript_out_of_range);
   return joined_text(elements->front());
+}
+
+std::string_view name_of(std::int32_t unit) {
+  return unit == kPercent ? "%" : unit == kKilobytes ? "Kilobytes" : "Bytes";
+}
+
+std::string value_detail(const ValueWatch& watch, wmi::Object& target) {
+  return labelled("Value", joined_text(target.get(watch.property))).append(" ").append(name_of(watch.unit));
 }
 
 std::string event_log_detail(SystemInfo& system, wmi::Object& entry) {
@@ -142,10 +133,8 @@ std::optional<std::string> event_detail(Ground& ground, std::int32_t type, wmi::
   if (is(type, SupervisionType::file_in_directory)) {
     return file_in_directory_detail(ground.file_system(), *target, context);
   }
-  for (const ValueDetail& value : kValueDetails) {
-    if (is(type, value.type)) {
-      return labelled("Value", joined_text(target->get(value.property))).append(" ").append(value.unit);
-    }
+  for (const ValueWatch& watch : kValueWatches) {
+    if (is(type, watch.type)) return value_detail(watch, *target);
   }
   return "";
 }

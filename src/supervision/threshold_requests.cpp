@@ -1,4 +1,5 @@
 #include <cmath>
+#include <string>
 #include <string_view>
 
 #include "frame/conversion.h"
@@ -8,32 +9,21 @@
 #include "supervision/engine.h"
 #include "supervision/frames.h"
 #include "supervision/query_text.h"
+#include "supervision/value_watches.h"
 
 namespace kvwmi {
 namespace {
 
-using supervision::kBytes;
-using supervision::kKilobytes;
 using supervision::kPercent;
 using supervision::kRequest;
 using supervision::strGetConditionFilter;
 using supervision::strGetGroupClause;
-using supervision::SupervisionType;
+using supervision::ValueWatch;
 
-/// What a percentage is a percentage of.
+/// Where a percentage finds what it is a percentage of.
 struct Capacity {
   std::string query;
-  std::string_view property;
-  std::int32_t unit;    ///< of the property, and so of the threshold
   std::string missing;  ///< raised where there is none
-};
-
-/// A quantity of the machine that WMI compares with a threshold.
-struct Quantity {
-  SupervisionType type;
-  std::string where;
-  std::string_view property;
-  std::int32_t unit;  ///< of the property
 };
 
 /// The client's threshold.
@@ -53,51 +43,48 @@ struct Request {
   bool notify_if_undetected;
 };
 
-Currency read_capacity(wmi::Services& services, const Capacity& capacity) {
+Currency read_capacity(wmi::Services& services, const Capacity& capacity, std::string_view property) {
   Currency size;
   const auto set = services.exec_query(capacity.query);
   if (set->count() > 0) {
-    const wmi::Value value = wmi::first_of(*set)->get(capacity.property);
+    const wmi::Value value = wmi::first_of(*set)->get(property);
     if (!value.is_null()) size = to_currency(value);
   }
   if (size <= Currency()) throw Error(kSupervisionError, kComponentName, capacity.missing);
   return size;
 }
 
-/// `threshold` with a percentage turned into a size.
-Threshold absolute(wmi::Services& services, const Capacity& capacity, const Threshold& threshold) {
-  const Currency product = read_capacity(services, capacity) * threshold.value;
-  return {threshold.condition, Currency::from_double(std::nearbyint(product.to_double() / 100)),
-          capacity.unit};
+/// Watches the instances that `where` describes.
+std::int32_t watch_value(SupervisionEngine& engine, const Request& request, const ValueWatch& watch,
+                         const std::string& where, const Threshold& threshold) {
+  const std::string query =
+      supervision::kModification + supervision::within(request.polling_period) + where +
+      strGetConditionFilter("TargetInstance." + std::string(watch.property), threshold.condition,
+                            threshold.value, threshold.unit, watch.unit) +
+      strGetGroupClause(request.group_period, request.group_threshold);
+  return engine.watch({request.step, request.supervision, request.notify_if_undetected, watch.type}, {query});
 }
 
-std::int32_t watch_quantity(SupervisionEngine& engine, const Request& request, const Quantity& quantity,
-                            const Threshold& threshold) {
-  const std::string query = supervision::kModification + supervision::within(request.polling_period) +
-                            quantity.where +
-                            strGetConditionFilter(quantity.property, threshold.condition, threshold.value,
-                                                  threshold.unit, quantity.unit) +
-                            strGetGroupClause(request.group_period, request.group_threshold);
-  return engine.watch({request.step, request.supervision, request.notify_if_undetected, quantity.type},
-                      {query});
+/// The same where the threshold may be a percentage of a capacity.
+std::int32_t watch_size(SupervisionEngine& engine, const Request& request, const ValueWatch& watch,
+                        const std::string& where, const Threshold& threshold, const Capacity& capacity) {
+  if (threshold.unit != kPercent) return watch_value(engine, request, watch, where, threshold);
+  const Currency product = read_capacity(engine.cimv2(), capacity, watch.capacity) * threshold.value;
+  const Currency size = Currency::from_double(std::nearbyint(product.to_double() / 100));
+  return watch_value(engine, request, watch, where, {threshold.condition, size, watch.capacity_unit});
 }
 
-std::int32_t watch_size(SupervisionEngine& engine, const Request& request, const Quantity& quantity,
-                        const Capacity& capacity, const Threshold& threshold) {
-  return watch_quantity(
-      engine, request, quantity,
-      threshold.unit == kPercent ? absolute(engine.cimv2(), capacity, threshold) : threshold);
+/// The same with a capacity that the operating system tells.
+std::int32_t watch_memory(SupervisionEngine& engine, const Request& request, const ValueWatch& watch,
+                          const Threshold& threshold,
+                          const std::string& where = "WHERE TargetInstance ISA 'Win32_OperatingSystem'") {
+  return watch_size(engine, request, watch, where, threshold,
+                    {"SELECT * FROM Win32_OperatingSystem", "Cannot retrieve memory capacity"});
 }
 
 /// The first character of a drive name and a colon.
 std::string drive_of(std::string_view name) {
   return supervision::first_characters(name, 1) + ":";
-}
-
-constexpr const char* kWhereOperatingSystem = "WHERE TargetInstance ISA 'Win32_OperatingSystem'";
-
-Capacity memory_capacity(std::string_view property) {
-  return {"SELECT * FROM Win32_OperatingSystem", property, kKilobytes, "Cannot retrieve memory capacity"};
 }
 
 }  // namespace
@@ -111,16 +98,15 @@ std::int32_t Supervision::m_SuperviseDiskFreeSpace(
     return watch_size(*engine_,
                       {f_lngCurrentStepId, f_lngSupervisionId, f_lngPollingPeriod, f_lngGroupPeriod,
                        f_lngGroupThreshold, f_blnNotifyIfUndetected},
-                      {SupervisionType::disk_free_space,
-                       // The pieces that begin with AND begin with two blanks, here and in the other watches
-                       // of an instance.
-                       "WHERE TargetInstance ISA 'Win32_LogicalDisk'  AND TargetInstance.DriveType=3  AND "
-                       "TargetInstance.DeviceID='" +
-                           drive + "'",
-                       "TargetInstance.FreeSpace", kBytes},
+                      supervision::kDiskFreeSpace,
+                      // The pieces that begin with AND begin with two blanks, here and in the other watches
+                      // of an instance.
+                      "WHERE TargetInstance ISA 'Win32_LogicalDisk'  AND TargetInstance.DriveType=3  AND "
+                      "TargetInstance.DeviceID='" +
+                          drive + "'",
+                      {f_lngCondition, f_curValue, f_lngUnit},
                       {"SELECT * FROM Win32_LogicalDisk WHERE DriveType=3  AND DeviceID='" + drive + "'",
-                       "Size", kBytes, "Cannot retrieve disk capacity: '" + drive + "'"},
-                      {f_lngCondition, f_curValue, f_lngUnit});
+                       "Cannot retrieve disk capacity: '" + drive + "'"});
   });
 }
 
@@ -129,15 +115,12 @@ std::int32_t Supervision::m_SuperviseProcessMemorySize(
     std::int32_t f_lngCondition, Currency f_curValue, std::int32_t f_lngUnit, std::int32_t f_lngPollingPeriod,
     std::int32_t f_lngGroupPeriod, std::int32_t f_lngGroupThreshold, bool f_blnNotifyIfUndetected) {
   return kRequest("m_SuperviseProcessMemorySize", [&] {
-    return watch_size(
+    return watch_memory(
         *engine_,
         {f_lngCurrentStepId, f_lngSupervisionId, f_lngPollingPeriod, f_lngGroupPeriod, f_lngGroupThreshold,
          f_blnNotifyIfUndetected},
-        {SupervisionType::process_memory_size,
-         "WHERE TargetInstance ISA 'Win32_Process'  AND TargetInstance.Name='" + f_strName + "'",
-         "TargetInstance.WorkingSetSize", kBytes},
-        // A percentage of the paging files, not of the physical memory.
-        memory_capacity("SizeStoredInPagingFiles"), {f_lngCondition, f_curValue, f_lngUnit});
+        supervision::kProcessMemorySize, {f_lngCondition, f_curValue, f_lngUnit},
+        "WHERE TargetInstance ISA 'Win32_Process'  AND TargetInstance.Name='" + f_strName + "'");
   });
 }
 
@@ -146,12 +129,10 @@ std::int32_t Supervision::m_SuperviseFreePhysicalMemorySize(
     Currency f_curValue, std::int32_t f_lngUnit, std::int32_t f_lngPollingPeriod,
     std::int32_t f_lngGroupPeriod, std::int32_t f_lngGroupThreshold, bool f_blnNotifyIfUndetected) {
   return kRequest("m_SuperviseFreePhysicalMemorySize", [&] {
-    return watch_size(*engine_,
-                      {f_lngCurrentStepId, f_lngSupervisionId, f_lngPollingPeriod, f_lngGroupPeriod,
-                       f_lngGroupThreshold, f_blnNotifyIfUndetected},
-                      {SupervisionType::free_physical_memory_size, kWhereOperatingSystem,
-                       "TargetInstance.FreePhysicalMemory", kKilobytes},
-                      memory_capacity("TotalVisibleMemorySize"), {f_lngCondition, f_curValue, f_lngUnit});
+    return watch_memory(*engine_,
+                        {f_lngCurrentStepId, f_lngSupervisionId, f_lngPollingPeriod, f_lngGroupPeriod,
+                         f_lngGroupThreshold, f_blnNotifyIfUndetected},
+                        supervision::kFreePhysicalMemorySize, {f_lngCondition, f_curValue, f_lngUnit});
   });
 }
 
@@ -160,12 +141,10 @@ std::int32_t Supervision::m_SuperviseFreeVirtualMemorySize(
     Currency f_curValue, std::int32_t f_lngUnit, std::int32_t f_lngPollingPeriod,
     std::int32_t f_lngGroupPeriod, std::int32_t f_lngGroupThreshold, bool f_blnNotifyIfUndetected) {
   return kRequest("m_SuperviseFreeVirtualMemorySize", [&] {
-    return watch_size(*engine_,
-                      {f_lngCurrentStepId, f_lngSupervisionId, f_lngPollingPeriod, f_lngGroupPeriod,
-                       f_lngGroupThreshold, f_blnNotifyIfUndetected},
-                      {SupervisionType::free_virtual_memory_size, kWhereOperatingSystem,
-                       "TargetInstance.FreeVirtualMemory", kKilobytes},
-                      memory_capacity("TotalVirtualMemorySize"), {f_lngCondition, f_curValue, f_lngUnit});
+    return watch_memory(*engine_,
+                        {f_lngCurrentStepId, f_lngSupervisionId, f_lngPollingPeriod, f_lngGroupPeriod,
+                         f_lngGroupThreshold, f_blnNotifyIfUndetected},
+                        supervision::kFreeVirtualMemorySize, {f_lngCondition, f_curValue, f_lngUnit});
   });
 }
 
@@ -174,12 +153,10 @@ std::int32_t Supervision::m_SuperviseFreePagingFilesSize(
     Currency f_curValue, std::int32_t f_lngUnit, std::int32_t f_lngPollingPeriod,
     std::int32_t f_lngGroupPeriod, std::int32_t f_lngGroupThreshold, bool f_blnNotifyIfUndetected) {
   return kRequest("m_SuperviseFreePagingFilesSize", [&] {
-    return watch_size(*engine_,
-                      {f_lngCurrentStepId, f_lngSupervisionId, f_lngPollingPeriod, f_lngGroupPeriod,
-                       f_lngGroupThreshold, f_blnNotifyIfUndetected},
-                      {SupervisionType::free_paging_files_size, kWhereOperatingSystem,
-                       "TargetInstance.FreeSpaceInPagingFiles", kKilobytes},
-                      memory_capacity("SizeStoredInPagingFiles"), {f_lngCondition, f_curValue, f_lngUnit});
+    return watch_memory(*engine_,
+                        {f_lngCurrentStepId, f_lngSupervisionId, f_lngPollingPeriod, f_lngGroupPeriod,
+                         f_lngGroupThreshold, f_blnNotifyIfUndetected},
+                        supervision::kFreePagingFilesSize, {f_lngCondition, f_curValue, f_lngUnit});
   });
 }
 
@@ -188,13 +165,11 @@ std::int32_t Supervision::m_SuperviseProcessorLoadPercentage(
     std::int32_t f_lngPercentage, std::int32_t f_lngPollingPeriod, std::int32_t f_lngGroupPeriod,
     std::int32_t f_lngGroupThreshold, bool f_blnNotifyIfUndetected) {
   return kRequest("m_SuperviseProcessorLoadPercentage", [&] {
-    return watch_quantity(
-        *engine_,
-        {f_lngCurrentStepId, f_lngSupervisionId, f_lngPollingPeriod, f_lngGroupPeriod, f_lngGroupThreshold,
-         f_blnNotifyIfUndetected},
-        {SupervisionType::processor_load_percentage, "WHERE TargetInstance ISA 'Win32_Processor'",
-         "TargetInstance.LoadPercentage", kBytes},
-        {f_lngCondition, Currency::from_integer(f_lngPercentage), kBytes});
+    return watch_value(*engine_,
+                       {f_lngCurrentStepId, f_lngSupervisionId, f_lngPollingPeriod, f_lngGroupPeriod,
+                        f_lngGroupThreshold, f_blnNotifyIfUndetected},
+                       supervision::kProcessorLoadPercentage, "WHERE TargetInstance ISA 'Win32_Processor'",
+                       {f_lngCondition, Currency::from_integer(f_lngPercentage), kPercent});
   });
 }
 
