@@ -5,7 +5,7 @@
 #include <oleauto.h>
 
 #include "windows/automation/owned_variant.h"
-#include "windows/scripting/failure.h"
+#include "windows/scripting/call_error.h"
 #include "windows/win32/com_ptr.h"
 
 namespace kvwmi::ground {

@@ -8,7 +8,7 @@
 #include <array>
 
 #include "frame/runtime_error.h"
-#include "windows/scripting/failure.h"
+#include "windows/scripting/call_error.h"
 
 namespace kvwmi::ground {
 namespace {

@@ -3,8 +3,8 @@
 #include "frame/runtime_error.h"
 #include "windows/automation/owned_variant.h"
 #include "windows/scripting/automation_list.h"
+#include "windows/scripting/call_error.h"
 #include "windows/scripting/create.h"
-#include "windows/scripting/failure.h"
 #include "windows/scripting/scripting_object.h"
 #include "windows/text/bstr.h"
 

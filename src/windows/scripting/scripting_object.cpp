@@ -5,7 +5,7 @@
 #include "frame/wmi_status.h"
 #include "windows/automation/owned_variant.h"
 #include "windows/scripting/automation_list.h"
-#include "windows/scripting/failure.h"
+#include "windows/scripting/call_error.h"
 #include "windows/text/bstr.h"
 
 namespace kvwmi::ground {

@@ -5,8 +5,8 @@
 #include "frame/diagnostics.h"
 #include "frame/runtime_error.h"
 #include "windows/automation/implements.h"
+#include "windows/scripting/call_error.h"
 #include "windows/scripting/create.h"
-#include "windows/scripting/failure.h"
 #include "windows/scripting/named_value_set.h"
 #include "windows/scripting/scripting_object.h"
 

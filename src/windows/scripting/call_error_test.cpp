@@ -1,4 +1,4 @@
-#include "windows/scripting/failure.h"
+#include "windows/scripting/call_error.h"
 
 #include <gtest/gtest.h>
 
