@@ -6,7 +6,7 @@
 
 #include "frame/text.h"
 #include "wmi/cim/automation.h"
-#include "wmi/failures.h"
+#include "wmi/raising_from.h"
 
 namespace kvwmi::embedded {
 namespace {

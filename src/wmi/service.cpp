@@ -12,7 +12,7 @@
 #include "frame/wmi_status.h"
 #include "wmi/cim/object_path.h"
 #include "wmi/data_query.h"
-#include "wmi/failures.h"
+#include "wmi/raising_from.h"
 
 namespace kvwmi::embedded {
 

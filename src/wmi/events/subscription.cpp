@@ -3,7 +3,7 @@
 #include <utility>
 
 #include "frame/wmi_status.h"
-#include "wmi/failures.h"
+#include "wmi/raising_from.h"
 
 namespace kvwmi::embedded {
 
