@@ -4,7 +4,7 @@
 
 #include <ctime>
 
-#include "frame/public_functions.h"
+#include "frame/wow64.h"
 
 namespace kvwmi {
 namespace {

@@ -5,8 +5,8 @@
 #include "frame/connection.h"
 #include "frame/conversion.h"
 #include "frame/diagnostics.h"
-#include "frame/public_functions.h"
 #include "frame/runtime_error.h"
+#include "frame/wow64.h"
 #include "supervision/event_detail.h"
 #include "supervision/frames.h"
 
@@ -96,7 +96,7 @@ std::int32_t SupervisionEngine::watch(const supervision::Watch& watch,
 
 void SupervisionEngine::AddSupervision(std::int32_t step, std::int32_t supervision,
                                        bool notify_if_undetected) {
-  kRoutine("AddSupervision", [&] { registry_.add(step, supervision, notify_if_undetected); });
+  kRoutine("AddSupervision", [&] { watches_.add(step, supervision, notify_if_undetected); });
 }
 
 void SupervisionEngine::PushEventInfos(std::int32_t step, std::int32_t supervision,
@@ -124,7 +124,7 @@ void SupervisionEngine::PopEventInfos(std::int32_t step, std::int32_t& supervisi
 void SupervisionEngine::PushUndetectedEventInfos() {
   // The tag lacks the "m_" of the method's name; agents match on it.
   kRoutine("PushUndetectedEventInfos", [&] {
-    for (const SupervisionInfos& entry : registry_.entries()) {
+    for (const SupervisionInfos& entry : watches_.entries()) {
       if (!entry.p_blnHasBeenDetected && entry.p_blnNotifyIfUndetected) {
         PushEventInfos(entry.p_lngCurrentStepId, entry.p_lngSupervisionId, "");
       }
@@ -166,7 +166,7 @@ void SupervisionEngine::g_swbemSink_OnObjectReady(wmi::Object& event, const wmi:
   if (!detail) return;
   const std::int32_t step = to_long(wmi::named_value(values, context::kCurrentStepId));
   const std::int32_t supervision = to_long(wmi::named_value(values, context::kSupervisionId));
-  SupervisionInfos* entry = registry_.find(supervision_key(step, supervision));
+  SupervisionInfos* entry = watches_.find(supervision_key(step, supervision));
   if (!entry) return;
   entry->p_blnHasBeenDetected = true;
   if (!entry->p_blnNotifyIfUndetected) Notify(step, supervision, *detail);

@@ -9,9 +9,9 @@
 #include "frame/ground.h"
 #include "supervision/event_queue.h"
 #include "supervision/polled_watches.h"
-#include "supervision/registry.h"
 #include "supervision/supervision_timer.h"
 #include "supervision/supervision_type.h"
+#include "supervision/watch_list.h"
 
 namespace kvwmi {
 
@@ -72,7 +72,7 @@ class SupervisionEngine final : public Polled, public std::enable_shared_from_th
   [[nodiscard]] Ground& ground() const noexcept { return ground_; }
 
   std::string event_name;             ///< of the agent's event, empty for none
-  supervision::PolledWatches polled;  ///< kept after release, like the queue and the registry
+  supervision::PolledWatches polled;  ///< kept after release, like the queue and the list of watches
 
  private:
   [[nodiscard]] static wmi::Services& connected(const std::shared_ptr<wmi::Services>& services);
@@ -84,7 +84,7 @@ class SupervisionEngine final : public Polled, public std::enable_shared_from_th
   std::shared_ptr<wmi::Services> default_;
   std::shared_ptr<wmi::Sink> sink_;
   supervision::EventQueue queue_;
-  supervision::Registry registry_;
+  supervision::WatchList watches_;
 };
 
 }  // namespace kvwmi

@@ -1,8 +1,8 @@
 #include <array>
 #include <string_view>
 
-#include "frame/public_functions.h"
 #include "frame/runtime_error.h"
+#include "frame/wow64.h"
 #include "kvwmi/supervision.h"
 #include "supervision/clauses.h"
 #include "supervision/engine.h"

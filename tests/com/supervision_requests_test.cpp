@@ -11,8 +11,8 @@
 #include <utility>
 #include <vector>
 
-#include "frame/public_functions.h"
 #include "frame/testing/fake_ground.h"
+#include "frame/wow64.h"
 #include "server.h"
 #include "stand_in/class_objects.h"
 #include "stand_in/fake_backend.h"

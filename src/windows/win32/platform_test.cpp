@@ -7,7 +7,7 @@
 #include <chrono>
 #include <thread>
 
-#include "frame/public_functions.h"
+#include "frame/wow64.h"
 #include "kvwmi/message_loop.h"
 #include "windows/win32/clock.h"
 #include "windows/win32/named_events.h"

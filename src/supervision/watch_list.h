@@ -13,7 +13,7 @@ namespace kvwmi::supervision {
 [[nodiscard]] std::string supervision_key(std::int32_t step, std::int32_t supervision);
 
 /// Every supervision asked for, in the order of asking. Entries are never removed.
-class Registry {
+class WatchList {
  public:
   /// Adds an undetected supervision; one that is registered already stays as it is.
   void add(std::int32_t step, std::int32_t supervision, bool notify_if_undetected);

@@ -1,4 +1,4 @@
-#include "frame/public_functions.h"
+#include "frame/wow64.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "supervision/registry.h"
+#include "supervision/watch_list.h"
 
 namespace kvwmi::supervision {
 
@@ -6,7 +6,7 @@ std::string supervision_key(std::int32_t step, std::int32_t supervision) {
   return std::to_string(step) + "." + std::to_string(supervision);
 }
 
-void Registry::add(std::int32_t step, std::int32_t supervision, bool notify_if_undetected) {
+void WatchList::add(std::int32_t step, std::int32_t supervision, bool notify_if_undetected) {
   const auto [position, added] = by_key_.try_emplace(supervision_key(step, supervision), nullptr);
   if (!added) return;
   try {
@@ -22,7 +22,7 @@ void Registry::add(std::int32_t step, std::int32_t supervision, bool notify_if_u
   }
 }
 
-SupervisionInfos* Registry::find(const std::string& key) {
+SupervisionInfos* WatchList::find(const std::string& key) {
   const auto found = by_key_.find(key);
   return found == by_key_.end() ? nullptr : found->second;
 }
