@@ -107,6 +107,11 @@ bool ProcessSource::exists(pid_t pid) const {
   return status && parsers::number_field(*status, "Tgid") == static_cast<std::uint64_t>(pid);
 }
 
+std::vector<pid_t> ProcessSource::existing(std::vector<pid_t> pids) const {
+  std::erase_if(pids, [this](pid_t pid) { return !exists(pid); });
+  return pids;
+}
+
 std::optional<std::string_view> ProcessSource::read_short(pid_t pid, std::string_view file,
                                                           std::span<char> buffer) const {
   return providers::read_short(proc(), ProcessPath(pid, file).c_str(), buffer);

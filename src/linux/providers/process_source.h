@@ -29,6 +29,8 @@ class ProcessSource {
   /// cannot be read.
   [[nodiscard]] std::vector<pid_t> all() const;
   [[nodiscard]] bool exists(pid_t pid) const;
+  /// Those of `pids` that are there.
+  [[nodiscard]] std::vector<pid_t> existing(std::vector<pid_t> pids) const;
 
   /// One read of /proc/PID/`file`, cut at the buffer's end; nullopt for a process that has ended.
   [[nodiscard]] std::optional<std::string_view> read_short(pid_t pid, std::string_view file,
@@ -76,7 +78,8 @@ class ProcessSource {
 /// which got the same number.
 class ProcessFiles {
  public:
-  /// `seen` is the time since boot at which the query found the process.
+  /// `seen` is a time since boot shortly after the query found the process: one that started later is
+  /// another.
   ProcessFiles(std::shared_ptr<const ProcessSource> source, pid_t pid, std::chrono::nanoseconds seen)
       : source_(std::move(source)), pid_(pid), seen_(seen) {}
 

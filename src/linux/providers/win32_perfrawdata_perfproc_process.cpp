@@ -45,22 +45,27 @@ struct Source {
 /// What the rows of one query share; each may come to a thread of its own.
 class Shared {
  public:
-  explicit Shared(std::shared_ptr<Source> source)
-      : source_(std::move(source)), seen_(source_->machine().boot_time()) {}
+  explicit Shared(std::shared_ptr<Source> source) : source_(std::move(source)) {}
 
   [[nodiscard]] const Source& source() const noexcept { return *source_; }
-  [[nodiscard]] std::chrono::nanoseconds seen() const noexcept { return seen_; }
 
+  struct Found {
+    std::vector<pid_t> pids;
+    std::chrono::nanoseconds seen;
+  };
   /// Every process: the one pass over /proc of the query, made where a row needs it.
-  const std::vector<pid_t>& pids() {
-    std::call_once(pids_once_, [&] { pids_ = source_->processes->all(); });
-    return pids_;
+  const Found& all() {
+    std::call_once(all_once_, [&] { all_ = seen_now(source_->processes->all()); });
+    return all_;
+  }
+  [[nodiscard]] Found existing(std::vector<pid_t> pids) const {
+    return seen_now(source_->processes->existing(std::move(pids)));
   }
   /// Needs a look at all processes, made at most once in a query and only for rows found by number.
   const std::map<pid_t, std::string>& names() {
     std::call_once(names_once_, [&] {
       InstanceNames names;
-      for (const pid_t pid : pids()) {
+      for (const pid_t pid : all().pids) {
         if (const auto name = source_->processes->name(pid)) names_[pid] = names.next(*name);
       }
     });
@@ -68,10 +73,13 @@ class Shared {
   }
 
  private:
+  [[nodiscard]] Found seen_now(std::vector<pid_t> pids) const {
+    return {std::move(pids), source_->machine().boot_time()};
+  }
+
   std::shared_ptr<Source> source_;
-  std::chrono::nanoseconds seen_;
-  std::once_flag pids_once_;
-  std::vector<pid_t> pids_;
+  std::once_flag all_once_;
+  Found all_;
   std::once_flag names_once_;
   std::map<pid_t, std::string> names_;
 };
@@ -80,11 +88,12 @@ enum class Kind : std::uint8_t { process, idle, total };
 
 class Row final : public cim::Instance {
  public:
-  Row(const cim::Class& schema, std::shared_ptr<Shared> shared, Kind kind, pid_t pid = 0)
+  Row(const cim::Class& schema, std::shared_ptr<Shared> shared, Kind kind, pid_t pid = 0,
+      std::chrono::nanoseconds seen = {})
       : Instance(schema),
         shared_(std::move(shared)),
         kind_(kind),
-        files_(shared_->source().processes, pid, shared_->seen()) {}
+        files_(shared_->source().processes, pid, seen) {}
 
   Value name() {
     if (kind_ == Kind::total) return Value(std::string(kTotalName));
@@ -180,8 +189,10 @@ class Row final : public cim::Instance {
   /// What a total is the sum of. Kept, so that all its sums together read each file once.
   const std::vector<std::unique_ptr<Row>>& processes() {
     if (processes_.empty()) {
-      for (const pid_t pid : shared_->pids())
-        processes_.push_back(std::make_unique<Row>(schema(), shared_, Kind::process, pid));
+      const auto& [pids, seen] = shared_->all();
+      for (const pid_t pid : pids) {
+        processes_.push_back(std::make_unique<Row>(schema(), shared_, Kind::process, pid, seen));
+      }
     }
     return processes_;
   }
@@ -352,11 +363,12 @@ class Win32PerfRawDataPerfProcProcess final : public embedded::Provider {
     const bool walk = wanted.all || !wanted.names.empty();
     const bool name_them = !wanted.names.empty() || (wanted.all && needs_names);
     InstanceNames names;
-    for (const pid_t pid : walk ? shared->pids() : wanted.pids) {
+    const auto [pids, seen] = walk ? shared->all() : shared->existing(wanted.pids);
+    for (const pid_t pid : pids) {
       std::optional<std::string> name;
       if (name_them) name = source_->processes->name_among(pid, wanted.names);
-      if (!wanted.all && !name && !(wanted.has(pid) && source_->processes->exists(pid))) continue;
-      auto row = std::make_shared<Row>(kSchema, shared, Kind::process, pid);
+      if (!wanted.all && !name && !wanted.has(pid)) continue;
+      auto row = std::make_shared<Row>(kSchema, shared, Kind::process, pid, seen);
       if (name) row->set(kName, Value(names.next(*name)));
       if (!sink(std::move(row))) return;
     }

@@ -26,13 +26,14 @@ class RecordedCounters : public ::testing::Test {
     };
     provider = providers::make_win32_perfrawdata_perfproc_process(machine);
   }
-  void add(int pid, const std::string& comm, const std::string& ticks, int threads) {
+  void add(int pid, const std::string& comm, const std::string& ticks, int threads, int start = 5) {
     const std::string folder = "/proc/" + std::to_string(pid);
     machine.write(folder + "/comm", comm + "\n");
     machine.write(folder + "/status", "Tgid:\t" + std::to_string(pid) + "\nVmHWM:\t 40 kB\n");
     machine.write(folder + "/statm", "100 10 0 0 0 0 0\n");
     machine.write(folder + "/stat", std::to_string(pid) + " (" + comm + ") S 1 1 1 0 -1 4194304 5 0 2 0 " +
-                                        ticks + " 0 0 20 0 " + std::to_string(threads) + " 0 5 4096 1 0\n");
+                                        ticks + " 0 0 20 0 " + std::to_string(threads) + " 0 " +
+                                        std::to_string(start) + " 4096 1 0\n");
   }
   std::vector<std::string> names(const std::vector<embedded::Equality>& any_of) {
     return texts_of(rows_of(*provider, any_of), "Name");
@@ -91,6 +92,36 @@ TEST_F(RecordedCounters, TotalIsTheSumOfAllProcesses) {
   EXPECT_EQ(number_of(*total, "PercentUserTime"), (250U + 10 + 20 + 7 + 30) * 100'000);
   const auto idle = rows_of(*provider, {named("Idle")}).at(0);
   EXPECT_EQ(number_of(*idle, "ThreadCount"), 0U);
+}
+
+TEST_F(RecordedCounters, OneThatIsForkedWhileTheyAreListedIsNotTakenForAnother) {
+  const auto fork_once = [&, forked = false]() mutable {
+    const auto now = machine.booted;
+    if (!std::exchange(forked, true)) {
+      add(60, "late", "1 1", 4, 100'002);  // two ticks after this look at the clock
+      machine.booted += std::chrono::milliseconds(50);
+    }
+    return now;
+  };
+  const std::vector<embedded::Equality> all;
+  for (const auto& wanted : {all, {named("late")}, {numbered(60)}}) {
+    machine.remove("/proc/60");
+    machine.booted = std::chrono::seconds(1000);
+    machine.boot_time = fork_once;
+    for (const char* when : {"meanwhile", "before"}) {
+      for (const auto& row : rows_of(*provider, wanted)) {
+        EXPECT_FALSE(get(*row, "ThreadCount").is_null()) << number_of(*row, "IDProcess") << " " << when;
+      }
+    }
+    EXPECT_EQ(rows_of(*provider, {numbered(60)}).size(), 1U);
+  }
+}
+
+TEST_F(RecordedCounters, ATotalIsOfThoseThatAreThereWhenItIsRead) {
+  const auto total = rows_of(*provider, {named("_Total")}).at(0);
+  machine.booted += std::chrono::seconds(1);
+  add(60, "late", "1 1", 4, 100'050);
+  EXPECT_EQ(number_of(*total, "ThreadCount"), 12U);
 }
 
 TEST_F(RecordedCounters, TimestampsAndFrequencies) {

@@ -251,10 +251,10 @@ class Win32Process final : public embedded::Provider {
   const cim::Class& schema() const override { return kSchema; }
 
   void enumerate(const embedded::Request& request, const embedded::RowSink& sink) override {
-    const std::chrono::nanoseconds seen = source_->machine().boot_time();
     const Wanted wanted = wanted_by(request);
     const bool walk = request.any_of.empty() || !wanted.names.empty();
-    const std::vector<pid_t> pids = walk ? source_->all() : existing(wanted.pids);
+    const std::vector<pid_t> pids = walk ? source_->all() : source_->existing(wanted.pids);
+    const std::chrono::nanoseconds seen = source_->machine().boot_time();
     for (const pid_t pid : pids) {
       std::optional<std::string> name;
       const bool by_pid = std::binary_search(wanted.pids.begin(), wanted.pids.end(), pid);
@@ -306,11 +306,6 @@ class Win32Process final : public embedded::Provider {
     std::sort(wanted.pids.begin(), wanted.pids.end());
     wanted.pids.erase(std::unique(wanted.pids.begin(), wanted.pids.end()), wanted.pids.end());
     return wanted;
-  }
-
-  std::vector<pid_t> existing(std::vector<pid_t> pids) const {
-    std::erase_if(pids, [&](pid_t pid) { return !source_->exists(pid); });
-    return pids;
   }
 
   /// Forks since boot and threads at present: the kernel changes both at the very moment at which a process

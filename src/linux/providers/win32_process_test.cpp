@@ -222,6 +222,31 @@ TEST_F(RecordedProcesses, WhatCouldNotBeOpenedAtTheBeginningIsOpenedLater) {
   EXPECT_TRUE(provider->change_token(handle));
 }
 
+TEST_F(RecordedProcesses, OneThatIsForkedWhileTheyAreListedIsNotTakenForAnother) {
+  const auto fork_once = [&, forked = false]() mutable {
+    const auto now = machine.booted;
+    if (!std::exchange(forked, true)) {
+      // Two ticks after this look at the clock.
+      add(150, "late", "150 (late) S 1 150 150 0 -1 0 9 0 0 0 7 8 0 0 20 0 1 0 100002 0 0 0");
+      machine.write("/proc/150/status", "Name:\tlate\nTgid:\t150\n");
+      machine.booted += std::chrono::milliseconds(50);
+    }
+    return now;
+  };
+  const std::vector<embedded::Equality> all;
+  for (const auto& wanted : {all, {named("late")}, {numbered(150)}}) {
+    machine.remove("/proc/150");
+    machine.booted = std::chrono::seconds(1000);
+    machine.boot_time = fork_once;
+    for (const char* when : {"meanwhile", "before"}) {
+      for (const auto& row : rows_of(*provider, wanted)) {
+        EXPECT_FALSE(get(*row, "ThreadCount").is_null()) << text_of(*row, "Handle") << " " << when;
+      }
+    }
+    EXPECT_EQ(handles(wanted).back(), "150");
+  }
+}
+
 TEST_F(RecordedProcesses, NumberOfAThreadIsNoProcess) {
   machine.write("/proc/141/status", "Name:\tx\nTgid:\t140\n");
   EXPECT_EQ(handles({numbered(141)}), std::vector<std::string>{});
