@@ -17,7 +17,8 @@ std::optional<std::uint64_t> number_line(const std::string& folder, std::string_
   // The kernel shows a current that flows out as a negative number on some machines.
   const auto number = parsers::to_number<std::int64_t>(line(folder, file));
   if (!number) return std::nullopt;
-  return static_cast<std::uint64_t>(*number < 0 ? -*number : *number);
+  const auto bits = static_cast<std::uint64_t>(*number);
+  return *number < 0 ? 0 - bits : bits;
 }
 
 std::string kernel_name(const std::string& folder) {

@@ -118,6 +118,11 @@ TEST_F(RecordedBattery, ContentsToldAsChargeAreTurnedIntoEnergy) {
   EXPECT_EQ(text_of(*row, "Status"), "Degraded") << "less than half is left";
 }
 
+TEST_F(RecordedBattery, TheLeastNumberHasASizeToo) {
+  supply("BAT0/voltage_min_design", "-9223372036854775808");
+  EXPECT_EQ(number_of(*battery(), "DesignVoltage"), 9223372036854775U);
+}
+
 TEST_F(RecordedBattery, TimeToFull) {
   supply("BAT0/status", "Charging");
   supply("BAT0/time_to_full_now", "1800");
