@@ -63,8 +63,7 @@ std::optional<ProcessStat> parse_process_stat(std::string_view text) {
     while (count-- > 0) static_cast<void>(take_word(rest));
   };
   take(stat.parent);
-  skip(4);  // process group, session, terminal, its process group
-  take(stat.flags);
+  skip(5);  // process group, session, terminal, its process group, flags
   take(stat.minor_faults);
   skip(1);
   take(stat.major_faults);

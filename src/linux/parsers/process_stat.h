@@ -14,7 +14,6 @@ struct ProcessStat {
   std::string_view comm;  ///< into the parsed text; at most 15 bytes, longer for kernel threads
   char state = '?';
   std::uint64_t parent = 0;
-  std::uint64_t flags = 0;
   std::uint64_t minor_faults = 0;
   std::uint64_t major_faults = 0;
   std::uint64_t user_ticks = 0;
@@ -25,7 +24,6 @@ struct ProcessStat {
   std::uint64_t start_ticks = 0;   ///< since boot
   std::uint64_t virtual_size = 0;  ///< bytes
 
-  [[nodiscard]] bool is_kernel_thread() const { return (flags & 0x00200000U) != 0; }
   /// Whether it has ended and nobody has collected it yet: a zombie.
   [[nodiscard]] bool has_ended() const { return state == 'Z' || state == 'X'; }
 };

@@ -15,7 +15,6 @@ TEST(ProcessStat, TakesTheNumbersBehindTheLastBracketOfTheName) {
   EXPECT_EQ(stat->comm, "Web (2) x");
   EXPECT_EQ(stat->state, 'S');
   EXPECT_EQ(stat->parent, 1U);
-  EXPECT_EQ(stat->flags, 4194304U);
   EXPECT_EQ(stat->minor_faults, 120U);
   EXPECT_EQ(stat->major_faults, 7U);
   EXPECT_EQ(stat->user_ticks, 250U);
@@ -25,7 +24,6 @@ TEST(ProcessStat, TakesTheNumbersBehindTheLastBracketOfTheName) {
   EXPECT_EQ(stat->threads, 3U);
   EXPECT_EQ(stat->start_ticks, 98765U);
   EXPECT_EQ(stat->virtual_size, 10485760U);
-  EXPECT_FALSE(stat->is_kernel_thread());
 }
 
 TEST(ProcessStat, RefusesWhatIsCutOrNoStat) {
