@@ -86,10 +86,11 @@ int read_all(wmi::Services& services, const std::string& name) {
 
 TEST(LocalService, EveryPropertyOfEveryRowCanBeRead) {
   const auto services = connect();
-  for (const char* name : {"Win32_Battery", "Win32_LogicalDisk", "Win32_OperatingSystem", "Win32_Process",
-                           "Win32_Processor", "Win32_PerfRawData_PerfProc_Process"}) {
-    read_all(*services, name);
+  for (const char* name : {"Win32_LogicalDisk", "Win32_OperatingSystem", "Win32_Process", "Win32_Processor",
+                           "Win32_PerfRawData_PerfProc_Process"}) {
+    EXPECT_GT(read_all(*services, name), 0) << name;
   }
+  read_all(*services, "Win32_Battery");  // which not every machine has
 }
 
 TEST(LocalService, EveryPropertyOfEveryServiceCanBeReadWhereAManagerAnswers) {
