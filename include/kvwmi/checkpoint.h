@@ -26,6 +26,7 @@ class KVWMI_API CheckPoint {
   /// Connects to WMI. Where WMI's scripting component is absent the Description is "WMI not installed"; a
   /// failure carries the tag "KVWMI : CheckPoint.Class_Initialize".
   CheckPoint();
+  /// For the component's own doors and tests.
   explicit CheckPoint(Ground& ground);
   ~CheckPoint();
   CheckPoint(const CheckPoint&) = delete;

@@ -23,14 +23,17 @@ class SupervisionEngine;
 /// A copy is one more reference to the same engine. An initialised engine stays alive, and keeps watching,
 /// until `m_Release` has been called, also without any reference to it.
 ///
-/// Failures raise Error with Number 0x8004020F and one line "KVWMI : Supervision." + method in Source; the
-/// queue operations keep the inner number. Requests return 0. Those that WMI serves fail before
+/// Failures raise Error with Number 0x8004020F; Source has a line "KVWMI : Supervision." + routine for each
+/// that they came through, the method's own last; the queue operations keep the inner number. Requests return
+/// 0. Those that WMI serves fail before
 /// `m_Initialize` and after `m_Release`. A request that WMI refuses is not registered; queries that it made
 /// before the refused one stay subscribed, and nothing comes of their events.
 ///
 /// Common arguments of the requests:
-/// - `f_lngPollingPeriod`: seconds between two looks at the machine;
-/// - `f_lngGroupPeriod`: seconds over which events are gathered into one, 0 for no gathering;
+/// - `f_lngPollingPeriod`: whole seconds between two looks at the machine, 1 or more; WMI refuses another one
+///   ("Invalid query " for 0, "Unparsable query. " for a negative one);
+/// - `f_lngGroupPeriod`: whole seconds over which events are gathered into one, 0 for no gathering; WMI
+///   refuses a negative one;
 /// - `f_lngGroupThreshold`: events that a group must have at least to be reported, 0 for any;
 /// - `f_blnNotifyIfUndetected`: report at `m_PushUndetectedEventInfos` that the watch did not fire, instead
 ///   of reporting that it did. A polled watch reports both.
@@ -41,7 +44,7 @@ class KVWMI_API Supervision {
  public:
   /// Connects to nothing yet, so it cannot fail for lack of WMI.
   Supervision();
-  /// `companion` lives as long as the engine and the timer that it has started, so possibly longer than every
+  /// For the component's own doors and tests; programs take the one above. `companion` lives as long as the engine and the timer that it has started, so possibly longer than every
   /// reference: for example a lock on the module that holds their code.
   explicit Supervision(Ground& ground, std::shared_ptr<void> companion = nullptr);
   Supervision(const Supervision&);
@@ -124,7 +127,8 @@ class KVWMI_API Supervision {
                                               std::int32_t f_lngGroupPeriod = 0,
                                               std::int32_t f_lngGroupThreshold = 0,
                                               bool f_blnNotifyIfUndetected = false);
-  /// Load of each processor, in percent. Detail "Value: 12 %".
+  /// Load of each processor, in whole percent from 0 to 100, compared with `f_lngPercentage`, which may be any
+  /// number. Detail "Value: 12 %".
   std::int32_t m_SuperviseProcessorLoadPercentage(
       std::int32_t f_lngCurrentStepId, std::int32_t f_lngSupervisionId, std::int32_t f_lngCondition,
       std::int32_t f_lngPercentage, std::int32_t f_lngPollingPeriod = 5, std::int32_t f_lngGroupPeriod = 0,

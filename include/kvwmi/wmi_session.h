@@ -50,6 +50,7 @@ class KVWMI_API WmiSession {
  public:
   /// Connects. Where WMI's scripting component is absent the Description is "WMI not installed".
   explicit WmiSession(const std::string& name_space = R"(root\CIMV2)");
+  /// For the component's own doors and tests.
   explicit WmiSession(Ground& ground, const std::string& name_space = R"(root\CIMV2)");
   ~WmiSession();
   WmiSession(const WmiSession&) = delete;
