@@ -266,6 +266,7 @@ auto X11Windows::ask(const Question& question) {
   } catch (const Error&) {
     // Requests that it does not read would pile up, and xcb waits for ever to send more than the socket
     // holds.
+    connection_ = {};
     throw;
   }
 }
