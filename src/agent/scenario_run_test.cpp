@@ -192,8 +192,7 @@ TEST_F(ScenarioRunTest, UndetectedWatchesAreAskedFor) {
 
 // A thread of Windows may take in events while it waits for the answer to a query.
 TEST_F(ScenarioRunTest, AnEventThatArrivesDuringACheckIsNoAbsence) {
-  auto& wmi = fake_local_ground().wmi;
-  wmi.meanwhile = [&wmi] {
+  wmi.meanwhile = [this] {
     FakeObject event(
         {{"TargetInstance",
           wmi::Value(std::shared_ptr<wmi::Object>(std::make_shared<FakeObject>(wmi::NamedValues{})))}},

@@ -4,6 +4,7 @@
 
 #include <csignal>
 #include <limits>
+#include <memory>
 #include <regex>
 #include <sstream>
 #include <string>
@@ -12,6 +13,7 @@
 
 #include "agent/command.h"
 #include "frame/testing/local_ground.h"
+#include "frame/wmi_status.h"
 
 namespace kvwmi::testing {
 
@@ -20,20 +22,22 @@ class AgentFixture : public ::testing::Test {
  protected:
   AgentFixture() {
     std::signal(SIGINT, SIG_DFL);  // a shell's background command ignores it
-    fake_local_ground().wmi = FakeWmi();
+    wmi = FakeWmi();
     fake_local_ground().fake_named_events.signalled.clear();
     fake_messages().clear();
   }
+
+  FakeWmi& wmi = fake_local_ground().wmi;
 
   struct Result {
     int status;
     std::string out;
     std::string err;
   };
-  static Result run_agent(std::vector<std::string> arguments) {
+  static Result run_agent(std::vector<std::string> arguments, agent::Console::Style style = {}) {
     std::ostringstream out;
     std::ostringstream err;
-    const int status = agent::run_agent(std::move(arguments), out, err, {});
+    const int status = agent::run_agent(std::move(arguments), out, err, style);
     return {status, out.str(), err.str()};
   }
 
@@ -46,6 +50,19 @@ class AgentFixture : public ::testing::Test {
     return {status, unread.written, err.str()};
   }
 
+  static std::shared_ptr<FakeObject> object(wmi::NamedValues values, std::string class_name = "") {
+    return std::make_shared<FakeObject>(std::move(values), std::move(class_name));
+  }
+  static std::shared_ptr<FakeObject> class_object(wmi::NamedValues values, std::string name) {
+    auto result = object(std::move(values), std::move(name));
+    result->genus = 1;
+    return result;
+  }
+  void refuse(const std::string& query, std::size_t offset, const std::string& message) {
+    wmi.errors.insert_or_assign(query, wmi::wmi_error(wmi::Status::invalid_query, wmi::source::kServices)
+                                           .with_diagnostic({query, offset, message}));
+  }
+
   static constexpr std::size_t kLatest = std::numeric_limits<std::size_t>::max();
   /// An event of a subscription, counted in the order in which they are made.
   static void post_event(wmi::NamedValues target = {}, std::size_t subscription = kLatest) {
@@ -53,10 +70,10 @@ class AgentFixture : public ::testing::Test {
       FakeObject event({{"TargetInstance",
                          wmi::Value(std::shared_ptr<wmi::Object>(std::make_shared<FakeObject>(target)))}},
                        "__InstanceModificationEvent");
-      auto& wmi = fake_local_ground().wmi;
+      auto& machine = fake_local_ground().wmi;
       const auto& asked =
-          subscription == kLatest ? wmi.subscriptions.back() : wmi.subscriptions.at(subscription);
-      ASSERT_EQ(wmi.fire(asked.query, event), 1);
+          subscription == kLatest ? machine.subscriptions.back() : machine.subscriptions.at(subscription);
+      ASSERT_EQ(machine.fire(asked.query, event), 1);
     });
   }
   static void post_interrupt() {
