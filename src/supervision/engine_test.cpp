@@ -182,6 +182,21 @@ TEST_F(EngineTest, ReleaseWithoutInitializeIsHarmless) {
   EXPECT_EQ(pop(supervision, 7), kNothing);
 }
 
+// m_Release adds no line and no number of its own.
+TEST_F(EngineTest, AnErrorOfTheReleaseGoesToTheCallerAsItIs) {
+  initialise();
+  supervision.m_SuperviseWindow(7, 3, "Title");
+  ground.fake_timers.kill_error = Error(5, "kernel", "denied");
+  const Error error = error_of([&] { supervision.m_Release(); });
+  EXPECT_EQ(error.number(), 5);
+  EXPECT_EQ(error.source(),
+            "kernel\r\n\tKVWMI : SupervisionTimer.StopSupervisionPolling"
+            "\r\n\tKVWMI : SupervisionTimer.DetachSupervisionPollingTimer");
+  EXPECT_EQ(error.description(), "denied");
+  ground.fake_timers.kill_error.reset();
+  supervision.m_Release();
+}
+
 TEST_F(EngineTest, EngineMayBeInitialisedAgainAfterRelease) {
   initialise();
   supervision.m_Release();

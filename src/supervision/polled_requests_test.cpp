@@ -198,6 +198,14 @@ TEST_F(PolledTest, FirstTickOfAnEngineRecordsTheInterfacesSilently) {
   EXPECT_EQ(drain(), 1);
 }
 
+TEST_F(PolledTest, FirstTickOfAnEngineReportsNoEndOfAGroup) {
+  supervision.m_SuperviseNetworkInterfaces(7, 1, "def", true, true, 1, 1);
+  tick_after(5s);
+  EXPECT_EQ(drain(), 0);
+  tick_after(1s);
+  EXPECT_EQ(drain(), 1) << "without a threshold the end of a group is reported";
+}
+
 // Only records that exist at the engine's first tick are checked silently once.
 TEST_F(PolledTest, InterfaceWatchAddedAfterTheFirstTickReportsAtOnce) {
   supervision.m_SuperviseWindow(7, 1, "Title");
