@@ -93,7 +93,8 @@ class Runner {
     pump(result, Clock::now() + step.limit, console_.live() || process, met);
     if (stop_asked(console_)) return Ending::stopped;
     if (step.undetected) {
-      take(false);  // what came while nothing waited is no absence
+      session_.catch_up();
+      take(false);
       session_.supervision().m_PushUndetectedEventInfos();
       take(true);
     }

@@ -210,6 +210,15 @@ TEST_F(ScenarioRunTest, AnEventThatArrivesDuringACheckIsNoAbsence) {
             "   1  ok      0.0 s  1 process \"a\"       1\n");
 }
 
+// Elsewhere it waits in the thread's loop, which nothing runs until the step's end.
+TEST_F(ScenarioRunTest, AnEventThatWaitsInTheLoopIsNoAbsence) {
+  wmi.meanwhile = [] { post_event(); };
+  const Result result = run(
+      R"({"steps": [{"watches": [{"watch": "process", "name": "a", "start": true, "if-undetected": true}],
+                     "checks": [{"check": "service-exists", "name": "x"}], "undetected": true}]})");
+  EXPECT_EQ(result.out.find("has not fired"), std::string::npos) << result.out;
+}
+
 TEST_F(ScenarioRunTest, CheckThatAnswersSomethingElseIsMissed) {
   const Result result =
       run(R"({"steps": [{"checks": [{"check": "service-exists", "name": "x", "expect": true}]}]})");

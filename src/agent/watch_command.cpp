@@ -84,6 +84,8 @@ class WatchCommand final : public Command {
       show(session, what, console, false);
     }
     if (request.notify_if_undetected) {
+      session.catch_up();
+      show(session, what, console, false);
       session.supervision().m_PushUndetectedEventInfos();
       show(session, what, console, true);
     }

@@ -33,6 +33,9 @@ class WatchSession {
   /// Runs the thread's message loop until the component signals a record, there is a new failure, the user
   /// interrupts, or the time has come; whichever is first.
   void wait(std::chrono::steady_clock::time_point deadline);
+  /// Handles what waits in the thread's message loop by now: an event that has come is no absence, though
+  /// nothing has waited for it.
+  void catch_up();
   /// All records of a step; the caller knows whether they came of asking for watches that have not fired.
   [[nodiscard]] std::vector<WatchEvent> drain(std::int32_t step, bool undetected = false);
   /// Errors without a caller to be told since the last call: a poll that failed, an event that could not be
