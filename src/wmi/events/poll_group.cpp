@@ -11,13 +11,6 @@
 namespace kvwmi::embedded {
 namespace {
 
-/// Properties that belong to a row's identity may change without a trace soon after its beginning: a kernel
-/// thread is forked first and named then. So a change token counts only after polls without newcomers.
-constexpr unsigned kPollsToSettle = 2;
-/// Where only the coming and going of rows is vouched for, they may also do so later, though seldom (a
-/// process executes another program). So such a token does not always count.
-constexpr unsigned kMostSkippedPolls = 9;
-
 constexpr std::uint8_t bit(Change change) {
   return static_cast<std::uint8_t>(change);
 }
@@ -34,21 +27,14 @@ std::string_view event_class_name(Change change) {
   return "__InstanceModificationEvent";
 }
 
-/// Whether equal values of the property have equal texts: references and datetimes are compared by meaning.
-bool can_be_looked_up(const cim::Property& property) {
-  using cim::CimType;
-  return !property.is_array() && property.type != CimType::reference && property.type != CimType::datetime &&
-         property.type != CimType::object && property.type != CimType::real32 &&
-         property.type != CimType::real64;
-}
-
 }  // namespace
 
 PollGroup::PollGroup(PollScope scope, std::shared_ptr<const EventSettings> settings)
     : scope_(std::move(scope)),
       schema_(scope_.provider->schema()),
       remembered_class_(std::make_shared<const RememberedClass>(schema_, scope_.provider)),
-      settings_(std::move(settings)) {
+      settings_(std::move(settings)),
+      parts_(schema_) {
   for (std::size_t column = 0; column < schema_.properties.size(); ++column) {
     if (schema_.properties[column].is_key()) keys_.push_back(column);
     if (schema_.properties[column].identifies()) identity_.push_back(column);
@@ -85,35 +71,35 @@ void PollGroup::work(TimePoint now) {
     newcomers.swap(newcomers_);
   }
   if (!newcomers.empty()) admit(std::move(newcomers), now);
-  if (!parts_.empty() && next_poll_ <= now) {
+  if (!parts_.all().empty() && next_poll_ <= now) {
     next_poll_ = after(now);
     poll(now);
   }
-  for (Part* part : grouped_) part->subscription->close_groups(now);
+  for (const Part* part : parts_.grouped()) part->subscription->close_groups(now);
 }
 
 /// False where nobody wants the group any more; otherwise it is known from here on when it is due.
 bool PollGroup::plan_or_retire() {
   TimePoint due = next_poll_;
-  for (const Part* part : grouped_) {
+  for (const Part* part : parts_.grouped()) {
     if (const auto end = part->subscription->aggregation->due()) due = std::min(due, *end);
   }
   const std::scoped_lock lock(door_);
   due_ = due;
-  retired_ = parts_.empty() && newcomers_.empty();
+  retired_ = parts_.all().empty() && newcomers_.empty();
   return !retired_;
 }
 
 /// For the newcomers this poll only tells what is there; the others receive what has changed up to now.
 void PollGroup::admit(std::vector<Newcomer> newcomers, TimePoint now) {
-  const std::size_t before = parts_.size();
+  const std::size_t before = parts_.all().size();
   std::exception_ptr failure;
   try {
     bool rows_needed = !has_baseline_;
     for (Newcomer& newcomer : newcomers) {
       if (newcomer.part.subscription->is_live() && take(std::move(newcomer.part))) rows_needed = true;
     }
-    if (rows_needed || compare_tokens() == Vouched::nothing) enumerate();
+    if (rows_needed || ask_provider() == SkipPolicy::Vouched::nothing) enumerate();
     if (before == 0) next_poll_ = after(now);
   } catch (...) {
     failure = std::current_exception();
@@ -121,21 +107,16 @@ void PollGroup::admit(std::vector<Newcomer> newcomers, TimePoint now) {
   // First of all: whatever fails after this, nobody waits in vain.
   for (const Newcomer& newcomer : newcomers) newcomer.admission->arrive(failure);
   if (failure) {
-    parts_.erase(parts_.begin() + static_cast<std::ptrdiff_t>(before), parts_.end());
-    rebuild();
+    parts_.shrink(before);
+    choose_columns();
   }
   deliver(now);
 }
 
 /// Whether rows have to be read for the new part's sake.
 bool PollGroup::take(SubscriptionPart subscription) {
-  parts_.push_back(std::make_unique<Part>(std::move(subscription)));
-  Part& part = *parts_.back();
-  part.equalities = part.condition.equalities([&](std::size_t slot) {
-    return slot < schema_.properties.size() && can_be_looked_up(schema_.properties[slot]);
-  });
+  const Part& part = parts_.add(std::move(subscription));
   const bool more_columns = extend_columns(part);
-  insert(part);
   ++version_;
   return more_columns || (part.changes & bit(Change::modification)) != 0 ||
          !std::all_of(part.used.begin(), part.used.end(), [&](std::size_t c) { return base_->contains(c); });
@@ -147,35 +128,13 @@ TimePoint PollGroup::after(TimePoint now) const {
 }
 
 void PollGroup::purge() {
-  const auto gone = [](const std::unique_ptr<Part>& part) { return !part->subscription->is_live(); };
-  if (std::erase_if(parts_, gone) > 0) rebuild();
+  if (parts_.erase_if([](const Part& part) { return !part.subscription->is_live(); })) choose_columns();
 }
 
-void PollGroup::insert(Part& part) {
-  if (part.subscription->aggregation) grouped_.push_back(&part);
-  if (!part.equalities) {
-    unindexed_.push_back(&part);
-    return;
-  }
-  for (const wql::SlotEquality& equality : *part.equalities) {
-    auto index = std::find_if(indexes_.begin(), indexes_.end(),
-                              [&](const Index& other) { return other.column == equality.slot; });
-    if (index == indexes_.end()) index = indexes_.insert(index, {equality.slot, {}});
-    auto& parts = index->parts[key_text(equality.constant)];
-    if (parts.empty() || parts.back() != &part) parts.push_back(&part);
-  }
-}
-
-/// Makes everything anew that is made of the parts.
-void PollGroup::rebuild() {
-  indexes_.clear();
-  unindexed_.clear();
-  grouped_.clear();
+/// Chooses anew what is kept of the rows, by the parts that there are.
+void PollGroup::choose_columns() {
   choose_first_columns();
-  for (const auto& part : parts_) {
-    static_cast<void>(extend_columns(*part));
-    insert(*part);
-  }
+  for (const auto& part : parts_.all()) static_cast<void>(extend_columns(*part));
   ++version_;
 }
 
@@ -198,8 +157,7 @@ void PollGroup::choose_first_columns() {
   has_wide_ = false;
   has_modifications_ = false;
   rows_suffice_ = true;
-  token_.forget();
-  row_token_.forget();
+  skip_policy_.forget();
 }
 
 /// Whether more has to be kept of the rows for `part`'s sake.
@@ -211,7 +169,7 @@ bool PollGroup::extend_columns(const Part& part) {
     std::vector<std::size_t> list = columns->list();
     list.insert(list.end(), more.begin(), more.end());
     columns = std::make_shared<const Columns>(std::move(list), count);
-    token_.forget();
+    skip_policy_.forget_kept();
     return true;
   };
   std::vector<std::size_t> of_all;
@@ -237,35 +195,17 @@ bool PollGroup::extend_columns(const Part& part) {
 
 void PollGroup::poll(TimePoint now) {
   try {
-    if (!take_leave_to_skip(compare_tokens())) enumerate();
+    if (!skip_policy_.may_skip(ask_provider(), rows_suffice_)) enumerate();
     failing_ = false;
   } catch (const std::exception&) {
-    token_.forget();
-    row_token_.forget();
+    skip_policy_.forget();
     if (!std::exchange(failing_, true)) settings_->report_current();
   }
   deliver(now);
 }
 
-/// What the provider vouches for since it was last asked.
-PollGroup::Vouched PollGroup::compare_tokens() {
-  const auto& watched = kept_all_ ? all_ : has_wide_ ? wide_ : base_;
-  if (std::exchange(token_columns_, watched) != watched) token_.forget();
-  const auto token = scope_.provider->change_token(watched->list());
-  if (token_.same_as_last(token)) return Vouched::everything;
-  if (token) return Vouched::nothing;
-  const bool same_rows = row_token_.same_as_last(scope_.provider->change_token(keys_));
-  return same_rows ? Vouched::rows : Vouched::nothing;
-}
-
-/// Whether this poll may do without the rows; how often that may go on is counted here.
-bool PollGroup::take_leave_to_skip(Vouched vouched) {
-  if (vouched == Vouched::nothing || (vouched == Vouched::rows && !rows_suffice_)) return false;
-  if (restless_polls_ > 0) {
-    --restless_polls_;
-    return false;
-  }
-  return vouched == Vouched::everything || skipped_polls_++ < kMostSkippedPolls;
+SkipPolicy::Vouched PollGroup::ask_provider() {
+  return skip_policy_.ask(*scope_.provider, kept_all_ ? all_ : has_wide_ ? wide_ : base_, keys_);
 }
 
 void PollGroup::enumerate() {
@@ -274,7 +214,7 @@ void PollGroup::enumerate() {
   appeared_ = false;
   unkeyed_ = 0;
   kept_all_ = false;
-  skipped_polls_ = 0;
+  skip_policy_.rows_are_read();
   std::exception_ptr failure;
   bool all_are_known = true;
   scope_.provider->enumerate({scope_.any_of, base_->list()}, [&](const std::shared_ptr<cim::Instance>& row) {
@@ -293,7 +233,7 @@ void PollGroup::enumerate() {
   });
   // A row without a name may be any of those that were not seen.
   if (all_are_known) remove_unseen();
-  if (appeared_ && !identity_.empty()) restless_polls_ = kPollsToSettle;
+  if (appeared_ && !identity_.empty()) skip_policy_.row_appeared();
   if (failure) std::rethrow_exception(failure);
   has_baseline_ = true;
 }
@@ -314,7 +254,7 @@ void PollGroup::all_or_nothing(Step step) {
 bool PollGroup::in_scope(cim::Instance& row) const {
   if (scope_.any_of.empty()) return true;
   return std::any_of(scope_.any_of.begin(), scope_.any_of.end(), [&](const Equality& equality) {
-    if (!can_be_looked_up(schema_.properties[equality.column])) return true;
+    if (!has_key_text(schema_.properties[equality.column])) return true;
     return key_text(row.get(equality.column)) == key_text(equality.constant);
   });
 }
@@ -371,7 +311,7 @@ void PollGroup::compare(cim::Instance& row, Records::iterator known) {
   const std::shared_ptr<const Columns>* keep = &base_;
   if (has_wide_) {
     constexpr std::uint8_t kWide = bit(Change::deletion) | bit(Change::modification);
-    for (const Part* part : candidates(target, kWide)) {
+    for (const Part* part : parts_.find(target, kWide)) {
       keep = &wide_;
       if ((part->changes & bit(Change::modification)) == 0) continue;
       EventRow itself(event_class_name(Change::modification), target, &target, created_);
@@ -421,25 +361,10 @@ void PollGroup::remove_unseen() {
   }
 }
 
-const std::vector<PollGroup::Part*>& PollGroup::candidates(Side& target, std::uint8_t changes) {
-  candidates_.clear();
-  ++mark_;
-  const auto add = [&](Part* part) {
-    if ((part->changes & changes) == 0 || std::exchange(part->mark, mark_) == mark_) return;
-    candidates_.push_back(part);
-  };
-  for (const Index& index : indexes_) {
-    const auto found = index.parts.find(key_text(target.value(index.column)));
-    if (found != index.parts.end()) std::for_each(found->second.begin(), found->second.end(), add);
-  }
-  std::for_each(unindexed_.begin(), unindexed_.end(), add);
-  return candidates_;
-}
-
 void PollGroup::collect(Change change, Side& target, Side* previous) {
   EventRow row(event_class_name(change), target, previous, created_);
   std::shared_ptr<cim::Instance> event;
-  for (const Part* part : candidates(target, bit(change))) {
+  for (const Part* part : parts_.find(target, bit(change))) {
     if (!part->subscription->counts() || !part->condition.matches(row)) continue;
     if (!event) {
       if (!target_) target_ = target.freeze(remembered_class_);

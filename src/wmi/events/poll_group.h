@@ -5,14 +5,14 @@
 #include <cstdint>
 #include <memory>
 #include <mutex>
-#include <optional>
 #include <string>
 #include <string_view>
 #include <unordered_map>
-#include <utility>
 #include <vector>
 
 #include "wmi/events/admission.h"
+#include "wmi/events/part_index.h"
+#include "wmi/events/skip_policy.h"
 #include "wmi/events/snapshot.h"
 #include "wmi/events/subscription.h"
 #include "wmi/provider.h"
@@ -28,8 +28,8 @@ struct PollScope {
 };
 
 /// One poll for all subscriptions on a class with one period: it enumerates the class, compares with what it
-/// remembers, and hands the changes to those that they may concern. Equalities on the target instance are
-/// looked up in a hash table, so that a poll costs rows and changes, not subscriptions.
+/// remembers, and hands the changes to those that they may concern. So a poll costs rows and changes, not
+/// subscriptions.
 ///
 /// One thread at a time runs it; the other calls are any thread's and wait for no provider.
 class PollGroup {
@@ -57,41 +57,17 @@ class PollGroup {
     SubscriptionPart part;
     std::shared_ptr<Admission> admission;
   };
-  struct Part : SubscriptionPart {
-    explicit Part(SubscriptionPart part) : SubscriptionPart(std::move(part)) {}
-    /// Constants of which the target instance must have one; nullopt where no look-up finds it.
-    std::optional<std::vector<wql::SlotEquality>> equalities;
-    std::uint64_t mark = 0;  ///< of the last look-up that found it
-  };
+  using Part = PartIndex::Part;
   /// An event that a poll found.
   struct Found {
     std::shared_ptr<Subscription> subscription;
     std::shared_ptr<cim::Instance> event;
     std::string group;
   };
-  struct Index {
-    std::size_t column;
-    std::unordered_map<std::string, std::vector<Part*>> parts;  // by key_text of the constant
-  };
   struct Hash {
     using is_transparent = void;
     std::size_t operator()(std::string_view text) const { return std::hash<std::string_view>()(text); }
   };
-  /// A provider's change token, as it was when it was last asked for.
-  class Token {
-   public:
-    /// Whether the provider still says the same. What it says now is the last from here on.
-    [[nodiscard]] bool same_as_last(std::optional<std::uint64_t> now) {
-      return std::exchange(last_, now) == now && now.has_value();
-    }
-    void forget() { last_.reset(); }
-
-   private:
-    std::optional<std::uint64_t> last_;
-  };
-  /// What a provider vouches for: that nothing that is kept of the rows has changed, or that none came or
-  /// went.
-  enum class Vouched : std::uint8_t { nothing, rows, everything };
   using Records = std::unordered_map<std::string, Record, Hash, std::equal_to<>>;
 
   void work(TimePoint now);
@@ -99,13 +75,11 @@ class PollGroup {
   bool take(SubscriptionPart subscription);
   [[nodiscard]] bool plan_or_retire();
   void purge();
-  void insert(Part& part);
-  void rebuild();
+  void choose_columns();
   void choose_first_columns();
   bool extend_columns(const Part& part);
   void poll(TimePoint now);
-  [[nodiscard]] Vouched compare_tokens();
-  [[nodiscard]] bool take_leave_to_skip(Vouched vouched);
+  [[nodiscard]] SkipPolicy::Vouched ask_provider();
   void enumerate();
   [[nodiscard]] bool in_scope(cim::Instance& row) const;
   [[nodiscard]] bool has_ended(cim::Instance& row) const;
@@ -115,7 +89,6 @@ class PollGroup {
   void make_key(cim::Instance& row);
   template <typename Step>
   void all_or_nothing(Step step);
-  [[nodiscard]] const std::vector<Part*>& candidates(Side& target, std::uint8_t changes);
   void collect(Change change, Side& target, Side* previous);
   [[nodiscard]] std::string group_key(const Part& part, EventRow& row) const;
   void deliver(TimePoint now);
@@ -135,13 +108,9 @@ class PollGroup {
   TimePoint next_poll_{};
   bool failing_ = false;
 
-  std::vector<std::unique_ptr<Part>> parts_;
-  std::vector<Index> indexes_;
-  std::vector<Part*> unindexed_;
-  std::vector<Part*> grouped_;  ///< with GROUP
-  std::uint64_t version_ = 0;   ///< of the set of parts
-  std::uint64_t mark_ = 0;
-  bool has_wide_ = false;  ///< some part asks for more than the base columns
+  PartIndex parts_;
+  std::uint64_t version_ = 0;  ///< of the set of parts
+  bool has_wide_ = false;      ///< some part asks for more than the base columns
   bool has_modifications_ = false;
   bool rows_suffice_ = false;  ///< coming and going is all that anybody asks for
 
@@ -157,19 +126,14 @@ class PollGroup {
   std::uint64_t round_ = 0;
   std::uint64_t order_ = 0;
   bool kept_all_ = false;
-  Token token_;
-  std::shared_ptr<const Columns> token_columns_;  ///< that the token speaks of
-  Token row_token_;
-  unsigned restless_polls_ = 0;
-  unsigned skipped_polls_ = 0;
+  SkipPolicy skip_policy_;
 
   // of the poll that runs
   std::uint64_t created_ = 0;
   bool appeared_ = false;
   std::uint64_t unkeyed_ = 0;
-  std::string key_;  ///< of the row at hand
-  Record next_;      ///< what is going to be kept of it
-  std::vector<Part*> candidates_;
+  std::string key_;                        ///< of the row at hand
+  Record next_;                            ///< what is going to be kept of it
   std::shared_ptr<cim::Instance> target_;  ///< of the row at hand, made when first needed
   std::vector<Found> found_;
 };

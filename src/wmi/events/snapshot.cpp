@@ -79,6 +79,13 @@ std::string key_text(const cim::Value& value) {
   return std::visit(Text{}, value.storage());
 }
 
+bool has_key_text(const cim::Property& property) {
+  using cim::CimType;
+  return !property.is_array() && property.type != CimType::reference && property.type != CimType::datetime &&
+         property.type != CimType::object && property.type != CimType::real32 &&
+         property.type != CimType::real64;
+}
+
 void append_key(std::string& key, const cim::Value& value) {
   const std::string text = key_text(value);
   key += std::to_string(text.size()) + ':' + text;

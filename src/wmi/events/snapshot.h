@@ -91,6 +91,8 @@ class EventRow final : public wql::Row {
 
 /// A text that is the same for values that compare as equal: text without regard to case, numbers by value.
 [[nodiscard]] std::string key_text(const cim::Value& value);
+/// Whether that is so of all values of the property: references and datetimes compare by meaning, for one.
+[[nodiscard]] bool has_key_text(const cim::Property& property);
 /// Adds a value to the key of several, so that other values in a row never make the same key.
 void append_key(std::string& key, const cim::Value& value);
 
