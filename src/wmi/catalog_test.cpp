@@ -29,14 +29,14 @@ class CatalogTest : public testing::Test {
                    provider("CIM_DataFile", {"CIM_LogicalFile"}), provider("Win32_Alone", {})}};
 };
 
-TEST_F(CatalogTest, Holds_superclasses_too_by_name) {
+TEST_F(CatalogTest, HoldsSuperclassesTooByName) {
   EXPECT_THAT(catalog.names(), ElementsAre("CIM_DataFile", "CIM_Directory", "CIM_LogicalFile", "Win32_Alone",
                                            "Win32_Directory"));
   EXPECT_TRUE(catalog.knows("cim_logicalFILE"));
   EXPECT_FALSE(catalog.knows("CIM_Logical"));
 }
 
-TEST_F(CatalogTest, A_superclass_known_by_name_alone_is_abstract_and_has_its_own_superclasses) {
+TEST_F(CatalogTest, ASuperclassKnownByNameAloneIsAbstractAndHasItsOwnSuperclasses) {
   const Catalog::Entry* directory = catalog.find("cim_directory");
   ASSERT_NE(directory, nullptr);
   EXPECT_EQ(directory->provider, nullptr);
@@ -45,14 +45,14 @@ TEST_F(CatalogTest, A_superclass_known_by_name_alone_is_abstract_and_has_its_own
   EXPECT_NE(catalog.find("Win32_Directory")->provider, nullptr);
 }
 
-TEST_F(CatalogTest, Lists_a_class_before_those_derived_from_it) {
+TEST_F(CatalogTest, ListsAClassBeforeThoseDerivedFromIt) {
   EXPECT_THAT(derived("CIM_LogicalFile"),
               ElementsAre("CIM_LogicalFile", "CIM_DataFile", "CIM_Directory", "Win32_Directory"));
   EXPECT_THAT(derived("win32_directory"), ElementsAre("Win32_Directory"));
   EXPECT_THAT(derived("Win32_Absent"), IsEmpty());
 }
 
-TEST_F(CatalogTest, A_family_is_one_line_of_derivation) {
+TEST_F(CatalogTest, AFamilyIsOneLineOfDerivation) {
   EXPECT_THAT(catalog.family("CIM_Directory"),
               UnorderedElementsAre("CIM_Directory", "Win32_Directory", "CIM_LogicalFile"));
   EXPECT_THAT(catalog.family("Win32_Alone"), ElementsAre("Win32_Alone"));

@@ -93,7 +93,7 @@ class ServiceTest : public ::testing::Test {
 
 // ---- connecting
 
-TEST_F(ServiceTest, Namespaces_are_found_in_any_case_and_with_either_separator) {
+TEST_F(ServiceTest, NamespacesAreFoundInAnyCaseAndWithEitherSeparator) {
   for (const char* name : {R"(root\CIMV2)", "ROOT/cimv2", "", R"(root\cimv2\)", "root/Default"}) {
     EXPECT_NO_THROW(static_cast<void>(connect(name))) << name;
   }
@@ -103,7 +103,7 @@ TEST_F(ServiceTest, Namespaces_are_found_in_any_case_and_with_either_separator) 
   }
 }
 
-TEST_F(ServiceTest, Only_the_local_machine_is_here) {
+TEST_F(ServiceTest, OnlyTheLocalMachineIsHere) {
   const auto connect_to = [&](const std::string& server) {
     wmi::ConnectArguments arguments;
     arguments.server = server;
@@ -114,7 +114,7 @@ TEST_F(ServiceTest, Only_the_local_machine_is_here) {
   EXPECT_EQ(connect_to("elsewhere"), "80041015|SWbemLocator|Transport failure ");
 }
 
-TEST_F(ServiceTest, Credentials_are_refused_on_the_local_machine) {
+TEST_F(ServiceTest, CredentialsAreRefusedOnTheLocalMachine) {
   wmi::ConnectArguments named;
   named.user = "me";
   wmi::ConnectArguments secret;
@@ -127,7 +127,7 @@ TEST_F(ServiceTest, Credentials_are_refused_on_the_local_machine) {
 
 // ---- data queries
 
-TEST_F(ServiceTest, Answers_rows_in_the_providers_order) {
+TEST_F(ServiceTest, AnswersRowsInTheProvidersOrder) {
   EXPECT_THAT(column("SELECT * FROM Win32_Process", "Name"), ElementsAre("init", "bash", "Bash"));
   EXPECT_EQ(query("SELECT * FROM win32_process")->count(), 3);
   EXPECT_THAT(names("Name='BASH'"), ElementsAre("42", "4000000000"));
@@ -135,7 +135,7 @@ TEST_F(ServiceTest, Answers_rows_in_the_providers_order) {
   EXPECT_THAT(names("ProcessId > 1 AND NOT Name LIKE '%x%'"), ElementsAre("42", "4000000000"));
 }
 
-TEST_F(ServiceTest, Values_arrive_as_automation_clients_know_them) {
+TEST_F(ServiceTest, ValuesArriveAsAutomationClientsKnowThem) {
   const auto object = wmi::first_of(*query("SELECT * FROM Win32_Process WHERE ProcessId=4000000000"));
   ASSERT_TRUE(object);
   EXPECT_EQ(object->get("processid"), Value(static_cast<std::int32_t>(4'000'000'000U)));
@@ -144,12 +144,12 @@ TEST_F(ServiceTest, Values_arrive_as_automation_clients_know_them) {
   EXPECT_EQ(object->class_name(), "Win32_Process");
 }
 
-TEST_F(ServiceTest, A_missing_property_is_not_found) {
+TEST_F(ServiceTest, AMissingPropertyIsNotFound) {
   const auto object = wmi::first_of(*query("SELECT * FROM Win32_Process"));
   EXPECT_EQ(failure([&] { static_cast<void>(object->get("Color")); }), "80041002|SWbemObjectEx|Not found ");
 }
 
-TEST_F(ServiceTest, A_projection_holds_what_was_selected_and_the_keys) {
+TEST_F(ServiceTest, AProjectionHoldsWhatWasSelectedAndTheKeys) {
   const auto object = wmi::first_of(*query("SELECT name FROM Win32_Process WHERE ProcessId = 42"));
   std::vector<std::string> found;
   for (const wmi::Property& property : object->properties()) found.push_back(property.name);
@@ -161,7 +161,7 @@ TEST_F(ServiceTest, A_projection_holds_what_was_selected_and_the_keys) {
             "80041002|SWbemObjectEx|Not found ");
 }
 
-TEST_F(ServiceTest, Properties_come_with_what_the_schema_says) {
+TEST_F(ServiceTest, PropertiesComeWithWhatTheSchemaSays) {
   const auto all = wmi::first_of(*query("SELECT * FROM Win32_Process"))->properties();
   ASSERT_EQ(all.size(), 6U);
   EXPECT_EQ(all[0].description, "Image name.");
@@ -170,7 +170,7 @@ TEST_F(ServiceTest, Properties_come_with_what_the_schema_says) {
   EXPECT_TRUE(all[5].is_array);
 }
 
-TEST_F(ServiceTest, System_properties_describe_object_and_class) {
+TEST_F(ServiceTest, SystemPropertiesDescribeObjectAndClass) {
   const auto object = wmi::first_of(*query("SELECT * FROM Win32_Process WHERE ProcessId = 42"));
   EXPECT_EQ(object->get("__CLASS"), Value("Win32_Process"));
   EXPECT_EQ(object->get("__Superclass"), Value("CIM_Process"));
@@ -185,7 +185,7 @@ TEST_F(ServiceTest, System_properties_describe_object_and_class) {
   EXPECT_EQ(object->get("__PATH"), Value(R"(\\BOX\root\CIMV2:Win32_Process.Handle="42")"));
 }
 
-TEST_F(ServiceTest, A_superclass_answers_with_the_classes_derived_from_it) {
+TEST_F(ServiceTest, ASuperclassAnswersWithTheClassesDerivedFromIt) {
   MemoryClass thread = process_class();
   thread.name = "Win32_Thread";
   thread.superclasses = {"CIM_LogicalElement"};
@@ -211,12 +211,12 @@ TEST_F(ServiceTest, A_superclass_answers_with_the_classes_derived_from_it) {
       "80041017|SWbemObjectSet|Invalid query ");
 }
 
-TEST_F(ServiceTest, A_class_that_the_condition_rules_out_is_not_asked) {
+TEST_F(ServiceTest, AClassThatTheConditionRulesOutIsNotAsked) {
   EXPECT_THAT(names("__CLASS='CIM_Process'"), IsEmpty());
   EXPECT_EQ(processes->enumerations(), 0U);
 }
 
-TEST_F(ServiceTest, A_query_asks_its_source_once_at_the_first_access) {
+TEST_F(ServiceTest, AQueryAsksItsSourceOnceAtTheFirstAccess) {
   const auto set = query("SELECT * FROM Win32_Process");
   EXPECT_EQ(processes->enumerations(), 0U);
   EXPECT_EQ(set->count(), 3);
@@ -226,14 +226,14 @@ TEST_F(ServiceTest, A_query_asks_its_source_once_at_the_first_access) {
   EXPECT_EQ(processes->enumerations(), 1U);
 }
 
-TEST_F(ServiceTest, Without_the_flag_the_query_runs_at_the_call) {
+TEST_F(ServiceTest, WithoutTheFlagTheQueryRunsAtTheCall) {
   const auto set = query("SELECT * FROM Win32_Process", wmi::kReturnWhenComplete);
   EXPECT_EQ(processes->enumerations(), 1U);
   processes->clear();
   EXPECT_EQ(set->count(), 3);
 }
 
-TEST_F(ServiceTest, A_forward_only_set_cannot_be_counted_and_is_walked_once) {
+TEST_F(ServiceTest, AForwardOnlySetCannotBeCountedAndIsWalkedOnce) {
   const auto set = query("SELECT * FROM Win32_Process", wmi::kReturnImmediately | wmi::kForwardOnly);
   EXPECT_EQ(failure([&] { static_cast<void>(set->count()); }), "80041001|SWbemObjectSet|Generic failure ");
   EXPECT_NE(wmi::first_of(*set), nullptr);
@@ -241,7 +241,7 @@ TEST_F(ServiceTest, A_forward_only_set_cannot_be_counted_and_is_walked_once) {
             "80041001|SWbemObjectSet|Generic failure ");
 }
 
-TEST_F(ServiceTest, A_set_that_ran_out_of_memory_still_has_an_answer) {
+TEST_F(ServiceTest, ASetThatRanOutOfMemoryStillHasAnAnswer) {
   bool failed = true;
   for (int failing = 1; failed; ++failing) {
     const auto set = query("SELECT * FROM Win32_Process WHERE Name='bash'");
@@ -258,7 +258,7 @@ TEST_F(ServiceTest, A_set_that_ran_out_of_memory_still_has_an_answer) {
   }
 }
 
-TEST_F(ServiceTest, Hands_the_provider_what_narrows_the_query) {
+TEST_F(ServiceTest, HandsTheProviderWhatNarrowsTheQuery) {
   const auto narrowed = [&](const std::string& where) {
     static_cast<void>(names(where));
     std::vector<std::string> result;
@@ -280,7 +280,7 @@ TEST_F(ServiceTest, Hands_the_provider_what_narrows_the_query) {
   EXPECT_THAT(narrowed("NOT Name='a'"), IsEmpty());
 }
 
-TEST_F(ServiceTest, Tells_the_provider_which_columns_every_row_needs) {
+TEST_F(ServiceTest, TellsTheProviderWhichColumnsEveryRowNeeds) {
   static_cast<void>(names("Name='x' AND WorkingSetSize > 5"));
   EXPECT_THAT(processes->last_columns(), ElementsAre(0, 3));
   static_cast<void>(column("SELECT WorkingSetSize FROM Win32_Process WHERE ProcessId=1", "WorkingSetSize"));
@@ -289,7 +289,7 @@ TEST_F(ServiceTest, Tells_the_provider_which_columns_every_row_needs) {
 
 // ---- failures and when they surface
 
-TEST_F(ServiceTest, Arguments_are_checked_at_the_call) {
+TEST_F(ServiceTest, ArgumentsAreCheckedAtTheCall) {
   for (const std::int32_t flags : {wmi::kReturnImmediately, wmi::kReturnWhenComplete}) {
     const auto exec = [&](const std::string& text, const std::string& language) {
       return failure([&] { static_cast<void>(connect()->exec_query(text, language, flags)); });
@@ -303,7 +303,7 @@ TEST_F(ServiceTest, Arguments_are_checked_at_the_call) {
             "80041008|SWbemServicesEx|Invalid parameter ");
 }
 
-TEST_F(ServiceTest, Refusals_surface_at_the_call_or_with_flag_16_at_the_first_access) {
+TEST_F(ServiceTest, RefusalsSurfaceAtTheCallOrWithFlag16AtTheFirstAccess) {
   struct Case {
     const char* text;
     const char* number;
@@ -356,7 +356,7 @@ TEST_F(ServiceTest, Refusals_surface_at_the_call_or_with_flag_16_at_the_first_ac
   }
 }
 
-TEST_F(ServiceTest, Limits_are_options) {
+TEST_F(ServiceTest, LimitsAreOptions) {
   Service small({.limits = {.text_size = 100, .terms = 2, .depth = 1}});
   small.add(processes);
   const auto services = small.create_locator()->connect_server({});
@@ -368,7 +368,7 @@ TEST_F(ServiceTest, Limits_are_options) {
             "8004106C|SWbemServicesEx|Quota violation ");
 }
 
-TEST_F(ServiceTest, A_provider_that_cannot_tell_is_an_error_and_no_empty_list) {
+TEST_F(ServiceTest, AProviderThatCannotTellIsAnErrorAndNoEmptyList) {
   processes->fail_with(wmi::wmi_error(Status::provider_failure, wmi::source::kObjectSet));
   EXPECT_EQ(
       failure([&] { static_cast<void>(query("SELECT * FROM Win32_Process", wmi::kReturnWhenComplete)); }),
@@ -392,7 +392,7 @@ class ThrowingProvider final : public Provider {
   void enumerate(const Request&, const RowSink&) override { throw std::runtime_error("no error of WMI"); }
 };
 
-TEST_F(ServiceTest, Whatever_else_a_provider_throws_is_a_provider_failure) {
+TEST_F(ServiceTest, WhateverElseAProviderThrowsIsAProviderFailure) {
   service.add(std::make_shared<ThrowingProvider>());
   EXPECT_EQ(failure([&] { static_cast<void>(query("SELECT * FROM Test_Throwing")->count()); }),
             "80041004|SWbemObjectSet|Provider failure ");
@@ -400,7 +400,7 @@ TEST_F(ServiceTest, Whatever_else_a_provider_throws_is_a_provider_failure) {
 
 // ---- schema queries
 
-TEST_F(ServiceTest, Schema_queries_answer_class_objects) {
+TEST_F(ServiceTest, SchemaQueriesAnswerClassObjects) {
   EXPECT_THAT(column("SELECT * FROM meta_class", "__CLASS"),
               ElementsAre("CIM_LogicalElement", "CIM_Process", "Win32_Process"));
   EXPECT_THAT(column("SELECT * FROM meta_class WHERE __Class = 'win32_PROCESS'", "__CLASS"),
@@ -417,7 +417,7 @@ TEST_F(ServiceTest, Schema_queries_answer_class_objects) {
   EXPECT_EQ(connect(wmi::kDefault)->exec_query("SELECT * FROM meta_class")->count(), 0);
 }
 
-TEST_F(ServiceTest, A_class_object_lists_its_properties) {
+TEST_F(ServiceTest, AClassObjectListsItsProperties) {
   const auto object = wmi::first_of(*query("SELECT * FROM meta_class WHERE __Class = 'Win32_Process'"));
   ASSERT_TRUE(object);
   EXPECT_EQ(object->class_name(), "Win32_Process");
@@ -469,7 +469,7 @@ class MethodTest : public ServiceTest {
   std::shared_ptr<wmi::Object> object;
 };
 
-TEST_F(MethodTest, Arguments_arrive_typed_and_in_order) {
+TEST_F(MethodTest, ArgumentsArriveTypedAndInOrder) {
   return_code = 0x80070005;
   EXPECT_EQ(object->call("stop", {{"FORCE", Value(true)}, {"Reason", Value("7")}}),
             static_cast<std::int32_t>(0x80070005));
@@ -477,12 +477,12 @@ TEST_F(MethodTest, Arguments_arrive_typed_and_in_order) {
   EXPECT_THAT(called, ElementsAre(cim::Value(std::uint64_t{7}), cim::Value(true)));
 }
 
-TEST_F(MethodTest, An_omitted_argument_is_null) {
+TEST_F(MethodTest, AnOmittedArgumentIsNull) {
   EXPECT_EQ(object->call("Stop", {{"Force", Value(false)}}), 0);
   EXPECT_THAT(called, ElementsAre(cim::Value(), cim::Value(false)));
 }
 
-TEST_F(MethodTest, Refuses_unknown_methods_and_arguments_that_do_not_fit) {
+TEST_F(MethodTest, RefusesUnknownMethodsAndArgumentsThatDoNotFit) {
   EXPECT_EQ(failure([&] { object->call("Start", {}); }), "8004102E|SWbemObjectEx|Invalid method ");
   const char* wrong = "8004102F|SWbemObjectEx|Invalid method Parameter(s) ";
   EXPECT_EQ(failure([&] { object->call("Stop", {{"When", Value("now")}}); }), wrong);
@@ -494,16 +494,16 @@ TEST_F(MethodTest, Refuses_unknown_methods_and_arguments_that_do_not_fit) {
   EXPECT_TRUE(called.empty());
 }
 
-TEST_F(MethodTest, A_failing_method_raises_from_the_object) {
+TEST_F(MethodTest, AFailingMethodRaisesFromTheObject) {
   EXPECT_EQ(failure([&] { object->call("Fail", {}); }), "80041003|SWbemObjectEx|Access denied ");
 }
 
-TEST_F(MethodTest, A_projected_object_can_be_called_too) {
+TEST_F(MethodTest, AProjectedObjectCanBeCalledToo) {
   EXPECT_EQ(wmi::first_of(*query("SELECT Name FROM Test_Callable"))->call("Stop", {}), 0);
   EXPECT_EQ(called_row, row - 1);
 }
 
-TEST_F(MethodTest, Objects_outlive_set_connection_class_and_service) {
+TEST_F(MethodTest, ObjectsOutliveSetConnectionClassAndService) {
   auto brief = std::make_unique<Service>();
   brief->add(std::make_shared<MemoryProvider>(process_class()));
   auto provider = std::make_shared<MemoryProvider>(process_class());
@@ -519,7 +519,7 @@ TEST_F(MethodTest, Objects_outlive_set_connection_class_and_service) {
 
 // ---- changes while the service runs
 
-TEST_F(ServiceTest, A_class_can_be_added_replaced_and_removed) {
+TEST_F(ServiceTest, AClassCanBeAddedReplacedAndRemoved) {
   const auto connection = connect();
   const auto lazily = connection->exec_query("SELECT * FROM Win32_Thread");
   MemoryClass thread = process_class();
@@ -537,7 +537,7 @@ TEST_F(ServiceTest, A_class_can_be_added_replaced_and_removed) {
   service.remove("root\\absent", "Win32_Thread");
 }
 
-TEST_F(ServiceTest, Serves_many_threads_while_rows_and_classes_change) {
+TEST_F(ServiceTest, ServesManyThreadsWhileRowsAndClassesChange) {
   std::atomic<int> answered = 0;
   std::vector<std::thread> threads;
   for (int i = 0; i < 4; ++i) {
@@ -580,7 +580,7 @@ class RecordingNotifier final : public Notifier {
 
 class NoSink final : public wmi::Sink {};
 
-TEST_F(ServiceTest, Event_queries_go_to_the_notifier) {
+TEST_F(ServiceTest, EventQueriesGoToTheNotifier) {
   const auto sink = std::make_shared<NoSink>();
   const auto subscribe = [&](const std::string& text, const std::string& language = "WQL",
                              std::shared_ptr<wmi::Sink> to = nullptr) {

@@ -13,7 +13,7 @@ using Cim = cim::Value;
 constexpr std::int64_t kMinus = -1;
 constexpr std::uint64_t kUint32Max = 0xFFFFFFFFU;
 
-TEST(ToAutomation, Maps_every_cim_type_to_its_automation_type) {
+TEST(ToAutomation, MapsEveryCimTypeToItsAutomationType) {
   struct Case {
     CimType type;
     Cim value;
@@ -42,19 +42,19 @@ TEST(ToAutomation, Maps_every_cim_type_to_its_automation_type) {
   }
 }
 
-TEST(ToAutomation, Cuts_integers_to_the_declared_width) {
+TEST(ToAutomation, CutsIntegersToTheDeclaredWidth) {
   EXPECT_EQ(to_automation(Cim(std::uint64_t{0x1FF}), CimType::uint8), Value(std::uint8_t{0xFF}));
   EXPECT_EQ(to_automation(Cim(std::uint64_t{0x1'0000'0002}), CimType::uint32), Value(std::int32_t{2}));
 }
 
-TEST(ToAutomation, Converts_arrays_element_by_element) {
+TEST(ToAutomation, ConvertsArraysElementByElement) {
   const Cim ports(Cim::Array{Cim(std::uint64_t{80}), Cim(), Cim(std::uint64_t{443})});
   EXPECT_EQ(to_automation(ports, CimType::uint16),
             Value(Value::Array{Value(std::int32_t{80}), Value(), Value(std::int32_t{443})}));
   EXPECT_EQ(to_automation(Cim(Cim::Array{}), CimType::string), Value(Value::Array{}));
 }
 
-TEST(ToAutomation, Refuses_a_value_of_another_kind) {
+TEST(ToAutomation, RefusesAValueOfAnotherKind) {
   try {
     static_cast<void>(to_automation(Cim("5"), CimType::uint32));
     FAIL() << "text taken for a number";
@@ -64,7 +64,7 @@ TEST(ToAutomation, Refuses_a_value_of_another_kind) {
   EXPECT_THROW(static_cast<void>(to_automation(Cim(1.0), CimType::string)), Error);
 }
 
-TEST(FromAutomation, Takes_what_fits_the_type) {
+TEST(FromAutomation, TakesWhatFitsTheType) {
   struct Case {
     CimType type;
     Value value;

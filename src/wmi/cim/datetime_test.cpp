@@ -12,7 +12,7 @@ DateTime::Instant at(year_month_day day, microseconds time = 0us) {
   return sys_days(day) + time;
 }
 
-TEST(DateTime, Parses_and_prints_an_instant) {
+TEST(DateTime, ParsesAndPrintsAnInstant) {
   const auto parsed = DateTime::parse("20261120105237.250000+060");
   ASSERT_TRUE(parsed);
   EXPECT_EQ(parsed->kind(), DateTime::Kind::instant);
@@ -21,13 +21,13 @@ TEST(DateTime, Parses_and_prints_an_instant) {
   EXPECT_EQ(parsed->text(), "20261120105237.250000+060");
 }
 
-TEST(DateTime, Prints_an_instant_in_the_clock_of_its_offset) {
+TEST(DateTime, PrintsAnInstantInTheClockOfItsOffset) {
   const auto utc = at(2026y / January / 1, 1h);
   EXPECT_EQ(DateTime::instant(utc).text(), "20260101010000.000000+000");
   EXPECT_EQ(DateTime::instant(utc, -120min).text(), "20251231230000.000000-120");
 }
 
-TEST(DateTime, Parses_and_prints_an_interval) {
+TEST(DateTime, ParsesAndPrintsAnInterval) {
   const auto parsed = DateTime::parse("00000001020304.000005:000");
   ASSERT_TRUE(parsed);
   EXPECT_EQ(parsed->kind(), DateTime::Kind::interval);
@@ -36,7 +36,7 @@ TEST(DateTime, Parses_and_prints_an_interval) {
   EXPECT_EQ(DateTime::parse("99999999235959.999999:000")->text(), "99999999235959.999999:000");
 }
 
-TEST(DateTime, Refuses_what_is_no_25_character_form) {
+TEST(DateTime, RefusesWhatIsNo25CharacterForm) {
   for (const char* text :
        {"", "2026", "20261120105237.250000", "20261320105237.250000+060", "20260230105237.250000+060",
         "20261120245237.250000+060", "20261120106037.250000+060", "20261120105260.250000+060",
@@ -47,7 +47,7 @@ TEST(DateTime, Refuses_what_is_no_25_character_form) {
   }
 }
 
-TEST(DateTime, Compares_instants_as_points_in_time) {
+TEST(DateTime, ComparesInstantsAsPointsInTime) {
   const auto paris = *DateTime::parse("20261120110000.000000+060");
   const auto london = *DateTime::parse("20261120100000.000000+000");
   const auto later = *DateTime::parse("20261120100000.000001+000");
@@ -56,13 +56,13 @@ TEST(DateTime, Compares_instants_as_points_in_time) {
   EXPECT_EQ(compare(later, paris), std::partial_ordering::greater);
 }
 
-TEST(DateTime, Intervals_compare_with_intervals_only) {
+TEST(DateTime, IntervalsCompareWithIntervalsOnly) {
   const auto hour = DateTime::interval(1h);
   EXPECT_EQ(compare(hour, DateTime::interval(60min)), std::partial_ordering::equivalent);
   EXPECT_EQ(compare(hour, DateTime::instant({})), std::partial_ordering::unordered);
 }
 
-TEST(DateTime, Takes_the_date_forms_of_queries) {
+TEST(DateTime, TakesTheDateFormsOfQueries) {
   const auto day = sys_days(1932y / January / 21).time_since_epoch();
   const auto time = 22h + 5min + 30s;
   struct Case {
@@ -89,7 +89,7 @@ TEST(DateTime, Takes_the_date_forms_of_queries) {
   }
 }
 
-TEST(DateTime, Takes_a_time_of_day_alone) {
+TEST(DateTime, TakesATimeOfDayAlone) {
   struct Case {
     const char* text;
     microseconds reading;
@@ -103,7 +103,7 @@ TEST(DateTime, Takes_a_time_of_day_alone) {
   }
 }
 
-TEST(DateTime, Refuses_constants_that_are_no_date) {
+TEST(DateTime, RefusesConstantsThatAreNoDate) {
   for (const char* text : {"", " ", "yesterday", "21/1/1932", "1/21/32", "Jan 1932", "Feb 30 1932", "1932-01",
                            "13:00 PM", "0:30 AM", "1932-01-21T10:00", "1932-01-21 10",
                            "1932-01-21 10:00:00 XM", "1932-01-21 10:00:00:1234567", "1/21-1932"}) {
@@ -111,7 +111,7 @@ TEST(DateTime, Refuses_constants_that_are_no_date) {
   }
 }
 
-TEST(DateTime, A_clock_reading_compares_with_the_clock_of_the_instant) {
+TEST(DateTime, AClockReadingComparesWithTheClockOfTheInstant) {
   const auto evening = *DateTime::parse("20261120220000.000000-300");
   EXPECT_EQ(compare(evening, *DateTime::parse_constant("2026-11-20 22:00:00")),
             std::partial_ordering::equivalent);

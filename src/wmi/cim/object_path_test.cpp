@@ -11,7 +11,7 @@ ObjectPath parsed(std::string_view text) {
   return path.value_or(ObjectPath{});
 }
 
-TEST(ObjectPath, Parses_a_full_path) {
+TEST(ObjectPath, ParsesAFullPath) {
   const auto path = parsed(R"(\\BOX\root\cimv2:Win32_Directory.Name="c:\\scripts")");
   EXPECT_EQ(path.server, "BOX");
   EXPECT_EQ(path.name_space, R"(root\cimv2)");
@@ -20,27 +20,27 @@ TEST(ObjectPath, Parses_a_full_path) {
   EXPECT_EQ(path.keys[0], (ObjectPath::Key{"Name", R"(c:\scripts)", true}));
 }
 
-TEST(ObjectPath, Parses_a_namespace_without_a_server) {
+TEST(ObjectPath, ParsesANamespaceWithoutAServer) {
   const auto path = parsed(R"(root/cimv2:Win32_Process.Handle=4)");
   EXPECT_EQ(path.server, "");
   EXPECT_EQ(path.name_space, R"(root\cimv2)");
   EXPECT_EQ(path.keys[0], (ObjectPath::Key{"Handle", "4", false}));
 }
 
-TEST(ObjectPath, Tells_classes_singletons_and_instances_apart) {
+TEST(ObjectPath, TellsClassesSingletonsAndInstancesApart) {
   EXPECT_TRUE(parsed("Win32_Process").is_class());
   EXPECT_TRUE(parsed("Win32_OperatingSystem=@").singleton);
   EXPECT_FALSE(parsed("Win32_OperatingSystem=@").is_class());
   EXPECT_EQ(parsed("Win32_Service='Spooler'").keys[0], (ObjectPath::Key{"", "Spooler", true}));
 }
 
-TEST(ObjectPath, Within_quotes_a_backslash_escapes_backslashes_and_quotes_only) {
+TEST(ObjectPath, WithinQuotesABackslashEscapesBackslashesAndQuotesOnly) {
   EXPECT_EQ(parsed(R"(C="a\\b\"c\'d\n")").keys[0].value, R"(a\b"c'd\n)");
   EXPECT_EQ(parsed(R"(Win32_Directory.Name='c:\scripts')").keys[0].value, R"(c:\scripts)");
   EXPECT_EQ(parsed(R"(C='say "hi": a\\b')").keys[0].value, R"(say "hi": a\b)");
 }
 
-TEST(ObjectPath, Refuses_what_is_no_path) {
+TEST(ObjectPath, RefusesWhatIsNoPath) {
   for (const char* text : {"",
                            " ",
                            "=5",
@@ -72,7 +72,7 @@ TEST(ObjectPath, Refuses_what_is_no_path) {
   }
 }
 
-TEST(ObjectPath, Prints_what_it_parsed) {
+TEST(ObjectPath, PrintsWhatItParsed) {
   for (const char* text : {R"(\\BOX\root\cimv2:Win32_Directory.Name="c:\\scripts \"x\"")", "C", "C=@", "C=5",
                            "C=\"v\"", R"(root\cimv2:A.Alpha=-1,Beta="2",Gamma=TRUE)"}) {
     EXPECT_EQ(to_text(parsed(text)), text);
@@ -80,7 +80,7 @@ TEST(ObjectPath, Prints_what_it_parsed) {
   EXPECT_EQ(to_text(parsed("A.Beta=2,Alpha='1'")), "A.Alpha=\"1\",Beta=2") << "keys in alphabetical order";
 }
 
-TEST(ObjectPath, Normalises_prefix_quotes_case_order_and_the_only_keys_name) {
+TEST(ObjectPath, NormalisesPrefixQuotesCaseOrderAndTheOnlyKeysName) {
   const std::string wanted = normalised_keys(parsed(R"(Win32_Directory.Name="c:\\scripts")"));
   for (const char* text : {R"(\\BOX\root\cimv2:Win32_Directory.Name="c:\\scripts")",
                            R"(//box/ROOT/CIMV2:win32_directory.NAME='C:\\Scripts')",
@@ -93,7 +93,7 @@ TEST(ObjectPath, Normalises_prefix_quotes_case_order_and_the_only_keys_name) {
   EXPECT_NE(normalised_keys(parsed("C=@")), normalised_keys(parsed("C='@'")));
 }
 
-TEST(ObjectPath, Namespaces_compare_in_any_case_and_with_either_separator) {
+TEST(ObjectPath, NamespacesCompareInAnyCaseAndWithEitherSeparator) {
   EXPECT_EQ(normalised_namespace("Root/CIMv2"), R"(root\cimv2)");
   EXPECT_EQ(normalised_namespace(R"(\root\default\)"), R"(root\default)");
   EXPECT_EQ(normalised_namespace("//"), "");
@@ -109,7 +109,7 @@ constexpr Class kKeyed{
 constexpr Class kSingle{
     .name = "Test_Single", .superclasses = {}, .description = "", .properties = {}, .methods = {}};
 
-TEST(ObjectPath, Of_a_row_is_made_of_its_keys) {
+TEST(ObjectPath, OfARowIsMadeOfItsKeys) {
   Instance row(kKeyed);
   row.set(0, std::uint64_t{7});
   row.set(2, R"(a\b)");
@@ -119,13 +119,13 @@ TEST(ObjectPath, Of_a_row_is_made_of_its_keys) {
   EXPECT_EQ(parse_object_path(relative_text(*path))->keys.size(), 2U);
 }
 
-TEST(ObjectPath, Of_a_row_with_a_null_key_does_not_exist) {
+TEST(ObjectPath, OfARowWithANullKeyDoesNotExist) {
   Instance row(kKeyed);
   row.set(0, std::uint64_t{7});
   EXPECT_FALSE(path_of(row));
 }
 
-TEST(ObjectPath, Of_a_class_without_keys_is_the_singleton) {
+TEST(ObjectPath, OfAClassWithoutKeysIsTheSingleton) {
   Instance row(kSingle);
   EXPECT_EQ(relative_text(*path_of(row)), "Test_Single=@");
 }

@@ -44,7 +44,7 @@ Refusal event_refusal(const std::string& text) {
   return refusal_of([&] { return parse_event_query(text); });
 }
 
-TEST(Parser, Takes_projection_class_and_condition) {
+TEST(Parser, TakesProjectionClassAndCondition) {
   const Query query = parse_query("select Name, __CLASS ,ProcessId from Win32_Process where Name='bash'");
   ASSERT_EQ(query.columns.size(), 3U);
   EXPECT_EQ(query.columns[1].text, "__CLASS");
@@ -56,20 +56,20 @@ TEST(Parser, Takes_projection_class_and_condition) {
   EXPECT_FALSE(parse_query("SELECT * FROM C").where);
 }
 
-TEST(Parser, Any_blank_separates_and_names_may_be_of_any_script) {
+TEST(Parser, AnyBlankSeparatesAndNamesMayBeOfAnyScript) {
   const Query query = parse_query("SELECT\na\r,\tgröße\r\nFROM\tb\n");
   EXPECT_EQ(query.columns[0].text, "a");
   EXPECT_EQ(query.columns[1].text, "größe");
   EXPECT_EQ(query.class_name.text, "b");
 }
 
-TEST(Parser, One_semicolon_may_end_a_query) {
+TEST(Parser, OneSemicolonMayEndAQuery) {
   EXPECT_NO_THROW(static_cast<void>(parse_query("SELECT * FROM C;")));
   EXPECT_EQ(refusal("SELECT * FROM C;;"),
             (Refusal{Status::invalid_query, 16, "expected the end of the query, found ';'"}));
 }
 
-TEST(Parser, Binds_not_before_and_before_or) {
+TEST(Parser, BindsNotBeforeAndBeforeOr) {
   EXPECT_EQ(condition("a=1 OR b=2 AND c=3"), "(or (= a 1) (and (= b 2) (= c 3)))");
   EXPECT_EQ(condition("a=1 AND b=2 OR c=3 AND d=4"), "(or (and (= a 1) (= b 2)) (and (= c 3) (= d 4)))");
   EXPECT_EQ(condition("(a=1 OR b=2) AND c=3"), "(and (or (= a 1) (= b 2)) (= c 3))");
@@ -80,7 +80,7 @@ TEST(Parser, Binds_not_before_and_before_or) {
   EXPECT_EQ(condition("((((a=1))))"), "(= a 1)");
 }
 
-TEST(Parser, Takes_every_operator) {
+TEST(Parser, TakesEveryOperator) {
   EXPECT_EQ(condition("a=1"), "(= a 1)");
   EXPECT_EQ(condition("a<>1"), "(<> a 1)");
   EXPECT_EQ(condition("a!=1"), "(<> a 1)");
@@ -97,7 +97,7 @@ TEST(Parser, Takes_every_operator) {
   EXPECT_EQ(condition("a <> NULL"), "(notnull a)");
 }
 
-TEST(Parser, Turns_a_constant_on_the_left_around) {
+TEST(Parser, TurnsAConstantOnTheLeftAround) {
   EXPECT_EQ(condition("'NTFS' = FileSystem"), "(= FileSystem 'NTFS')");
   EXPECT_EQ(condition("5 < a"), "(> a 5)");
   EXPECT_EQ(condition("5 <= a"), "(>= a 5)");
@@ -109,7 +109,7 @@ TEST(Parser, Turns_a_constant_on_the_left_around) {
   EXPECT_EQ(condition("TRUE = a"), "(= a TRUE)");
 }
 
-TEST(Parser, Takes_literals_of_every_kind) {
+TEST(Parser, TakesLiteralsOfEveryKind) {
   using cim::Value;
   struct Case {
     const char* text;
@@ -149,21 +149,21 @@ TEST(Parser, Takes_literals_of_every_kind) {
   EXPECT_EQ(parse_query(nul).where->literal.value, Value(std::string("x\0y", 3)));
 }
 
-TEST(Parser, Splits_dotted_names) {
+TEST(Parser, SplitsDottedNames) {
   const Query query = parse_query("SELECT * FROM C WHERE TargetInstance.Parent.Name = 'x'");
   EXPECT_EQ(query.where->property.head(), "TargetInstance");
   EXPECT_EQ(query.where->property.rest(), "Parent.Name");
   EXPECT_EQ(parse_query("SELECT * FROM C WHERE a=1").where->property.rest(), "");
 }
 
-TEST(Parser, Takes_keywords_of_event_queries_as_names) {
+TEST(Parser, TakesKeywordsOfEventQueriesAsNames) {
   const Query query = parse_query("SELECT Group, Within FROM By WHERE Having = 1");
   EXPECT_EQ(query.columns[0].text, "Group");
   EXPECT_EQ(query.class_name.text, "By");
   EXPECT_EQ(to_text(*query.where), "(= Having 1)");
 }
 
-TEST(Parser, Knows_schema_queries) {
+TEST(Parser, KnowsSchemaQueries) {
   const Query query = parse_query("SELECT * FROM META_CLASS WHERE __this ISA \"CIM_Setting\"");
   EXPECT_EQ(query.kind, Query::Kind::schema);
   EXPECT_EQ(to_text(*query.where), "(isa __this \"CIM_Setting\")");
@@ -175,7 +175,7 @@ TEST(Parser, Knows_schema_queries) {
             (Refusal{Status::invalid_query, 7, "a query of meta_class selects *"}));
 }
 
-TEST(Parser, Says_what_is_wrong_and_where) {
+TEST(Parser, SaysWhatIsWrongAndWhere) {
   struct Case {
     const char* text;
     std::size_t offset;
@@ -246,7 +246,7 @@ TEST(Parser, Says_what_is_wrong_and_where) {
             (Refusal{Status::not_supported, 0, "only SELECT queries are answered"}));
 }
 
-TEST(Parser, Makes_an_error_with_wmis_number_and_a_diagnostic_beside_it) {
+TEST(Parser, MakesAnErrorWithWmisNumberAndADiagnosticBesideIt) {
   const std::string text = "SELECT * FROM C WHERE a='it's'";
   try {
     static_cast<void>(parse_query(text));
@@ -264,7 +264,7 @@ TEST(Parser, Makes_an_error_with_wmis_number_and_a_diagnostic_beside_it) {
   }
 }
 
-TEST(Parser, A_message_is_one_short_line_whatever_it_quotes) {
+TEST(Parser, AMessageIsOneShortLineWhateverItQuotes) {
   EXPECT_EQ(refusal("SELECT * FROM C 'a\nb\x1B[1m'").message,
             "expected the end of the query, found ''a b [1m''");
   const std::string sixty(60, 'x');
@@ -278,7 +278,7 @@ TEST(Parser, A_message_is_one_short_line_whatever_it_quotes) {
       << "cut before a character, not within";
 }
 
-TEST(Parser, Keeps_its_limits) {
+TEST(Parser, KeepsItsLimits) {
   const Limits limits{.text_size = 60, .terms = 3, .depth = 2};
   EXPECT_EQ(refusal("SELECT * FROM C WHERE a=1 OR a=2 OR a=3", limits), Refusal{});
   EXPECT_EQ(refusal("SELECT * FROM C WHERE a=1 OR a=2 OR a=3 OR a=4", limits),
@@ -296,7 +296,7 @@ TEST(Parser, Keeps_its_limits) {
             (Refusal{Status::quota_violation, 0, "the query is longer than 60 bytes"}));
 }
 
-TEST(Parser, Default_limits_leave_room_for_an_or_of_every_process) {
+TEST(Parser, DefaultLimitsLeaveRoomForAnOrOfEveryProcess) {
   std::string text = "SELECT * FROM C WHERE Name='_Total'";
   for (int id = 1; id <= 32768; ++id) text += " OR IDProcess=" + std::to_string(id);
   EXPECT_EQ(parse_query(text).where->operands.size(), 32769U);
@@ -306,7 +306,7 @@ TEST(Parser, Default_limits_leave_room_for_an_or_of_every_process) {
 
 // ---- event queries
 
-TEST(EventParser, Takes_every_clause) {
+TEST(EventParser, TakesEveryClause) {
   const Query query = parse_event_query(
       "SELECT TargetInstance.Name FROM __InstanceModificationEvent WITHIN 0.5 WHERE TargetInstance ISA "
       "'Win32_Service'"
@@ -325,7 +325,7 @@ TEST(EventParser, Takes_every_clause) {
   EXPECT_EQ(query.group->having->threshold, 3U);
 }
 
-TEST(EventParser, Every_clause_but_from_may_be_absent) {
+TEST(EventParser, EveryClauseButFromMayBeAbsent) {
   const Query plain = parse_event_query("SELECT * FROM RegistryKeyChangeEvent");
   EXPECT_FALSE(plain.within);
   EXPECT_FALSE(plain.where);
@@ -339,7 +339,7 @@ TEST(EventParser, Every_clause_but_from_may_be_absent) {
             4294967295U);
 }
 
-TEST(EventParser, Takes_the_irregular_blanks_of_supervision_queries) {
+TEST(EventParser, TakesTheIrregularBlanksOfSupervisionQueries) {
   const Query fat = parse_event_query(
       R"(SELECT * FROM __InstanceCreationEvent WITHIN 5 WHERE Targetinstance ISA 'CIM_DirectoryContainsFile'   AND TargetInstance.GroupComponent= 'Win32_Directory.Name="C:\\\\data"')");
   EXPECT_EQ(
@@ -348,7 +348,7 @@ TEST(EventParser, Takes_the_irregular_blanks_of_supervision_queries) {
   EXPECT_EQ(fat.where->operands[1].literal.value, cim::Value(R"(Win32_Directory.Name="C:\\data")"));
 }
 
-TEST(EventParser, Says_what_is_wrong_and_where) {
+TEST(EventParser, SaysWhatIsWrongAndWhere) {
   struct Case {
     const char* text;
     Status status;

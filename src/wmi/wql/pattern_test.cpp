@@ -9,7 +9,7 @@ bool matches(std::string_view pattern, std::string_view text) {
   return Pattern(pattern).matches(text);
 }
 
-TEST(Pattern, A_percent_sign_takes_any_run) {
+TEST(Pattern, APercentSignTakesAnyRun) {
   EXPECT_TRUE(matches("%", ""));
   EXPECT_TRUE(matches("%", "anything"));
   EXPECT_TRUE(matches("%.exe", "a.exe"));
@@ -23,7 +23,7 @@ TEST(Pattern, A_percent_sign_takes_any_run) {
   EXPECT_TRUE(matches("%%a%%", "bab"));
 }
 
-TEST(Pattern, An_underscore_takes_one_character) {
+TEST(Pattern, AnUnderscoreTakesOneCharacter) {
   EXPECT_TRUE(matches("_", "x"));
   EXPECT_FALSE(matches("_", ""));
   EXPECT_FALSE(matches("_", "xy"));
@@ -33,7 +33,7 @@ TEST(Pattern, An_underscore_takes_one_character) {
   EXPECT_FALSE(matches("%_", ""));
 }
 
-TEST(Pattern, Sets_and_their_negation) {
+TEST(Pattern, SetsAndTheirNegation) {
   EXPECT_TRUE(matches("[a-f]", "c"));
   EXPECT_FALSE(matches("[a-f]", "g"));
   EXPECT_TRUE(matches("[abc]x", "bx"));
@@ -47,7 +47,7 @@ TEST(Pattern, Sets_and_their_negation) {
   EXPECT_TRUE(matches("%[0-9][0-9]", "disk12"));
 }
 
-TEST(Pattern, A_wildcard_in_brackets_is_itself) {
+TEST(Pattern, AWildcardInBracketsIsItself) {
   EXPECT_TRUE(matches("100[%]", "100%"));
   EXPECT_FALSE(matches("100[%]", "1000"));
   EXPECT_TRUE(matches("a[_]b", "a_b"));
@@ -56,7 +56,7 @@ TEST(Pattern, A_wildcard_in_brackets_is_itself) {
   EXPECT_TRUE(matches("a]b", "a]b"));
 }
 
-TEST(Pattern, Case_does_not_count) {
+TEST(Pattern, CaseDoesNotCount) {
   EXPECT_TRUE(matches("BASH", "bash"));
   EXPECT_TRUE(matches("[A-F]", "c"));
   EXPECT_TRUE(matches("[a-f]", "C"));
@@ -64,7 +64,7 @@ TEST(Pattern, Case_does_not_count) {
   EXPECT_TRUE(matches("ÄÖ%", "äöü"));
 }
 
-TEST(Pattern, A_letter_is_in_a_range_that_either_of_its_forms_is_in) {
+TEST(Pattern, ALetterIsInARangeThatEitherOfItsFormsIsIn) {
   for (const char* first : {"Z", "z", "A", "a", "^", "_"}) EXPECT_TRUE(matches("[Z-a]", first)) << first;
   for (const char* first : {"Y", "y", "B", "b", "@", "{"}) EXPECT_FALSE(matches("[Z-a]", first)) << first;
   EXPECT_FALSE(matches("[^Z-a]", "z"));
@@ -73,13 +73,13 @@ TEST(Pattern, A_letter_is_in_a_range_that_either_of_its_forms_is_in) {
   EXPECT_FALSE(matches("[À-É]", "ö"));
 }
 
-TEST(Pattern, Refuses_sets_that_mean_nothing) {
+TEST(Pattern, RefusesSetsThatMeanNothing) {
   for (const char* pattern : {"[", "x[abc", "[]", "[^]", "[z-a]"}) {
     EXPECT_THROW(Pattern{pattern}, std::invalid_argument) << pattern;
   }
 }
 
-TEST(Pattern, Knows_when_it_is_plain_text) {
+TEST(Pattern, KnowsWhenItIsPlainText) {
   EXPECT_EQ(Pattern("bash").plain_text(), "bash");
   EXPECT_EQ(Pattern("").plain_text(), "");
   EXPECT_EQ(Pattern("b%").plain_text(), std::nullopt);
@@ -89,7 +89,7 @@ TEST(Pattern, Knows_when_it_is_plain_text) {
 
 // A matcher that tries every division of the text among the runs would need longer than the universe has
 // lasted.
-TEST(Pattern, Does_not_blow_up_on_adversarial_patterns) {
+TEST(Pattern, DoesNotBlowUpOnAdversarialPatterns) {
   std::string many;
   for (int i = 0; i < 30; ++i) many += "%a";
   const std::string text(5000, 'a');
@@ -100,7 +100,7 @@ TEST(Pattern, Does_not_blow_up_on_adversarial_patterns) {
 }
 
 // The same answers as the textbook table, row by row, for every short pattern and text over a small alphabet.
-TEST(Pattern, Agrees_with_the_exhaustive_table) {
+TEST(Pattern, AgreesWithTheExhaustiveTable) {
   const auto table = [](const std::string& pattern, const std::string& text) {
     std::vector<bool> row(text.size() + 1, false);
     row[0] = true;

@@ -114,18 +114,18 @@ constexpr Truth kYes = Truth::yes;
 constexpr Truth kNo = Truth::no;
 constexpr Truth kUnknown = Truth::unknown;
 
-TEST_F(PredicateTest, Text_compares_in_any_case) {
+TEST_F(PredicateTest, TextComparesInAnyCase) {
   expect(kYes, {"Name = 'BASH'", "name='bash'", "Name > 'bar'", "Name < 'BAT'", "Name >= 'Bash'",
                 "Name <> 'zsh'", "'zsh' > Name"});
   expect(kNo, {"Name = 'bas'", "Name = 'bash '", "Name = ''", "Name <> 'Bash'", "Name < 'bash'"});
 }
 
-TEST_F(PredicateTest, A_number_against_text_compares_as_it_is_written) {
+TEST_F(PredicateTest, ANumberAgainstTextComparesAsItIsWritten) {
   row_.set(0, "0042");
   expect(kYes, {"Name = 0042", "Name <> 42"});
 }
 
-TEST_F(PredicateTest, Integers_compare_by_value) {
+TEST_F(PredicateTest, IntegersCompareByValue) {
   expect(kYes, {"Id = 42", "Id = '42'", "Id = 0x2A", "Id = 42.0", "Id < 42.5", "Id > 41.5", "Id <> -1",
                 "Id > -1", "Size > 4294967296", "Size = 5000000000", "Size = '5000000000'",
                 "Size < 18446744073709551615", "Delta = -7", "Delta < 0", "Delta > -7.5",
@@ -133,24 +133,24 @@ TEST_F(PredicateTest, Integers_compare_by_value) {
   expect(kNo, {"Id = 41", "Id = 42.5", "Id = -1", "Id = 4294967338", "Delta = 7", "Delta > 0"});
 }
 
-TEST_F(PredicateTest, A_real_constant_meets_a_large_integer_exactly) {
+TEST_F(PredicateTest, ARealConstantMeetsALargeIntegerExactly) {
   row_.set(2, std::uint64_t{9'007'199'254'740'993});  // 2^53 + 1: no double holds it
   expect(kYes, {"Size > 9007199254740992.0", "Size = 9007199254740993", "Size < 9007199254740994.0"});
   expect(kNo, {"Size = 9007199254740992.0"});
 }
 
-TEST_F(PredicateTest, Reals_compare_by_value_and_a_real32_equals_its_constant) {
+TEST_F(PredicateTest, RealsCompareByValueAndAReal32EqualsItsConstant) {
   expect(kYes, {"Ratio = 0.1", "Ratio < 1", "Load = 2.5", "Load = '2.5'", "Load > 2", "Load <> 3"});
 }
 
-TEST_F(PredicateTest, Booleans_take_every_spelling) {
+TEST_F(PredicateTest, BooleansTakeEverySpelling) {
   expect(kYes, {"Primary = TRUE", "Primary=true", "Primary = 1", "Primary = -1", "Primary = 'True'",
                 "Primary = \"TRUE\"", "Primary = '1'", "Primary <> FALSE", "Primary != 0", "TRUE = Primary",
                 "Primary <> 'false'"});
   expect(kNo, {"Primary = FALSE", "Primary = 0", "Primary <> -1"});
 }
 
-TEST_F(PredicateTest, Datetimes_compare_as_points_in_time) {
+TEST_F(PredicateTest, DatetimesCompareAsPointsInTime) {
   expect(kYes, {"Started = '20261120105237.000000+060'", "Started = '20261120095237.000000+000'",
                 "Started > '20261120095236.999999+000'", "Started > '2026-11-20 10:52:36'",
                 "Started < 'Nov 21 2026'", "Started > '11/20/2026'", "Started < '11:00 AM'",
@@ -159,7 +159,7 @@ TEST_F(PredicateTest, Datetimes_compare_as_points_in_time) {
   expect(kUnknown, {"Started > '00000001000000.000000:000'"});
 }
 
-TEST_F(PredicateTest, Asterisks_in_a_datetime_are_characters_and_no_wildcards) {
+TEST_F(PredicateTest, AsterisksInADatetimeAreCharactersAndNoWildcards) {
   expect(kNo, {"Started = '20261120******.******+060'"});
   expect(kYes, {"Started <> '20261120******.******+060'"});
   row_.set(7, "20261120******.******+060");
@@ -167,7 +167,7 @@ TEST_F(PredicateTest, Asterisks_in_a_datetime_are_characters_and_no_wildcards) {
   expect(kUnknown, {"Started > '20261120105237.000000+060'"});
 }
 
-TEST_F(PredicateTest, References_compare_as_paths) {
+TEST_F(PredicateTest, ReferencesCompareAsPaths) {
   expect(kYes,
          {R"(Group = 'Win32_Directory.Name="c:\\\\scripts"')",
           R"(Group = "WIN32_DIRECTORY.name='C:\\\\Scripts'")",
@@ -177,12 +177,12 @@ TEST_F(PredicateTest, References_compare_as_paths) {
                R"(Group = 'CIM_DataFile.Name="c:\\\\scripts"')"});
 }
 
-TEST_F(PredicateTest, Like_matches_text_only) {
+TEST_F(PredicateTest, LikeMatchesTextOnly) {
   expect(kYes, {"Name LIKE 'b%'", "Name LIKE 'B_S[a-h]'", "Name LIKE 'bash'", "NOT Name LIKE 'z%'"});
   expect(kNo, {"Name LIKE 'z%'", "Name LIKE 'bas'"});
 }
 
-TEST_F(PredicateTest, Isa_follows_derivation) {
+TEST_F(PredicateTest, IsaFollowsDerivation) {
   expect(kYes,
          {"__this ISA 'Test_Process'", "__this ISA CIM_Process", "Parent ISA \"cim_managedsystemelement\""});
   expect(kNo, {"__this ISA 'CIM_DataFile'", "Parent ISA 'CIM_DataFile'"});
@@ -190,7 +190,7 @@ TEST_F(PredicateTest, Isa_follows_derivation) {
   expect(kUnknown, {"Parent ISA 'Test_Process'"});
 }
 
-TEST_F(PredicateTest, System_properties_can_be_asked) {
+TEST_F(PredicateTest, SystemPropertiesCanBeAsked) {
   expect(kYes, {"__CLASS = 'test_process'", "__Superclass = 'CIM_Process'",
                 "__DYNASTY = 'CIM_ManagedSystemElement'", "__GENUS = 2", "__SERVER = 'box'",
                 R"(__NAMESPACE = 'root\\CIMV2')", "__PROPERTY_COUNT = 12", "__RELPATH = 'Test_Process.Id=42'",
@@ -199,7 +199,7 @@ TEST_F(PredicateTest, System_properties_can_be_asked) {
   expect(kNo, {"__CLASS = 'CIM_Process'", "__PATH = 'Test_Process.Id=43'"});
 }
 
-TEST_F(PredicateTest, Dotted_names_reach_into_embedded_objects) {
+TEST_F(PredicateTest, DottedNamesReachIntoEmbeddedObjects) {
   expect(kYes, {"Parent.Name = 'init'", "Parent.Id < 2", "Parent.Nothing IS NULL", "Parent.Name LIKE 'i%'",
                 "Parent.Name IS NOT NULL"});
   expect(kNo, {"Parent.Name = 'bash'", "Parent.Id IS NULL"});
@@ -208,7 +208,7 @@ TEST_F(PredicateTest, Dotted_names_reach_into_embedded_objects) {
                     "NOT Name.Length = 4", "Parent.Parent.Name = 'x'", "Name.Length IS NULL"});
 }
 
-TEST_F(PredicateTest, Every_comparison_with_null_is_unknown) {
+TEST_F(PredicateTest, EveryComparisonWithNullIsUnknown) {
   expect(kUnknown, {"Nothing = 'x'", "Nothing <> 'x'", "Nothing < 'x'", "Nothing >= ''", "Nothing LIKE '%'",
                     "NOT Nothing = 'x'", "NOT Nothing LIKE '%'"});
   expect(kYes, {"Nothing IS NULL", "Nothing = NULL", "NULL = Nothing", "Name IS NOT NULL", "Name <> NULL",
@@ -219,7 +219,7 @@ TEST_F(PredicateTest, Every_comparison_with_null_is_unknown) {
   expect(kNo, {"Name IS NULL", "Id IS NULL"});  // NULL is neither "" nor 0
 }
 
-TEST_F(PredicateTest, And_or_and_not_follow_three_valued_truth) {
+TEST_F(PredicateTest, AndOrAndNotFollowThreeValuedTruth) {
   const std::map<Truth, std::string> terms{{kYes, "Id = 42"}, {kUnknown, "Nothing = 'x'"}, {kNo, "Id = 0"}};
   for (const auto& [a, left] : terms) {
     EXPECT_EQ(ask("NOT " + left), a == kYes ? kNo : a == kNo ? kYes : kUnknown) << left;
@@ -230,12 +230,12 @@ TEST_F(PredicateTest, And_or_and_not_follow_three_valued_truth) {
   }
 }
 
-TEST_F(PredicateTest, Precedence_shows_in_the_answer) {
+TEST_F(PredicateTest, PrecedenceShowsInTheAnswer) {
   expect(kYes, {"Id = 42 OR Id = 42 AND Id = 0", "NOT Id = 0 AND Id = 42"});
   expect(kNo, {"(Id = 42 OR Id = 42) AND Id = 0", "NOT (Id = 0 OR Id = 42)"});
 }
 
-TEST_F(PredicateTest, Many_equalities_with_one_property_are_one_look_up) {
+TEST_F(PredicateTest, ManyEqualitiesWithOnePropertyAreOneLookUp) {
   const Predicate many = compile("Id=1 OR Id=2 OR Name='zsh' OR Id=42 OR Id=5 OR Id=-1 OR Id=42");
   InstanceRow row(row_, location_);
   EXPECT_EQ(many.evaluate(row), kYes);
@@ -244,7 +244,7 @@ TEST_F(PredicateTest, Many_equalities_with_one_property_are_one_look_up) {
   expect(kUnknown, {"Id=1 OR Id=2 OR Id=3 OR Id=4"});
 }
 
-TEST_F(PredicateTest, Refuses_what_does_not_fit_the_class) {
+TEST_F(PredicateTest, RefusesWhatDoesNotFitTheClass) {
   struct Case {
     const char* where;
     Status status;
@@ -297,7 +297,7 @@ TEST_F(PredicateTest, Refuses_what_does_not_fit_the_class) {
   }
 }
 
-TEST_F(PredicateTest, Tells_when_no_row_matters) {
+TEST_F(PredicateTest, TellsWhenNoRowMatters) {
   EXPECT_EQ(compile("__CLASS = 'CIM_Process'").constant(), kNo);
   EXPECT_EQ(compile("__this ISA 'CIM_Process'").constant(), kYes);
   EXPECT_EQ(compile("__CLASS = 'x' AND Name = 'bash'").constant(), kNo);
@@ -307,13 +307,13 @@ TEST_F(PredicateTest, Tells_when_no_row_matters) {
   EXPECT_EQ(Predicate().constant(), kYes);
 }
 
-TEST_F(PredicateTest, Lists_the_slots_that_it_reads) {
+TEST_F(PredicateTest, ListsTheSlotsThatItReads) {
   EXPECT_EQ(compile("Name = 'x' AND (Id = 5 OR Name = 'y')").slots(), (std::vector<std::size_t>{0, 1}));
   EXPECT_EQ(compile("Parent.Name = 'x'").slots(), (std::vector<std::size_t>{10}));
   EXPECT_TRUE(compile("__CLASS = 'x'").slots().empty());
 }
 
-TEST_F(PredicateTest, Gives_equalities_of_which_a_matching_row_satisfies_one) {
+TEST_F(PredicateTest, GivesEqualitiesOfWhichAMatchingRowSatisfiesOne) {
   const auto accepts = [](std::size_t slot) {
     return slot < std::size(kProperties) && kProperties[slot].narrows();
   };
@@ -367,7 +367,7 @@ class CountingRow final : public Row {
   cim::Instance& instance_;
 };
 
-TEST_F(PredicateTest, Reads_what_is_cheap_first_and_stops_when_it_knows) {
+TEST_F(PredicateTest, ReadsWhatIsCheapFirstAndStopsWhenItKnows) {
   CountingRow row(row_);
   EXPECT_EQ(compile("Name = 'bash' AND Id = 0").evaluate(row), kNo);
   EXPECT_EQ(row.reads, (std::map<std::size_t, int>{{1, 1}}));
@@ -406,7 +406,7 @@ class EventRow final : public Row {
   cim::Instance& previous_;
 };
 
-TEST_F(PredicateTest, Works_on_any_scope) {
+TEST_F(PredicateTest, WorksOnAnyScope) {
   cim::Instance before(kProcess);
   before.set(0, "sh");
   EventRow row(row_, before);
@@ -419,7 +419,7 @@ TEST_F(PredicateTest, Works_on_any_scope) {
   EXPECT_EQ(predicate.evaluate(row), kNo);
 }
 
-TEST_F(PredicateTest, A_class_object_is_asked_by_its_system_properties) {
+TEST_F(PredicateTest, AClassObjectIsAskedByItsSystemProperties) {
   const ClassScope scope(kProcess, location_, classes_, Genus::class_object);
   const auto answer = [&](const std::string& where) {
     const Query query = parse_query("SELECT * FROM meta_class WHERE " + where);
