@@ -59,7 +59,7 @@ std::string text_of(const fs::path& path) {
 
 /// The number that a program writes into a file.
 pid_t number_in(const fs::path& path) {
-  EXPECT_TRUE(wait_for([&] { return text_of(path).ends_with('\n'); }));
+  EXPECT_TRUE(testing::eventually([&] { return text_of(path).ends_with('\n'); }));
   pid_t number = 0;
   std::ifstream(path) >> number;
   return number;
@@ -164,13 +164,13 @@ pid_t start_unread(const std::vector<std::string>& command) {
 
 TEST(Ending, ASecondCtrlCEndsAnAgentThatHangs) {
   const pid_t agent = start_unread(kBusyWatch);
-  ASSERT_TRUE(wait_for([&] {
+  ASSERT_TRUE(testing::eventually([&] {
     long call = -1;
     std::ifstream("/proc/" + std::to_string(agent) + "/syscall") >> call;
     return call == SYS_write;
   })) << "it waits for a reader of its first event";
   int status = -1;
-  const bool ended = wait_for([&] {
+  const bool ended = testing::eventually([&] {
     kill(agent, SIGINT);
     std::this_thread::sleep_for(50ms);
     return waitpid(agent, &status, WNOHANG) == agent;
@@ -239,7 +239,7 @@ TEST(Ending, WhatACommandHasStartedEndsWithTheStep) {
   EXPECT_EQ(result.status, 0) << result.out;
   const pid_t left = number_in(number);
   ASSERT_GT(left, 0);
-  EXPECT_TRUE(wait_for([&] { return !runs(left); }));
+  EXPECT_TRUE(testing::eventually([&] { return !runs(left); }));
 }
 
 TEST(Ending, ACommandThatHasEndedIsGoneAlsoWhereTheStepGoesOn) {
@@ -250,7 +250,7 @@ TEST(Ending, ACommandThatHasEndedIsGoneAlsoWhereTheStepGoesOn) {
                           << R"(], "for": "60s"}]})";
   RunningAgent agent({KVWMI_AGENT, "run", scenario});
   const pid_t command = number_in(number);
-  EXPECT_TRUE(wait_for([&] { return !fs::exists("/proc/" + std::to_string(command)); }));
+  EXPECT_TRUE(testing::eventually([&] { return !fs::exists("/proc/" + std::to_string(command)); }));
   EXPECT_EQ(agent.stop(SIGINT), 130);
 }
 
@@ -259,7 +259,7 @@ TEST(Ending, ARecordThatAKilledWatchLeftBehindIsItsOwnAndOtherFilesAreNot) {
   const fs::path state = folder.path() / "state";
   {
     RunningAgent agent({KVWMI_AGENT, "watch", "network-interfaces", state, "--poll", "1", "--for", "60s"});
-    ASSERT_TRUE(wait_for([&] { return text_of(state).ends_with('\n'); }));
+    ASSERT_TRUE(testing::eventually([&] { return text_of(state).ends_with('\n'); }));
     const std::string event = event_of(agent.pid());
     agent.stop(SIGKILL);
     mq_unlink(event.c_str());
@@ -286,7 +286,7 @@ TEST(Ending, ADisplayThatHangsIsNoWindowThatCloses) {
                       "A watched window", "--poll", "1", "--for", "60s", "--json"});
   ASSERT_TRUE(agent.watches());
   display.server().kill(SIGSTOP);
-  EXPECT_TRUE(wait_for([&] { return !text_of(complaints).empty(); }));
+  EXPECT_TRUE(testing::eventually([&] { return !text_of(complaints).empty(); }));
   display.server().kill(SIGCONT);
   window.reset();
   agent.expect_event("");

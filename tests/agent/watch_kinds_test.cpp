@@ -131,7 +131,7 @@ TEST(WatchKinds, NetworkInterfaces) {
   const fs::path state = folder.path() / "state";
   RunningAgent agent(watch({"network-interfaces", state}));
   std::error_code none;
-  ASSERT_TRUE(wait_for([&] { return fs::file_size(state, none) > 0 && !none; }))
+  ASSERT_TRUE(testing::eventually([&] { return fs::file_size(state, none) > 0 && !none; }))
       << "the first look only records the state";
   network.ip("link set near up");
   agent.expect_event("");

@@ -5,19 +5,17 @@
 #include <windows.h>
 
 #include <array>
-#include <chrono>
 #include <filesystem>
 #include <fstream>
-#include <functional>
 #include <optional>
 #include <regex>
 #include <stdexcept>
 #include <string>
 #include <system_error>
-#include <thread>
 #include <vector>
 
 #include "automation.h"
+#include "frame/testing/eventually.h"
 #include "process.h"
 #include "server.h"
 #include "stand_in/control.h"
@@ -28,19 +26,7 @@ namespace {
 using automation::Answer;
 using automation::ComPtr;
 using automation::Variant;
-using std::chrono::milliseconds;
-using Clock = std::chrono::steady_clock;
-
-constexpr std::chrono::seconds kDeadline{30};
-
-bool wait_until(const std::function<bool()>& condition) {
-  const auto deadline = Clock::now() + kDeadline;
-  while (!condition()) {
-    if (Clock::now() > deadline) return false;
-    std::this_thread::sleep_for(milliseconds(10));
-  }
-  return true;
-}
+using kvwmi::testing::eventually;
 
 /// A console for this process and the agents that it starts, whose Ctrl-C ends the agents only.
 class Console {
@@ -82,11 +68,11 @@ class Agent {
   /// The next line of its output; empty where none comes in time.
   std::string next_line() {
     std::size_t end = 0;
-    wait_until([&] {
+    static_cast<void>(eventually([&] {
       read();
       end = text_.find("\r\n");
       return end != std::string::npos;
-    });
+    }));
     if (end == std::string::npos) return "";
     const std::string line = text_.substr(0, end);
     text_.erase(0, end + 2);
@@ -94,7 +80,7 @@ class Agent {
   }
   /// The exit status, once it has ended; 98 where it does not.
   DWORD exit_status() {
-    return wait_until([&] { return process_->has_ended(); }) ? process_->exit_status() : 98;
+    return eventually([&] { return process_->has_ended(); }) ? process_->exit_status() : 98;
   }
   /// What it has said since the last line that was taken.
   std::string rest() {
@@ -105,7 +91,7 @@ class Agent {
   /// The machine that it watches.
   ComPtr<IDispatch> machine() {
     ComPtr<IDispatch> found;
-    const bool is_its_own = wait_until([&] {
+    const bool is_its_own = eventually([&] {
       ComPtr<IUnknown> running;
       if (GetActiveObject(kvwmi::stand_in::kControlClass, nullptr, running.put()) != S_OK) return false;
       found = running.as<IDispatch>();
@@ -155,7 +141,7 @@ class Machine {
   /// Waits until the agent's watch has read the class as it is now: what changes before that is no change
   /// for it.
   void wait_until_seen(const char* class_name) {
-    EXPECT_TRUE(wait_until([&] {
+    EXPECT_TRUE(eventually([&] {
       const Answer answer = call(L"Seen", {Variant::of(class_name)});
       return answer.result.type() == VT_BOOL && V_BOOL(&answer.result.raw()) != VARIANT_FALSE;
     })) << class_name;
@@ -356,7 +342,7 @@ TEST_F(AgentWatch, NetworkInterfacesThatGo) {
   const TemporaryFile record("kvwmi-interfaces-");
   Agent agent(L"watch network-interfaces " + record.quoted() + L" --down --poll 1 --json");
   std::error_code none;
-  ASSERT_TRUE(wait_until([&] { return std::filesystem::file_size(record.path(), none) > 0 && !none; }))
+  ASSERT_TRUE(eventually([&] { return std::filesystem::file_size(record.path(), none) > 0 && !none; }))
       << "the first look only records the state";
   // An interface that the previous look is said to have seen and this machine lacks.
   record.write("KVIPAddress interfaces 1\nactive no such interface\nend 1\n");

@@ -6,21 +6,20 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <chrono>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "companions/kvipaddress/logic/interface_record.h"
+#include "frame/testing/eventually.h"
 
 namespace {
 
 namespace fs = std::filesystem;
-using namespace std::chrono_literals;
+using kvwmi::testing::eventually;
 
 using CheckAddress = std::int32_t (*)(const char* definition_file, const char* filter);
 using CheckInterfaces = std::int32_t (*)(const char* definition_file);
@@ -79,26 +78,21 @@ class KvIpAddress : public ::testing::Test {
 
   /// The next thing reported; the kernel tells a new state of a link a little later.
   [[nodiscard]] std::int32_t interfaces_eventually() const {
-    const auto deadline = std::chrono::steady_clock::now() + 10s;
-    for (;;) {
-      const std::int32_t result = interfaces();
-      if (result != 0 || std::chrono::steady_clock::now() > deadline) return result;
-      std::this_thread::sleep_for(10ms);
-    }
+    std::int32_t result = 0;
+    EXPECT_TRUE(eventually([&] { return (result = interfaces()) != 0; }));
+    return result;
   }
   /// Waits until a record of its own in another file says that exactly these are active.
   void wait_for_active(const kvipaddress::ActiveInterfaces& active) const {
     const std::string other = folder / "other";
-    const auto deadline = std::chrono::steady_clock::now() + 10s;
-    for (;;) {
+    std::string text;
+    ASSERT_TRUE(eventually([&] {
       fs::remove(other);
-      ASSERT_EQ(library().iCheckNetworkInterfaces(other.c_str()), 0);
+      EXPECT_EQ(library().iCheckNetworkInterfaces(other.c_str()), 0);
       std::ifstream stream(other);
-      const std::string text{std::istreambuf_iterator<char>(stream), {}};
-      if (kvipaddress::parse_record(text) == active) return;
-      ASSERT_LT(std::chrono::steady_clock::now(), deadline) << text;
-      std::this_thread::sleep_for(10ms);
-    }
+      text.assign(std::istreambuf_iterator<char>(stream), {});
+      return kvipaddress::parse_record(text) == active;
+    })) << text;
   }
 };
 

@@ -15,9 +15,9 @@
 #include <string>
 #include <vector>
 
+#include "frame/testing/eventually.h"
 #include "support/load_process.h"
 #include "support/machine_figures.h"
-#include "support/wait_for.h"
 
 namespace kvwmi::tests {
 namespace {
@@ -153,7 +153,7 @@ TEST(ChecksLive, TheProcessorsAreLoadedWhenAllOfThemAreBusy) {
   }
   CheckPoint check_point;
   std::int32_t percentage = -1;
-  EXPECT_TRUE(wait_for([&] {
+  EXPECT_TRUE(testing::eventually([&] {
     return check_point.m_GetProcessorLoadPercentage(percentage) == 0 && percentage >= 90;
   })) << percentage;
   EXPECT_LE(percentage, 100);

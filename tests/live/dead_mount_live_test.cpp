@@ -19,9 +19,9 @@
 #include <system_error>
 #include <thread>
 
+#include "frame/testing/eventually.h"
 #include "live/fuse_folder.h"
 #include "support/further_polls.h"
-#include "support/wait_for.h"
 
 namespace kvwmi::tests {
 namespace {
@@ -194,8 +194,10 @@ TEST_F(DeadMount, HoldsUpNothingElseAndRecoversWhenItIsMountedAgain) {
   EXPECT_EQ(watch.next_detail(1s + kAtOnce), LowSpaceWatch::expected_detail());
 
   // Unmounted by force, who waits is told, and the drive is gone.
-  ASSERT_TRUE(wait_for([&] { return ::umount2(part_.c_str(), MNT_FORCE) == 0 || errno == EINVAL; }));
-  ASSERT_TRUE(wait_for([&] { return ::umount2(remote_.c_str(), MNT_FORCE) == 0 || errno == EINVAL; }));
+  ASSERT_TRUE(
+      testing::eventually([&] { return ::umount2(part_.c_str(), MNT_FORCE) == 0 || errno == EINVAL; }));
+  ASSERT_TRUE(
+      testing::eventually([&] { return ::umount2(remote_.c_str(), MNT_FORCE) == 0 || errno == EINVAL; }));
   EXPECT_FALSE(drives("DeviceID").contains(remote_));
 
   // Mounted again it has its letter and answers.
@@ -220,8 +222,8 @@ TEST_F(DeadMount, AWatchOfItIsSilentAndRecoversByItself) {
   EXPECT_EQ(watch.next_detail(1s + kAtOnce), LowSpaceWatch::expected_detail());
 
   // Mounted anew it is the same drive, once it has been seen with more than that.
-  ASSERT_TRUE(wait_for([&] { return ::umount2(part_.c_str(), 0) == 0 || errno == EINVAL; }));
-  ASSERT_TRUE(wait_for([&] { return ::umount2(remote_.c_str(), 0) == 0 || errno == EINVAL; }));
+  ASSERT_TRUE(testing::eventually([&] { return ::umount2(part_.c_str(), 0) == 0 || errno == EINVAL; }));
+  ASSERT_TRUE(testing::eventually([&] { return ::umount2(remote_.c_str(), 0) == 0 || errno == EINVAL; }));
   fuse_.reset();
   other_watches.pass();
   fuse_.emplace(remote_);
@@ -233,7 +235,7 @@ TEST_F(DeadMount, AWatchOfItIsSilentAndRecoversByItself) {
   EXPECT_EQ(watch.next_detail(0ms), "") << "each once";
 
   // One that has not answered yet since it was mounted counts from its first answer on.
-  ASSERT_TRUE(wait_for([&] { return ::umount2(remote_.c_str(), 0) == 0 || errno == EINVAL; }));
+  ASSERT_TRUE(testing::eventually([&] { return ::umount2(remote_.c_str(), 0) == 0 || errno == EINVAL; }));
   fuse_.reset();
   other_watches.pass();
   fuse_.emplace(remote_);

@@ -9,9 +9,9 @@
 #include <optional>
 #include <string>
 
+#include "frame/testing/eventually.h"
 #include "linux/testing/child.h"
 #include "support/command.h"
-#include "support/wait_for.h"
 
 namespace kvwmi::tests {
 
@@ -28,7 +28,7 @@ class NetworkNamespace {
       std::error_code gone;
       return std::filesystem::read_symlink("/proc/" + process + "/ns/net", gone);
     };
-    EXPECT_TRUE(wait_for([&] { return network_of(pid) != network_of("thread-self"); }));
+    EXPECT_TRUE(testing::eventually([&] { return network_of(pid) != network_of("thread-self"); }));
     ip("link add near type veth peer name far netns " + pid);
     EXPECT_EQ(run_shell("nsenter --net --target " + pid + " ip link set far up").status, 0);
   }

@@ -18,7 +18,7 @@
 #include <utility>
 #include <vector>
 
-#include "support/wait_for.h"
+#include "frame/testing/eventually.h"
 
 namespace kvwmi::tests {
 
@@ -56,7 +56,7 @@ class RunningAgent {
   /// Waits until it waits for events, and so has asked for its watches: that is where its main thread has
   /// something to wait for with an epoll.
   [[nodiscard]] bool watches() const {
-    return wait_for([&] {
+    return testing::eventually([&] {
       std::ifstream file("/proc/" + std::to_string(pid_) + "/syscall");
       long call = -1;
       file >> call;

@@ -7,8 +7,8 @@
 #include <fstream>
 #include <string>
 
+#include "frame/testing/eventually.h"
 #include "support/command.h"
-#include "support/wait_for.h"
 
 namespace kvwmi::tests {
 namespace {
@@ -51,13 +51,13 @@ TEST(ServiceChecks, AUnitThatTakesItsTimeIsStartPendingAndStopPending) {
              "ExecStart=/bin/sh -c 'until [ -e /run/kvwmi-started ]; do sleep 0.01; done'\n"
              "ExecStop=/bin/sh -c 'until [ -e /run/kvwmi-stopped ]; do sleep 0.01; done'\n");
   ASSERT_EQ(run_shell("systemctl start --no-block kvwmi-slow.service").status, 0);
-  EXPECT_TRUE(wait_for([] { return state_of("KVWMI Slow Service") == 2; }));
+  EXPECT_TRUE(testing::eventually([] { return state_of("KVWMI Slow Service") == 2; }));
   std::ofstream("/run/kvwmi-started") << "";
-  EXPECT_TRUE(wait_for([] { return state_of("KVWMI Slow Service") == 4; }));
+  EXPECT_TRUE(testing::eventually([] { return state_of("KVWMI Slow Service") == 4; }));
   ASSERT_EQ(run_shell("systemctl stop --no-block kvwmi-slow.service").status, 0);
-  EXPECT_TRUE(wait_for([] { return state_of("KVWMI Slow Service") == 3; }));
+  EXPECT_TRUE(testing::eventually([] { return state_of("KVWMI Slow Service") == 3; }));
   std::ofstream("/run/kvwmi-stopped") << "";
-  EXPECT_TRUE(wait_for([] { return state_of("KVWMI Slow Service") == 1; }));
+  EXPECT_TRUE(testing::eventually([] { return state_of("KVWMI Slow Service") == 1; }));
 }
 
 TEST(ServiceChecks, AnUnknownDisplayNameIsResultOne) {

@@ -17,10 +17,10 @@
 #include <string>
 #include <vector>
 
+#include "frame/testing/eventually.h"
 #include "linux/machine.h"
 #include "linux/providers/make_providers.h"
 #include "support/command.h"
-#include "support/wait_for.h"
 #include "wmi/provider.h"
 
 namespace kvwmi::tests {
@@ -76,7 +76,7 @@ class ServiceGate : public ::testing::Test {
                .status == 0;
   }
   [[nodiscard]] bool reaches(std::uint64_t count) {
-    return wait_for([&] {
+    return testing::eventually([&] {
       const Token now = token();
       return now && *now >= count;
     });
@@ -84,7 +84,7 @@ class ServiceGate : public ::testing::Test {
   /// Waits until what the test has done so far has been told, so that a fence is all that is heard; false
   /// where the machine does not come to rest.
   [[nodiscard]] bool settle() {
-    return wait_for([this] {
+    return testing::eventually([this] {
       const Token before = token();
       return before && set_fence() && reaches(*before + kFence) && token() == *before + kFence;
     });
@@ -94,7 +94,7 @@ class ServiceGate : public ::testing::Test {
   [[nodiscard]] bool changes(Steps&& steps) {
     const Token before = token();
     steps();
-    return wait_for([&] {
+    return testing::eventually([&] {
       const Token now = token();
       return now && now != before;
     });
@@ -111,8 +111,8 @@ TEST_F(ServiceGate, StartsStopsAndReloadsChangeTheToken) {
   ASSERT_TRUE(settle());
   EXPECT_TRUE(changes([] {
     run("systemctl kill --signal=KILL kvwmi-gate.service");
-    EXPECT_TRUE(
-        wait_for([] { return run_shell("systemctl is-failed --quiet kvwmi-gate.service").status == 0; }));
+    EXPECT_TRUE(testing::eventually(
+        [] { return run_shell("systemctl is-failed --quiet kvwmi-gate.service").status == 0; }));
   }));
   ASSERT_TRUE(settle());
   EXPECT_TRUE(changes([] { run("systemctl daemon-reload"); }));
@@ -146,9 +146,9 @@ TEST_F(ServiceGate, ALostBusGivesNoTokenAndComesBackWithAnother) {
   const Token before = token();
   ASSERT_TRUE(before);
   run("systemctl stop dbus.socket dbus.service");
-  EXPECT_TRUE(wait_for([this] { return !token(); }));
+  EXPECT_TRUE(testing::eventually([this] { return !token(); }));
   run("systemctl start dbus.socket");
-  EXPECT_TRUE(wait_for([&] { return token() && token() != before; }));
+  EXPECT_TRUE(testing::eventually([&] { return token() && token() != before; }));
   EXPECT_GT(list(), 0U);
   ASSERT_TRUE(settle());
   EXPECT_TRUE(changes([] { run("systemctl start kvwmi-gate.service"); })) << "signals come again";
@@ -157,7 +157,7 @@ TEST_F(ServiceGate, ALostBusGivesNoTokenAndComesBackWithAnother) {
 TEST_F(ServiceGate, AManagerThatIsExecutedAnewIsHeardAgain) {
   const Token before = token();
   run("systemctl daemon-reexec");
-  EXPECT_TRUE(wait_for([&] { return token() && token() != before; }));
+  EXPECT_TRUE(testing::eventually([&] { return token() && token() != before; }));
   ASSERT_TRUE(settle());
   EXPECT_TRUE(changes([] { run("systemctl start kvwmi-gate.service"); }));
 }

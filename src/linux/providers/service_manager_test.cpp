@@ -6,9 +6,9 @@
 #include <filesystem>
 #include <string_view>
 
+#include "frame/testing/eventually.h"
 #include "linux/testing/fake_bus.h"
 #include "linux/testing/recorded_machine.h"
-#include "linux/testing/wait.h"
 
 namespace kvwmi::ground::providers {
 namespace {

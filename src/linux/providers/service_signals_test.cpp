@@ -8,9 +8,9 @@
 #include <string_view>
 #include <thread>
 
+#include "frame/testing/eventually.h"
 #include "linux/testing/fake_bus.h"
 #include "linux/testing/recorded_machine.h"
-#include "linux/testing/wait.h"
 
 namespace kvwmi::ground::providers {
 namespace {

@@ -12,7 +12,7 @@
 #include <utility>
 #include <vector>
 
-#include "linux/testing/wait.h"
+#include "frame/testing/eventually.h"
 
 namespace kvwmi::testing {
 

@@ -4,14 +4,14 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <chrono>
 #include <csignal>
 #include <filesystem>
 #include <fstream>
 #include <stdexcept>
 #include <string>
-#include <thread>
 #include <vector>
+
+#include "frame/testing/eventually.h"
 
 extern char** environ;
 
@@ -52,12 +52,10 @@ class ChildProcess {
   /// The new program runs before it bears its name, which is the last thing it gets.
   void wait_for_name(const std::string& name) {
     const std::string path = "/proc/" + std::to_string(pid_) + "/comm";
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
     std::string comm;
-    while (std::getline(std::ifstream(path), comm) && comm != name) {
-      if (std::chrono::steady_clock::now() > deadline) throw std::runtime_error("no process " + name);
-      std::this_thread::yield();
-    }
+    const bool named =
+        kvwmi::testing::eventually([&] { return !std::getline(std::ifstream(path), comm) || comm == name; });
+    if (!named) throw std::runtime_error("no process " + name);
   }
 
   pid_t pid_ = -1;

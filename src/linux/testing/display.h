@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <optional>
+#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -133,8 +134,8 @@ class Display {
     if (manager == Manager::openbox) {
       manager_.emplace(std::vector<std::string>{"openbox", "--sm-disable"});
       const Client client;
-      eventually([&] { return client.root_has("_NET_CLIENT_LIST"); });
-      wait_for_the_manager();
+      const bool manages = eventually([&] { return client.root_has("_NET_CLIENT_LIST"); });
+      if (!manages || !manager_answers()) throw std::runtime_error("openbox manages no windows");
     }
   }
   ~Display() {
@@ -152,8 +153,8 @@ class Display {
 
  private:
   /// A manager that starts loses what is mapped meanwhile, so it is asked until it answers.
-  static void wait_for_the_manager() {
-    eventually([] {
+  [[nodiscard]] static bool manager_answers() {
+    return eventually([] {
       const TestWindow probe("probe");
       return eventually([&] { return probe.is_mapped(); }, std::chrono::milliseconds(100));
     });

@@ -7,7 +7,7 @@
 #include <functional>
 #include <system_error>
 
-#include "linux/testing/wait.h"
+#include "frame/testing/eventually.h"
 
 namespace kvwmi::testing {
 
@@ -28,7 +28,7 @@ class Forked {
 
   [[nodiscard]] pid_t pid() const noexcept { return pid_; }
   void kill() const { ::kill(pid_, SIGKILL); }
-  /// Its exit status, or 128 + signal; -1 when it is still there after ten seconds.
+  /// Its exit status, or 128 + signal; -1 when it does not end.
   int wait() {
     int status = 0;
     if (!eventually([&] { return ::waitpid(pid_, &status, WNOHANG) == pid_; })) return -1;
