@@ -44,8 +44,9 @@ class KVWMI_API Supervision {
  public:
   /// Connects to nothing yet, so it cannot fail for lack of WMI.
   Supervision();
-  /// For the component's own doors and tests; programs take the one above. `companion` lives as long as the engine and the timer that it has started, so possibly longer than every
-  /// reference: for example a lock on the module that holds their code.
+  /// For the component's own doors and tests; programs take the one above. `companion` lives as long as the
+  /// engine and the timer that it has started, so possibly longer than every reference: for example a lock on
+  /// the module that holds their code.
   explicit Supervision(Ground& ground, std::shared_ptr<void> companion = nullptr);
   Supervision(const Supervision&);
   Supervision& operator=(const Supervision&);
@@ -82,8 +83,9 @@ class KVWMI_API Supervision {
   ///
   /// `f_lngCondition` compares the machine's value with `f_curValue`: 1 greater, 2 less, 3 greater or equal,
   /// 4 less or equal, 5 equal, 6 different; another one raises "Condition unknown: '7'". `f_lngUnit` is 0
-  /// bytes, 1 kilobytes, 2 megabytes, 3 gigabytes (factors of 1024) or 4 percent of a capacity read now. A
-  /// threshold or product beyond the currency range raises "Overflow". The detail reads "Value: 1234 Bytes".
+  /// bytes, 1 kilobytes, 2 megabytes, 3 gigabytes (factors of 1024) or 4 percent of a capacity read now. Both
+  /// have names in codes.h. A threshold or product beyond the currency range raises "Overflow". The detail
+  /// reads "Value: 1234 Bytes".
   /// @{
 
   /// Free space of the local fixed disk whose letter begins `f_strName`. Detail in bytes. A percentage of a
@@ -127,8 +129,8 @@ class KVWMI_API Supervision {
                                               std::int32_t f_lngGroupPeriod = 0,
                                               std::int32_t f_lngGroupThreshold = 0,
                                               bool f_blnNotifyIfUndetected = false);
-  /// Load of each processor, in whole percent from 0 to 100, compared with `f_lngPercentage`, which may be any
-  /// number. Detail "Value: 12 %".
+  /// Load of each processor, in whole percent from 0 to 100, compared with `f_lngPercentage`, which may be
+  /// any number. Detail "Value: 12 %".
   std::int32_t m_SuperviseProcessorLoadPercentage(
       std::int32_t f_lngCurrentStepId, std::int32_t f_lngSupervisionId, std::int32_t f_lngCondition,
       std::int32_t f_lngPercentage, std::int32_t f_lngPollingPeriod = 5, std::int32_t f_lngGroupPeriod = 0,

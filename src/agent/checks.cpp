@@ -5,6 +5,8 @@
 #include <cstddef>
 #include <cstdio>
 
+#include "kvwmi/codes.h"
+
 namespace kvwmi::agent {
 namespace {
 
@@ -39,7 +41,7 @@ std::string code_and(std::int32_t code, std::string_view meaning) {
 
 std::string power_source(const Answer& answer) {
   const std::int32_t code = std::get<std::int32_t>(answer.value);
-  return code_and(code, code == 26 ? "on battery" : "on mains power");
+  return code_and(code, code == kvwmi::power_source::kBattery ? "on battery" : "on mains power");
 }
 
 std::string service_state(const Answer& answer) {

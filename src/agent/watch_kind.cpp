@@ -6,6 +6,7 @@
 #include "agent/disk_name.h"
 #include "agent/interface_record.h"
 #include "agent/usage_error.h"
+#include "kvwmi/codes.h"
 
 namespace kvwmi::agent {
 namespace {
@@ -32,13 +33,13 @@ void set_comparison(WatchRequest& request, std::int32_t condition, const Size& t
   request.condition = condition;
   request.threshold = threshold;
 }
-template <std::int32_t condition>
+template <std::int32_t code>
 void compare_size(WatchRequest& request, const std::string& text) {
-  set_comparison(request, condition, parse_size(text));
+  set_comparison(request, code, parse_size(text));
 }
-template <std::int32_t condition>
+template <std::int32_t code>
 void compare_load(WatchRequest& request, const std::string& text) {
-  set_comparison(request, condition, {Currency::from_integer(parse_percentage(text)), kPercentUnit});
+  set_comparison(request, code, {Currency::from_integer(parse_percentage(text)), unit::kPercent});
 }
 
 constexpr WatchOption kPollOption{"poll", "SECONDS", "seconds between two looks (5)",
@@ -62,20 +63,26 @@ constexpr WatchOption kAbsenceOption{
     set_flag<&WatchRequest::notify_if_undetected>};
 
 constexpr std::array kSizeOptions{
-    WatchOption{"below", "SIZE", "report when it is less, such as 10GB or 20%", compare_size<2>},
-    WatchOption{"above", "SIZE", "report when it is more", compare_size<1>},
-    WatchOption{"not-below", "SIZE", "report when it is as much or more", compare_size<3>},
-    WatchOption{"not-above", "SIZE", "report when it is as much or less", compare_size<4>},
-    WatchOption{"equal", "SIZE", "report when it is as much", compare_size<5>},
-    WatchOption{"not-equal", "SIZE", "report when it is more or less", compare_size<6>},
+    WatchOption{"below", "SIZE", "report when it is less, such as 10GB or 20%",
+                compare_size<condition::kLess>},
+    WatchOption{"above", "SIZE", "report when it is more", compare_size<condition::kGreater>},
+    WatchOption{"not-below", "SIZE", "report when it is as much or more",
+                compare_size<condition::kGreaterOrEqual>},
+    WatchOption{"not-above", "SIZE", "report when it is as much or less",
+                compare_size<condition::kLessOrEqual>},
+    WatchOption{"equal", "SIZE", "report when it is as much", compare_size<condition::kEqual>},
+    WatchOption{"not-equal", "SIZE", "report when it is more or less", compare_size<condition::kDifferent>},
 };
 constexpr std::array kLoadOptions{
-    WatchOption{"below", "PERCENT", "report when it is less, such as 10%", compare_load<2>},
-    WatchOption{"above", "PERCENT", "report when it is more", compare_load<1>},
-    WatchOption{"not-below", "PERCENT", "report when it is as much or more", compare_load<3>},
-    WatchOption{"not-above", "PERCENT", "report when it is as much or less", compare_load<4>},
-    WatchOption{"equal", "PERCENT", "report when it is as much", compare_load<5>},
-    WatchOption{"not-equal", "PERCENT", "report when it is more or less", compare_load<6>},
+    WatchOption{"below", "PERCENT", "report when it is less, such as 10%", compare_load<condition::kLess>},
+    WatchOption{"above", "PERCENT", "report when it is more", compare_load<condition::kGreater>},
+    WatchOption{"not-below", "PERCENT", "report when it is as much or more",
+                compare_load<condition::kGreaterOrEqual>},
+    WatchOption{"not-above", "PERCENT", "report when it is as much or less",
+                compare_load<condition::kLessOrEqual>},
+    WatchOption{"equal", "PERCENT", "report when it is as much", compare_load<condition::kEqual>},
+    WatchOption{"not-equal", "PERCENT", "report when it is more or less",
+                compare_load<condition::kDifferent>},
 };
 
 constexpr auto kFirst = set_flag<&WatchRequest::first>;
@@ -150,10 +157,9 @@ void start_named_change(Supervision& supervision, std::int32_t step, std::int32_
 }
 
 void start_power(Supervision& supervision, std::int32_t step, std::int32_t id, const WatchRequest& r) {
-  constexpr std::int32_t kMains = 25;
-  constexpr std::int32_t kBattery = 26;
   const auto [mains, battery] = changes(r);
-  for (const auto& [asked, state] : {std::pair{mains, kMains}, std::pair{battery, kBattery}}) {
+  for (const auto& [asked, state] :
+       {std::pair{mains, power_source::kMains}, std::pair{battery, power_source::kBattery}}) {
     if (!asked) continue;
     supervision.m_SupervisePowerSource(step, id, state, r.polling_period, r.group_period, r.group_threshold,
                                        r.notify_if_undetected);

@@ -72,11 +72,15 @@ std::int64_t parse_exact_duration(const std::string& text) {
 
 Size parse_size(const std::string& text) {
   const Measure measure = split(text);
-  const auto unit = find_unit<std::int32_t>(
-      measure.unit, {{"", 0}, {"B", 0}, {"KB", 1}, {"MB", 2}, {"GB", 3}, {"%", kPercentUnit}});
+  const auto code = find_unit<std::int32_t>(measure.unit, {{"", unit::kBytes},
+                                                           {"B", unit::kBytes},
+                                                           {"KB", unit::kKilobytes},
+                                                           {"MB", unit::kMegabytes},
+                                                           {"GB", unit::kGigabytes},
+                                                           {"%", unit::kPercent}});
   const auto value = to_currency(measure.number);
-  if (!unit || !value) refuse(text, "a size such as 512, 100KB, 1.5MB, 10GB or 20%");
-  return {*value, *unit};
+  if (!code || !value) refuse(text, "a size such as 512, 100KB, 1.5MB, 10GB or 20%");
+  return {*value, *code};
 }
 
 std::int32_t parse_percentage(const std::string& text) {

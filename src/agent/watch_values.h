@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <string>
 
+#include "kvwmi/codes.h"
 #include "kvwmi/currency.h"
 
 /// The values that people write for a watch. What cannot be taken raises UsageError.
@@ -12,11 +13,10 @@ namespace kvwmi::agent {
 /// A size as the component takes it: a value and its unit code.
 struct Size {
   Currency value;
-  std::int32_t unit = 0;  ///< 0 bytes to 3 gigabytes, 4 percent of the capacity
+  std::int32_t unit = unit::kBytes;
 
   friend bool operator==(const Size&, const Size&) = default;
 };
-inline constexpr std::int32_t kPercentUnit = 4;
 
 /// "10GB", "1.5 MB", "512", "80%".
 [[nodiscard]] Size parse_size(const std::string& text);

@@ -8,6 +8,7 @@
 
 #include "frame/connection.h"
 #include "frame/conversion.h"
+#include "kvwmi/codes.h"
 
 namespace kvwmi {
 namespace {
@@ -19,20 +20,18 @@ constexpr std::int32_t kAnswered = 0;
 constexpr std::int32_t kNoObject = 1;
 constexpr std::int32_t kNoValue = 2;
 
-constexpr std::int32_t kOnMains = 25;
-constexpr std::int32_t kOnBattery = 26;
 constexpr std::int32_t kBatteryStatusOnMains = 2;
 
 constexpr const char* kOperatingSystem = "SELECT * FROM Win32_OperatingSystem";
 
 constexpr std::array<std::pair<std::string_view, std::int32_t>, 7> kServiceStates{{
-    {"Stopped", 1},
-    {"Start Pending", 2},
-    {"Stop Pending", 3},
-    {"Running", 4},
-    {"Continue Pending", 5},
-    {"Pause Pending", 6},
-    {"Paused", 7},
+    {"Stopped", service_state::kStopped},
+    {"Start Pending", service_state::kStartPending},
+    {"Stop Pending", service_state::kStopPending},
+    {"Running", service_state::kRunning},
+    {"Continue Pending", service_state::kContinuePending},
+    {"Pause Pending", service_state::kPausePending},
+    {"Paused", service_state::kPaused},
 }};
 
 std::string service_query(const std::string& name) {
@@ -107,9 +106,9 @@ CheckPoint::~CheckPoint() = default;
 
 std::int32_t CheckPoint::m_GetPowerSource(std::int32_t& f_lngState) {
   return kFrame("m_GetPowerSource", [&] {
-    f_lngState = kOnMains;
+    f_lngState = power_source::kMains;
     probe_first(*services_, "SELECT * FROM Win32_Battery", "BatteryStatus", [&](const wmi::Value& status) {
-      if (to_long(status) != kBatteryStatusOnMains) f_lngState = kOnBattery;
+      if (to_long(status) != kBatteryStatusOnMains) f_lngState = power_source::kBattery;
     });
     return kAnswered;
   });

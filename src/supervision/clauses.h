@@ -8,14 +8,9 @@
 
 namespace kvwmi::supervision {
 
-/// Unit codes. Any other code means bytes in a condition, and so does that of percentages: those of a size
-/// are turned into one before.
-inline constexpr std::int32_t kBytes = 0;
-inline constexpr std::int32_t kKilobytes = 1;
-inline constexpr std::int32_t kPercent = 4;
-
 /// " AND " + property + operator + the value as a whole number of the property's unit. An unknown condition
-/// raises "Condition unknown: '7'", a value beyond the currency range 6 "Overflow".
+/// raises "Condition unknown: '7'", a value beyond the currency range 6 "Overflow". A unit that is none means
+/// bytes, and so does that of percentages: those of a size are turned into one before.
 [[nodiscard]] std::string strGetConditionFilter(std::string_view property, std::int32_t condition,
                                                 Currency value, std::int32_t value_unit,
                                                 std::int32_t property_unit);

@@ -68,8 +68,8 @@ std::string first_element(const wmi::Value& value) {
   return joined_text(elements->front());
 }
 
-std::string_view name_of(std::int32_t unit) {
-  return unit == kPercent ? "%" : unit == kKilobytes ? "Kilobytes" : "Bytes";
+std::string_view name_of(std::int32_t code) {
+  return code == unit::kPercent ? "%" : code == unit::kKilobytes ? "Kilobytes" : "Bytes";
 }
 
 std::string value_detail(const ValueWatch& watch, wmi::Object& target) {

@@ -1,3 +1,4 @@
+#include "kvwmi/codes.h"
 #include "kvwmi/supervision.h"
 #include "supervision/clauses.h"
 #include "supervision/engine.h"
@@ -14,9 +15,6 @@ using supervision::kRequest;
 using supervision::strGetGroupClause;
 using supervision::SupervisionType;
 using supervision::within;
-
-/// A power source's state as the client names it; any other value is the battery.
-constexpr std::int32_t kOnMains = 25;
 
 /// The two transitions of a service that a client may ask for.
 std::string service_transitions(bool start, bool stop) {
@@ -55,7 +53,7 @@ std::int32_t Supervision::m_SupervisePowerSource(std::int32_t f_lngCurrentStepId
                                                  std::int32_t f_lngGroupThreshold,
                                                  bool f_blnNotifyIfUndetected) {
   return kRequest("m_SupervisePowerSource", [&] {
-    const char* transition = f_lngState == kOnMains
+    const char* transition = f_lngState == power_source::kMains
                                  ? "(PreviousInstance.BatteryStatus<>2 AND TargetInstance.BatteryStatus=2)"
                                  : "(PreviousInstance.BatteryStatus=2 AND TargetInstance.BatteryStatus<>2)";
     const std::string query = kModification + within(f_lngPollingPeriod) +

@@ -4,6 +4,7 @@
 
 #include "frame/conversion.h"
 #include "frame/runtime_error.h"
+#include "kvwmi/codes.h"
 #include "kvwmi/supervision.h"
 #include "supervision/clauses.h"
 #include "supervision/engine.h"
@@ -14,7 +15,6 @@
 namespace kvwmi {
 namespace {
 
-using supervision::kPercent;
 using supervision::kRequest;
 using supervision::strGetConditionFilter;
 using supervision::strGetGroupClause;
@@ -68,7 +68,7 @@ std::int32_t watch_value(SupervisionEngine& engine, const Request& request, cons
 /// The same where the threshold may be a percentage of a capacity.
 std::int32_t watch_size(SupervisionEngine& engine, const Request& request, const ValueWatch& watch,
                         const std::string& where, const Threshold& threshold, const Capacity& capacity) {
-  if (threshold.unit != kPercent) return watch_value(engine, request, watch, where, threshold);
+  if (threshold.unit != unit::kPercent) return watch_value(engine, request, watch, where, threshold);
   const Currency product = read_capacity(engine.cimv2(), capacity, watch.capacity) * threshold.value;
   const Currency size = Currency::from_double(std::nearbyint(product.to_double() / 100));
   return watch_value(engine, request, watch, where, {threshold.condition, size, watch.capacity_unit});
@@ -169,7 +169,7 @@ std::int32_t Supervision::m_SuperviseProcessorLoadPercentage(
                        {f_lngCurrentStepId, f_lngSupervisionId, f_lngPollingPeriod, f_lngGroupPeriod,
                         f_lngGroupThreshold, f_blnNotifyIfUndetected},
                        supervision::kProcessorLoadPercentage, "WHERE TargetInstance ISA 'Win32_Processor'",
-                       {f_lngCondition, Currency::from_integer(f_lngPercentage), kPercent});
+                       {f_lngCondition, Currency::from_integer(f_lngPercentage), unit::kPercent});
   });
 }
 

@@ -4,19 +4,15 @@
 #include <string>
 #include <vector>
 
+#include "kvwmi/codes.h"
 #include "supervision/testing/fixture.h"
 
 namespace kvwmi::supervision {
 namespace {
 
+using namespace condition;
 using namespace testing;
-
-constexpr std::int32_t kLess = 2;
-constexpr std::int32_t kBytes = 0;
-constexpr std::int32_t kKilobytes = 1;
-constexpr std::int32_t kMegabytes = 2;
-constexpr std::int32_t kGigabytes = 3;
-constexpr std::int32_t kPercent = 4;
+using namespace unit;
 
 const std::string kHead = "SELECT * FROM __InstanceModificationEvent WITHIN 5 WHERE TargetInstance ISA ";
 // Two blanks before these ANDs, one before that of the condition.

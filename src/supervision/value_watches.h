@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <string_view>
 
-#include "supervision/clauses.h"
+#include "kvwmi/codes.h"
 #include "supervision/supervision_type.h"
 
 namespace kvwmi::supervision {
@@ -18,22 +18,22 @@ struct ValueWatch {
   std::int32_t capacity_unit = 0;
 };
 
-inline constexpr ValueWatch kDiskFreeSpace{SupervisionType::disk_free_space, "FreeSpace", kBytes, "Size",
-                                           kBytes};
+inline constexpr ValueWatch kDiskFreeSpace{SupervisionType::disk_free_space, "FreeSpace", unit::kBytes,
+                                           "Size", unit::kBytes};
 /// A percentage of the paging files, not of the physical memory.
-inline constexpr ValueWatch kProcessMemorySize{SupervisionType::process_memory_size, "WorkingSetSize", kBytes,
-                                               "SizeStoredInPagingFiles", kKilobytes};
+inline constexpr ValueWatch kProcessMemorySize{SupervisionType::process_memory_size, "WorkingSetSize",
+                                               unit::kBytes, "SizeStoredInPagingFiles", unit::kKilobytes};
 inline constexpr ValueWatch kFreePhysicalMemorySize{SupervisionType::free_physical_memory_size,
-                                                    "FreePhysicalMemory", kKilobytes,
-                                                    "TotalVisibleMemorySize", kKilobytes};
+                                                    "FreePhysicalMemory", unit::kKilobytes,
+                                                    "TotalVisibleMemorySize", unit::kKilobytes};
 inline constexpr ValueWatch kFreeVirtualMemorySize{SupervisionType::free_virtual_memory_size,
-                                                   "FreeVirtualMemory", kKilobytes, "TotalVirtualMemorySize",
-                                                   kKilobytes};
+                                                   "FreeVirtualMemory", unit::kKilobytes,
+                                                   "TotalVirtualMemorySize", unit::kKilobytes};
 inline constexpr ValueWatch kFreePagingFilesSize{SupervisionType::free_paging_files_size,
-                                                 "FreeSpaceInPagingFiles", kKilobytes,
-                                                 "SizeStoredInPagingFiles", kKilobytes};
+                                                 "FreeSpaceInPagingFiles", unit::kKilobytes,
+                                                 "SizeStoredInPagingFiles", unit::kKilobytes};
 inline constexpr ValueWatch kProcessorLoadPercentage{SupervisionType::processor_load_percentage,
-                                                     "LoadPercentage", kPercent};
+                                                     "LoadPercentage", unit::kPercent};
 
 inline constexpr std::array kValueWatches{kDiskFreeSpace,          kProcessMemorySize,
                                           kFreePhysicalMemorySize, kFreeVirtualMemorySize,

@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "frame/ground.h"
+#include "kvwmi/codes.h"
 #include "kvwmi/message_loop.h"
 #include "kvwmi/named_event.h"
 #include "process.h"
@@ -34,17 +35,14 @@ using kvwmi::stand_in::Repository;
 using Number = std::uint64_t;
 using Outcome = SupervisionClient::Outcome;
 using Record = SupervisionClient::Record;
+using namespace kvwmi::condition;
+using namespace kvwmi::unit;
 using MakeClient = std::function<std::unique_ptr<SupervisionClient>()>;
 using std::chrono::milliseconds;
 
 constexpr std::chrono::seconds kDeadline{30};
 constexpr HRESULT kClassError = -2147220977;
 const Record kNothing{0, ""};
-
-constexpr std::int32_t kGreater = 1;
-constexpr std::int32_t kLess = 2;
-constexpr std::int32_t kMegabytes = 2;
-constexpr std::int32_t kPercent = 4;
 
 std::string unique_name(const std::string& what) {
   return "kvwmi " + what + " " + std::to_string(GetCurrentProcessId());
@@ -184,8 +182,7 @@ TEST_P(SupervisionEvents, LoadOfAProcessor) {
 
 TEST_P(SupervisionEvents, PowerSource) {
   const auto row = machine_->add("Win32_Battery", {{"DeviceID", "b"}, {"BatteryStatus", Number{2}}});
-  constexpr std::int32_t kMains = 25;
-  constexpr std::int32_t kBattery = 26;
+  using namespace kvwmi::power_source;
   ask(REQUEST(m_SupervisePowerSource, 7, 3, kBattery, 1, 0, 0, false));
   ask(REQUEST(m_SupervisePowerSource, 7, 4, kMains, 1, 0, 0, false));
   machine_->rows("Win32_Battery").set(row, "BatteryStatus", Number{1});

@@ -2,6 +2,7 @@
 // event is seen by another process. Services have theirs in tests/systemd.
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <kvwmi/codes.h>
 #include <kvwmi/message_loop.h>
 #include <kvwmi/wmi_session.h>
 #include <unistd.h>
@@ -110,7 +111,8 @@ TEST(Arrivals, ADiskThatFillsUpAndIsEmptied) {
   const auto letter = *found[0].properties[0].value.get_if<std::string>();
 
   WatchedMachine machine;
-  constexpr std::int32_t kGreater = 1, kLess = 2, kMegabytes = 2;
+  using namespace condition;
+  using namespace unit;
   const Currency threshold = Currency::from_integer(16);
   EXPECT_EQ(machine.supervision.m_SuperviseDiskFreeSpace(kStep, kFirst, letter, kLess, threshold, kMegabytes,
                                                          kPeriod),

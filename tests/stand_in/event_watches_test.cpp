@@ -5,6 +5,7 @@
 #include <utility>
 #include <vector>
 
+#include "kvwmi/codes.h"
 #include "stand_in/supervision_fixture.h"
 
 // The watches that WMI serves, end to end: from a change of the machine through
@@ -13,12 +14,9 @@
 namespace kvwmi::stand_in {
 namespace {
 
+using namespace condition;
+using namespace unit;
 using U = std::uint64_t;
-
-constexpr std::int32_t kLess = 2;
-constexpr std::int32_t kGreater = 1;
-constexpr std::int32_t kMegabytes = 2;
-constexpr std::int32_t kPercent = 4;
 
 Currency currency(const char* text) {
   return Currency::from_text(text);
