@@ -1,6 +1,5 @@
 // kvwmi watch on this machine.
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <chrono>
 #include <csignal>
@@ -10,16 +9,13 @@
 
 #include "support/command.h"
 #include "support/load_process.h"
+#include "support/own_name.h"
 #include "support/running_agent.h"
 
 namespace kvwmi::tests {
 namespace {
 
 using namespace std::chrono_literals;
-
-std::string own_name(const std::string& purpose) {
-  return "kvwmi-cli-" + purpose + "-" + std::to_string(getpid());
-}
 
 TEST(WatchCli, EventsArriveAsTheyHappenAndCtrlCStopsCleanly) {
   const std::string name = own_name("process");

@@ -20,6 +20,7 @@
 #include "kvwmi/message_loop.h"
 #include "kvwmi/supervision.h"
 #include "support/further_polls.h"
+#include "support/watching.h"
 
 namespace kvwmi {
 namespace {
@@ -73,14 +74,9 @@ TEST(ChurnSoakTest, EveryStartAndEndCountsOnceAndNothingGrows) {
   std::vector<int> ended(kWatches);
   std::deque<pid_t> children;
   const auto drain = [&] {
-    std::int32_t supervision = 0;
-    std::string detail;
     for (const auto& [step, counts] : {std::pair(1, &started), std::pair(2, &ended)}) {
-      for (;;) {
-        engine.m_PopEventInfos(step, supervision, detail);
-        if (supervision == 0) break;
+      for (const auto& [supervision, detail] : tests::take_records(engine, step))
         ++(*counts)[static_cast<std::size_t>(supervision - 1)];
-      }
     }
     while (!children.empty() && ::waitpid(children.front(), nullptr, WNOHANG) != 0) children.pop_front();
   };

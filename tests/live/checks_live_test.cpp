@@ -18,14 +18,10 @@
 #include "frame/testing/eventually.h"
 #include "support/load_process.h"
 #include "support/machine_figures.h"
+#include "support/own_name.h"
 
 namespace kvwmi::tests {
 namespace {
-
-/// A name that no other process of this machine bears; longer than what the kernel keeps of it.
-std::string own_name(const std::string& purpose) {
-  return "kvwmi-live-" + purpose + "-" + std::to_string(getpid());
-}
 
 /// The size that a check tells, which must answer.
 std::int64_t size_of(std::int32_t (CheckPoint::*method)(Currency&)) {

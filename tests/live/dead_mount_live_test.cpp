@@ -3,8 +3,6 @@
 // the whole process enters the namespace.
 #include <gtest/gtest.h>
 #include <kvwmi/error.h>
-#include <kvwmi/message_loop.h>
-#include <kvwmi/supervision.h>
 #include <kvwmi/wmi_session.h>
 #include <sched.h>
 #include <sys/mount.h>
@@ -22,6 +20,7 @@
 #include "frame/testing/eventually.h"
 #include "live/fuse_folder.h"
 #include "support/further_polls.h"
+#include "support/watching.h"
 
 namespace kvwmi::tests {
 namespace {
@@ -140,27 +139,20 @@ class LowSpaceWatch {
   static constexpr std::uint64_t kLess = 14ULL << 20U;
 
   explicit LowSpaceWatch(const std::string& letter) {
-    engine_.m_Initialize();
-    EXPECT_EQ(engine_.m_SuperviseDiskFreeSpace(1, 5, letter, 2, Currency::from_integer(16), 2, 1), 0);
+    EXPECT_EQ(watching_.supervision.m_SuperviseDiskFreeSpace(Watching::kStep, 5, letter, 2,
+                                                             Currency::from_integer(16), 2, 1),
+              0);
   }
-  ~LowSpaceWatch() { engine_.m_Release(); }
-  LowSpaceWatch(const LowSpaceWatch&) = delete;
-  LowSpaceWatch& operator=(const LowSpaceWatch&) = delete;
 
   /// The detail of the next record within `limit`; empty where none comes.
   std::string next_detail(std::chrono::milliseconds limit) {
-    std::int32_t supervision = 0;
-    std::string detail;
-    const auto arrived = [&] {
-      engine_.m_PopEventInfos(1, supervision, detail);
-      return supervision != 0;
-    };
-    return message_loop::run_until(arrived, limit) ? detail : "";
+    const auto record = watching_.next(limit);
+    return record ? record->second : "";
   }
   static std::string expected_detail() { return "Value: " + std::to_string(kLess) + " Bytes"; }
 
  private:
-  Supervision engine_;
+  Watching watching_;
 };
 
 TEST_F(DeadMount, HoldsUpNothingElseAndRecoversWhenItIsMountedAgain) {

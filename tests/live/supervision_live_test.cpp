@@ -2,99 +2,52 @@
 #include <gtest/gtest.h>
 #include <kvwmi/checkpoint.h>
 #include <kvwmi/error.h>
-#include <kvwmi/message_loop.h>
-#include <kvwmi/named_event.h>
 #include <kvwmi/supervision.h>
-#include <unistd.h>
 
 #include <chrono>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
-#include <regex>
 #include <stdexcept>
 #include <string>
 #include <thread>
-#include <utility>
-#include <vector>
 
-#include "support/further_polls.h"
 #include "support/load_process.h"
 #include "support/machine_figures.h"
+#include "support/own_name.h"
+#include "support/watching.h"
 
 namespace kvwmi::tests {
 namespace {
 
 using namespace std::chrono_literals;
 
-constexpr std::int32_t kStep = 7;
-
-/// A name that no other process or event of this machine bears.
-std::string own_name(const std::string& purpose) {
-  return "kvwmi-live-" + purpose + "-" + std::to_string(getpid());
-}
-
-/// An initialised engine with its event, and the records that have arrived.
-class Watching {
- public:
-  Watching() {
-    supervision.p_strSupervisionEventName(own_name("event"));
-    supervision.m_Initialize();
-  }
-  ~Watching() { supervision.m_Release(); }
-
-  /// Runs the loop until `count` records of the step have arrived in all; false when they do not come.
-  [[nodiscard]] bool wait_for_records(std::size_t count, std::chrono::seconds limit = 20s) {
-    return message_loop::run_until(
-        [&] {
-          if (event.wait(0ms)) drain();
-          return records.size() >= count;
-        },
-        limit);
-  }
-  /// Takes what the next polls bring.
-  void pass_polls() {
-    FurtherPolls().pass();
-    drain();
-  }
-  void drain() {
-    for (;;) {
-      std::pair<std::int32_t, std::string> record;
-      supervision.m_PopEventInfos(kStep, record.first, record.second);
-      if (record.first == 0) return;
-      records.push_back(record);
-    }
-  }
-
-  NamedEvent event{own_name("event"), NamedEvent::Reset::automatic};
-  Supervision supervision;
-  std::vector<std::pair<std::int32_t, std::string>> records;
-};
-
-using Records = std::vector<std::pair<std::int32_t, std::string>>;
+constexpr std::int32_t kStep = Watching::kStep;
 
 TEST(SupervisionLive, FreeMemoryArrivesInKilobytes) {
   Watching watching;
   watching.supervision.m_SuperviseFreePhysicalMemorySize(kStep, 3, 1, Currency::from_integer(1), 1, 1);
   // Something must change for WMI to look at the threshold, and an idle machine may do nothing.
   const LoadProcess load(own_name("memory"), 50, LoadProcess::Work::idle);
-  ASSERT_TRUE(watching.wait_for_records(1));
-  EXPECT_EQ(watching.records.front().first, 3);
-  expect_size(watching.records.front().second, {"MemAvailable"});
+  const auto record = watching.next();
+  ASSERT_TRUE(record);
+  EXPECT_EQ(record->first, 3);
+  expect_size(record->second, {"MemAvailable"});
 }
 
 TEST(SupervisionLive, ProcessorLoadArrivesInPercent) {
   Watching watching;
   watching.supervision.m_SuperviseProcessorLoadPercentage(kStep, 4, 3, 90, 1);
   const BusyMachine busy(own_name("load"));
-  if (!watching.wait_for_records(1, 10s)) {
+  const auto record = watching.next(10s);
+  if (!record) {
     std::int32_t load_now = 0;
     CheckPoint().m_GetProcessorLoadPercentage(load_now);
     ASSERT_EQ(load_now, 100) << "the load could change, but no change arrived";
     GTEST_SKIP() << "this machine was fully loaded all the time, so its load did not change";
   }
-  EXPECT_EQ(watching.records.front().first, 4);
-  busy.expect_load(watching.records.front().second);
+  EXPECT_EQ(record->first, 4);
+  busy.expect_load(record->second);
 }
 
 /// A copy of tail under a name of its own that keeps what it is given.
@@ -136,11 +89,9 @@ TEST(SupervisionLive, AProcessThatOutgrowsAThresholdArrivesWithItsSize) {
   watching.pass_polls();
   EXPECT_EQ(watching.records, Records{}) << "it is small yet";
   process.grow(80'000'000);
-  ASSERT_TRUE(watching.wait_for_records(1));
-  std::smatch match;
-  ASSERT_TRUE(std::regex_match(watching.records.front().second, match, std::regex("Value: ([0-9]+) Bytes")))
-      << watching.records.front().second;
-  EXPECT_GT(std::stoll(match[1]), 50 * 1024 * 1024);
+  const auto record = watching.next();
+  ASSERT_TRUE(record);
+  EXPECT_GT(value_in(record->second, "Bytes"), 50 * 1024 * 1024);
 }
 
 TEST(SupervisionLive, RefusedQueriesFailTheRequest) {

@@ -4,7 +4,6 @@
 #include <kvwmi/message_loop.h>
 #include <kvwmi/supervision.h>
 #include <poll.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <chrono>
@@ -12,10 +11,11 @@
 #include <functional>
 #include <optional>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "support/event_waiter.h"
+#include "support/own_name.h"
+#include "support/watching.h"
 
 namespace kvwmi::tests {
 
@@ -93,7 +93,7 @@ class WatchedMachine {
       return std::nullopt;
     }
     const std::string detail = change.detail ? change.detail() : "";
-    EXPECT_EQ(drain(), (Records{{change.watch, detail}}));
+    EXPECT_EQ(take_records(supervision, kStep), (Records{{change.watch, detail}}));
     return *seen - before;
   }
 
@@ -103,7 +103,6 @@ class WatchedMachine {
   }
 
  private:
-  using Records = std::vector<std::pair<std::int32_t, std::string>>;
   static constexpr std::chrono::seconds kPatience{30};
 
   /// Runs the thread's message loop until the other process tells of the event.
@@ -118,17 +117,7 @@ class WatchedMachine {
     return std::nullopt;
   }
 
-  [[nodiscard]] Records drain() {
-    Records records;
-    for (;;) {
-      std::pair<std::int32_t, std::string> record;
-      supervision.m_PopEventInfos(kStep, record.first, record.second);
-      if (record.first == 0) return records;
-      records.push_back(std::move(record));
-    }
-  }
-
-  std::string event_name_ = "kvwmi-watched-machine-" + std::to_string(getpid());
+  std::string event_name_ = own_name("watched-machine");
   EventWaiter waiter_{event_name_};
 };
 
