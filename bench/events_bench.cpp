@@ -65,14 +65,14 @@ class Watches {
           std::to_string(i) + "'";
       engine_->subscribe({sink_, query, 0, nullptr, {}, catalog, {"bench", R"(root\CIMV2)"}, {}}, now_);
     }
-    require(engine_->polls() == 1, "the watches do not share a poll");
+    require(engine_->polls() == 1, "the watches share a poll");
   }
 
   /// Seconds of processor time of one poll a period later.
   double poll() {
     now_ += seconds(1);
     const double begin = processor_seconds();
-    require(engine_->run_one(now_), "nothing was due");
+    require(engine_->run_one(now_), "a poll is due");
     const double used = processor_seconds() - begin;
     loop_->run();
     return used;
@@ -115,8 +115,8 @@ void compare_polls(Claims& claims) {
     static_cast<void>(one.poll());
     static_cast<void>(many.poll());
   }
-  require(one.events == kRounds, "one watch missed a process");
-  require(many.events == kRounds, "10,000 watches missed a process");
+  require(one.events == kRounds, "one watch sees each process");
+  require(many.events == kRounds, "10,000 watches see each process");
   claims.note("a poll with one watch, milliseconds of processor time", median(one_seconds) * 1e3);
   claims.note("a poll with 10,000 watches", median(many_seconds) * 1e3);
   claims.at_most("10,000 watches against one", median(many_seconds) / median(one_seconds), 1.2);
@@ -181,7 +181,7 @@ void measure_latency(Claims& claims) {
   TimedGround ground;
   Supervision engine(ground);
   engine.m_Initialize();
-  require(engine.m_SuperviseProcess(1, 9, "kvw-late", true, false, 1) == 0, "refused");
+  require(engine.m_SuperviseProcess(1, 9, "kvw-late", true, false, 1) == 0, "the watch is taken");
   const auto milliseconds_between = [](TimePoint from, TimePoint to) {
     return std::chrono::duration<double, std::milli>(to - from).count();
   };
@@ -193,7 +193,7 @@ void measure_latency(Claims& claims) {
     const TimePoint poll(std::chrono::ceil<seconds>(std::chrono::steady_clock::now().time_since_epoch()));
     const std::int32_t supervision = next_supervision(engine, seconds(5));
     const TimePoint popped = std::chrono::steady_clock::now();
-    require(supervision == 9, "the record did not arrive");
+    require(supervision == 9, "the record arrives");
     polls.push_back(milliseconds_between(poll, ground.end_of_poll()));
     beyond.push_back(milliseconds_between(ground.end_of_poll(), popped));
     end(child);

@@ -3,12 +3,20 @@
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
+#include <cstdlib>
 #include <limits>
 #include <string>
 #include <string_view>
 
 /// What the benchmarks share: each measures the thing and its floor in one run, so that only ratios count.
 namespace kvwmi::bench {
+
+/// Ends the program where what it measures does not do what it should.
+inline void require(bool holds, const char* what) {
+  if (holds) return;
+  std::fprintf(stderr, "wrong: %s\n", what);
+  std::exit(2);
+}
 
 /// Seconds of the fastest of `rounds` runs: the one that the rest of the machine disturbed least.
 template <typename Run>

@@ -48,7 +48,8 @@ void measure(Claims& claims) {
   Supervision engine;
   engine.m_Initialize();
   for (int i = 0; i < kWatches; ++i) {
-    require(engine.m_SuperviseProcess(1, i + 1, "kvw-" + std::to_string(i), true, false, 1) == 0, "refused");
+    require(engine.m_SuperviseProcess(1, i + 1, "kvw-" + std::to_string(i), true, false, 1) == 0,
+            "the watch is taken");
   }
   message_loop::run_for(seconds(3));
 
@@ -68,7 +69,7 @@ void measure(Claims& claims) {
   late.take_name();
   const std::int32_t supervision = next_supervision(engine, seconds(15));
   engine.m_Release();
-  require(supervision == 78, "the watches were not at work");
+  require(supervision == 78, "the watches are at work");
   claims.note("seconds measured", passed);
   claims.note("of them, seconds in which some process of the machine forked", restless);
   claims.at_most("10,000 watches at 1 Hz on a machine at rest, percent of a core", used / passed * 100, 0.5);

@@ -5,18 +5,12 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <cstdio>
-#include <cstdlib>
 #include <vector>
+
+#include "measure.h"
 
 /// Processes for benchmarks that look at processes.
 namespace kvwmi::bench {
-
-inline void require(bool holds, const char* what) {
-  if (holds) return;
-  std::fprintf(stderr, "%s\n", what);
-  std::exit(2);
-}
 
 /// A child under a name of its own that does nothing until it is killed.
 inline pid_t sleeper(const char* name) {
@@ -26,7 +20,7 @@ inline pid_t sleeper(const char* name) {
     ::prctl(PR_SET_NAME, name);
     for (;;) ::pause();
   }
-  require(pid > 0, "cannot fork");
+  require(pid > 0, "a child is there");
   return pid;
 }
 
@@ -40,7 +34,7 @@ class LateComer {
  public:
   explicit LateComer(const char* name) {
     int ends[2];
-    require(::pipe(ends) == 0, "no pipe");
+    require(::pipe(ends) == 0, "a pipe is there");
     pid_ = ::fork();
     if (pid_ == 0) {
       ::prctl(PR_SET_PDEATHSIG, SIGKILL);
@@ -49,7 +43,7 @@ class LateComer {
       if (::read(ends[0], &word, 1) == 1) ::prctl(PR_SET_NAME, name);
       for (;;) ::pause();
     }
-    require(pid_ > 0, "cannot fork");
+    require(pid_ > 0, "a child is there");
     ::close(ends[0]);
     tell_ = ends[1];
   }
@@ -60,7 +54,7 @@ class LateComer {
   LateComer(const LateComer&) = delete;
   LateComer& operator=(const LateComer&) = delete;
 
-  void take_name() const { require(::write(tell_, "x", 1) == 1, "cannot tell it"); }
+  void take_name() const { require(::write(tell_, "x", 1) == 1, "it can be told"); }
 
  private:
   pid_t pid_ = -1;

@@ -2,8 +2,6 @@
 // as agents do. The floor is one deque of the same records, which knows no steps.
 
 #include <cstdint>
-#include <cstdio>
-#include <cstdlib>
 #include <deque>
 #include <string>
 
@@ -18,12 +16,7 @@ constexpr std::int32_t kRecords = 1'000'000;
 constexpr int kRounds = 5;
 // As long as a detail of the machine's memory: too long to be kept inside a string object.
 const std::string kDetail = "Value: 16291840 Kilobytes";
-
-void require(bool holds) {
-  if (holds) return;
-  std::fputs("the queue lost or mixed up a record\n", stderr);
-  std::exit(2);
-}
+constexpr const char* kInOrder = "every record comes back, in its order";
 
 /// Pushes `records` round the steps and pops them again, until `kRecords` have gone through.
 double queue_seconds(std::int32_t records, std::int32_t steps) {
@@ -39,11 +32,11 @@ double queue_seconds(std::int32_t records, std::int32_t steps) {
         for (std::int32_t expected = 1;; ++expected) {
           engine.PopEventInfos(step, supervision, detail);
           if (supervision == 0) break;
-          require(supervision == expected && detail == kDetail);
+          require(supervision == expected && detail == kDetail, kInOrder);
           ++popped;
         }
       }
-      require(popped == records);
+      require(popped == records, kInOrder);
     }
   });
 }
@@ -56,7 +49,7 @@ double floor_seconds(std::int32_t records) {
       for (std::int32_t i = 0; i < records; ++i) {
         const SupervisionInfos popped = std::move(queue.front());
         queue.pop_front();
-        require(popped.p_lngSupervisionId == i + 1 && popped.p_strDetail == kDetail);
+        require(popped.p_lngSupervisionId == i + 1 && popped.p_strDetail == kDetail, kInOrder);
       }
     }
   });

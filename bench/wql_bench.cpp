@@ -3,8 +3,6 @@
 // for the one text or condition: a pass over the query's bytes, and the comparison of the two columns.
 
 #include <cstdint>
-#include <cstdio>
-#include <cstdlib>
 #include <memory>
 #include <string>
 #include <utility>
@@ -23,12 +21,6 @@ namespace {
 
 using cim::CimType;
 using cim::Cost;
-
-void require(bool holds, const char* what) {
-  if (holds) return;
-  std::fprintf(stderr, "wrong answer: %s\n", what);
-  std::exit(2);
-}
 
 constexpr std::string_view kBases[] = {"Win32_Service", "CIM_DirectoryContainsFile", "CIM_LogicalElement"};
 constexpr cim::Property kProperties[] = {

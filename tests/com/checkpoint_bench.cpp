@@ -5,7 +5,6 @@
 
 #include <wbemdisp.h>
 
-#include <cstdlib>
 #include <string>
 
 #include "automation.h"
@@ -18,12 +17,7 @@ namespace {
 using automation::Bstr;
 using automation::ComPtr;
 using automation::Variant;
-
-void require(bool holds, const char* what) {
-  if (holds) return;
-  std::printf("wrong answer: %s\n", what);
-  std::exit(1);
-}
+using kvwmi::bench::require;
 
 ComPtr<ISWbemServices> connect() {
   ComPtr<ISWbemLocator> locator;
