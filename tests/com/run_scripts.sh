@@ -2,7 +2,7 @@
 # Runs scripts with the system's script host.
 #   run_scripts.sh WINE SCRIPT...
 # A script fails with a line that begins with FAIL, or by not ending with the line DONE: the script host itself tells
-# of no error.
+# of no error. What Visual Basic scripts share, expect.vbs beside them, is put in front of them.
 set -euo pipefail
 wine=$1
 shift
@@ -11,7 +11,11 @@ trap 'rm -rf "$work"' EXIT
 status=0
 for script; do
   name=${script##*/}
-  cp -- "$script" "$work/$name"
+  if [[ $name == *.vbs ]]; then
+    cat -- "${script%/*}/expect.vbs" "$script" >"$work/$name"
+  else
+    cp -- "$script" "$work/$name"
+  fi
   # The host takes a path that begins with a slash for a switch.
   "$wine" cscript //nologo "${work#./}\\$name" >"$work/out" 2>&1 </dev/null || true
   output=$(tr -d '\r' <"$work/out")

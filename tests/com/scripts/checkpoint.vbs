@@ -1,21 +1,11 @@
 ' CheckPoint as a script uses it, against the system's own WMI. Every failed check prints a line that begins with
 ' FAIL; the last line is DONE. Risky expressions and their checks stand on lines of their own, because a line that
 ' fails is skipped as a whole.
-Option Explicit
 Dim c, r, s, values(1), holder, infos
 
 Class Member
   Public Value
 End Class
-
-Sub Expect(what, actual, expected)
-  Dim failed
-  failed = True
-  If TypeName(actual) = TypeName(expected) Then
-    If actual = expected Then failed = False
-  End If
-  If failed Then WScript.Echo "FAIL " & what & ": " & TypeName(actual) & " " & actual & " instead of " & expected
-End Sub
 
 Sub ExpectError(what, number, source, description)
   Dim n, f, d

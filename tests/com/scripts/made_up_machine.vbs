@@ -1,16 +1,6 @@
 ' CheckPoint's thirteen methods on a machine that this script makes up. A failed check prints a line that begins with
 ' FAIL; the last line is DONE.
-Option Explicit
 Dim machine, c, r, s, row, source, n, d
-
-Sub Expect(what, actual, expected)
-  Dim failed
-  failed = True
-  If TypeName(actual) = TypeName(expected) Then
-    If actual = expected Then failed = False
-  End If
-  If failed Then WScript.Echo "FAIL " & what & ": " & TypeName(actual) & " " & actual & " instead of " & expected
-End Sub
 
 Set machine = CreateObject("KVWMITest.Repository")
 Set c = CreateObject("KVWMI.CheckPoint")

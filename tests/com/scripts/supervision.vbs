@@ -1,15 +1,6 @@
 ' Supervision from a script, on a machine that the script makes up. A failed expectation is a line beginning with FAIL.
 Dim machine, s, r, id, detail, row, n, source, d
 
-Sub Expect(what, actual, expected)
-  Dim failed
-  failed = True
-  If TypeName(actual) = TypeName(expected) Then
-    If actual = expected Then failed = False
-  End If
-  If failed Then WScript.Echo "FAIL " & what & ": " & TypeName(actual) & " " & actual & " instead of " & expected
-End Sub
-
 ' The next record of step 7 in id and detail; the message loop must run for one to come.
 Sub NextRecord
   Dim rounds
