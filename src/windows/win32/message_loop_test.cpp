@@ -9,6 +9,7 @@
 
 #include "kvwmi/error.h"
 #include "kvwmi/named_event.h"
+#include "windows/testing/own_name.h"
 #include "windows/win32/named_events.h"
 
 namespace kvwmi {
@@ -16,11 +17,8 @@ namespace {
 
 using std::chrono::milliseconds;
 using std::chrono::seconds;
+using testing::own_name;
 using Reset = NamedEvent::Reset;
-
-std::string own_name(const std::string& what) {
-  return "kvwmi-test-" + std::to_string(::GetCurrentProcessId()) + '-' + what;
-}
 
 int ticks = 0;
 void CALLBACK tick(HWND, UINT, UINT_PTR, DWORD) {

@@ -9,6 +9,7 @@
 
 #include "frame/wow64.h"
 #include "kvwmi/message_loop.h"
+#include "windows/testing/own_name.h"
 #include "windows/win32/clock.h"
 #include "windows/win32/named_events.h"
 #include "windows/win32/system_info.h"
@@ -17,11 +18,8 @@
 namespace kvwmi::ground {
 namespace {
 
+using kvwmi::testing::own_name;
 using std::chrono::milliseconds;
-
-std::string own_name(const char* stem) {
-  return std::string(stem) + " " + std::to_string(GetCurrentProcessId());
-}
 
 TEST(Win32Clock, TellsLocalTimeInWholeSeconds) {
   SYSTEMTIME before{};
@@ -88,7 +86,7 @@ TEST(Win32SystemInfo, TellsWhetherA32BitProcessRunsUnderA64BitSystem) {
 }
 
 TEST(Win32NamedEvents, SignalsAnExistingEvent) {
-  const std::string name = own_name("kvwmi event");
+  const std::string name = own_name("event");
   const HANDLE event = CreateEventA(nullptr, TRUE, FALSE, name.c_str());
   ASSERT_NE(event, nullptr);
   Win32NamedEvents().signal(name);
@@ -97,7 +95,7 @@ TEST(Win32NamedEvents, SignalsAnExistingEvent) {
 }
 
 TEST(Win32NamedEvents, ANameThatNoEventHasDoesNothing) {
-  const std::string name = own_name("kvwmi no event");
+  const std::string name = own_name("no-event");
   Win32NamedEvents().signal(name);
   Win32NamedEvents().signal("");
   // It was not created either.
@@ -157,7 +155,7 @@ class OtherWindow {
 
 TEST(Win32Windows, FindsByExactTitleAndDeliversTheAnswer) {
   Win32Windows windows;
-  const std::string title = own_name("kvwmi window");
+  const std::string title = own_name("window");
   EXPECT_EQ(windows.find(title), 0U);
   for (const LRESULT answer : {0, 5}) {
     const OtherWindow other(title, answer);
