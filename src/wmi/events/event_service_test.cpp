@@ -15,6 +15,7 @@
 #include <utility>
 #include <vector>
 
+#include "frame/testing/eventually.h"
 #include "frame/wmi_status.h"
 #include "wmi/memory_provider.h"
 #include "wmi/service.h"
@@ -24,6 +25,7 @@ namespace {
 
 using std::chrono::milliseconds;
 using std::chrono::seconds;
+using testing::eventually;
 
 /// A thread's loop in its simplest form.
 class Loop final : public Delivery {
@@ -316,15 +318,7 @@ struct FewThreadsTest : EventServiceTest {
   /// Has a class hang, or not any more, and waits until it does.
   void hang(HangingProvider& provider, bool hangs) {
     provider.hang(hangs);
-    EXPECT_TRUE(comes_true([&] { return provider.waiting() == (hangs ? 1 : 0); }));
-  }
-  static bool comes_true(const std::function<bool()>& condition) {
-    const auto deadline = std::chrono::steady_clock::now() + seconds(10);
-    while (!condition()) {
-      if (std::chrono::steady_clock::now() > deadline) return false;
-      std::this_thread::sleep_for(milliseconds(1));
-    }
-    return true;
+    EXPECT_TRUE(eventually([&] { return provider.waiting() == (hangs ? 1 : 0); }));
   }
   bool delivers(const std::string& id) {
     things->add({{"Id", id}});
@@ -355,7 +349,7 @@ TEST_F(FewThreadsTest, WhenAllAreHeldUpTheFirstThatReturnsServesTheRest) {
   EXPECT_EQ(hanging[0]->waiting() + hanging[2]->waiting(), 2);
   hang(*hanging[0], false);
   hang(*hanging[2], false);
-  EXPECT_TRUE(comes_true([&] { return events->threads() <= 3U; }));
+  EXPECT_TRUE(eventually([&] { return events->threads() <= 3U; }));
   hang(*hanging[0], true);
   EXPECT_TRUE(delivers("watched again"));
 }
@@ -380,10 +374,10 @@ TEST_F(FewThreadsTest, AThreadThatCannotBeMadeIsMadeLater) {
   out_of_threads = true;
   hang(*hanging[0], true);
   EXPECT_TRUE(delivers("unwatched"));
-  EXPECT_TRUE(comes_true([&] { return refused_threads > 0; }));
+  EXPECT_TRUE(eventually([&] { return refused_threads > 0; }));
   EXPECT_EQ(events->threads(), 2U) << "none is counted that was not made";
   out_of_threads = false;
-  EXPECT_TRUE(comes_true([&] { return events->threads() == 3U; }));
+  EXPECT_TRUE(eventually([&] { return events->threads() == 3U; }));
   hang(*hanging[1], true);
   EXPECT_TRUE(delivers("watched again"));
 }
@@ -402,7 +396,7 @@ TEST_F(EventServiceTest, WhoeverTakesTheFailuresMayRaise) {
   subscribe(sink, "Test_Dead");
   dead->fail(true);
   dead->rows().add({{"Id", "dead"}});
-  EXPECT_TRUE(FewThreadsTest::comes_true([&] { return reports == 1; }));
+  EXPECT_TRUE(eventually([&] { return reports == 1; }));
   things->add({{"Id", "1"}});
   EXPECT_TRUE(loop->run_until([&] { return seen.size() == 1; }));
   dead->fail(false);
