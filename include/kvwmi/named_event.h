@@ -56,7 +56,7 @@ class KVWMI_API NamedEvent {
  private:
   std::string name_;
   Reset reset_;
-  std::intptr_t handle_;
+  std::intptr_t handle_ = 0;
 };
 
 }  // namespace kvwmi

@@ -65,7 +65,7 @@ bool is_fuse_of_device(const Mount& mount) {
 bool is_no_volume(const Mount& mount) {
   const std::string_view type = mount.type;
   if (!type.starts_with("fuse.")) return contains(kNoVolumes, type);
-  return contains(kNoFuseVolumes, type.substr(5)) || type.find(".AppImage") != type.npos ||
+  return contains(kNoFuseVolumes, type.substr(5)) || type.find(".AppImage") != std::string_view::npos ||
          mount.mount_point.find("/tmp/.mount_") != std::string::npos;
 }
 

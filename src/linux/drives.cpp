@@ -128,6 +128,7 @@ std::vector<Drive> Drives::volumes(const std::vector<parsers::Mount>& mounts) co
     }
   }
   std::vector<Drive> drives;
+  drives.reserve(by_device.size());
   for (auto& [device, drive] : by_device) drives.push_back(std::move(drive));
   return drives;
 }

@@ -18,12 +18,12 @@ namespace kvwmi::ground {
 
 /// A mounted volume under its letter.
 struct Drive {
-  char letter;
-  DriveType type;
+  char letter = '\0';
+  DriveType type = DriveType::fixed;
   parsers::Mount mount;
   /// Whether a file system call on its mount point may never return: it, or a volume that its mount point
   /// lies in, asks another machine or a process. Such calls belong on a thread of their own.
-  bool may_hang;
+  bool may_hang = false;
 
   /// "C:"
   [[nodiscard]] std::string name() const { return std::string{letter, ':'}; }

@@ -10,6 +10,7 @@ namespace kvwmi {
 
 Ground& local_ground() {
   // Never destroyed: threads and static objects of the host may use it to the very end.
+  // NOLINTNEXTLINE(cppcoreguidelines-avoid-non-const-global-variables): the one of the process
   static Ground& ground = *new ground::LinuxGround;
   return ground;
 }

@@ -86,7 +86,7 @@ std::optional<Descriptor> try_open(const std::string& name, NamedEvent::Reset re
 
 }  // namespace
 
-NamedEvent::NamedEvent(const std::string& name, Reset reset) : reset_(reset), handle_(-1) {
+NamedEvent::NamedEvent(const std::string& name, Reset reset) : reset_(reset) {
   const auto queue = queue_name(name);
   if (!queue) {
     throw system_error(ENAMETOOLONG, "mq_open")
@@ -119,10 +119,12 @@ bool NamedEvent::wait(std::chrono::milliseconds timeout) {
   }
 }
 
+// NOLINTNEXTLINE(readability-make-member-function-const): what it changes is the event
 void NamedEvent::set() {
   if (!ground::set_event(static_cast<int>(handle_))) throw system_error(errno, "mq_send");
 }
 
+// NOLINTNEXTLINE(readability-make-member-function-const): the same
 void NamedEvent::reset() {
   ground::take_signal(static_cast<int>(handle_));
 }

@@ -108,7 +108,7 @@ bool ProcessEvents::send(Request request) {
 }
 
 void ProcessEvents::receive() {
-  std::array<char, 1024> buffer;
+  std::array<char, 1024> buffer{};
   while (true) {
     const ssize_t got = recv(socket_.get(), buffer.data(), buffer.size(), MSG_DONTWAIT);
     if (got > 0) {

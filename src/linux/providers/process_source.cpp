@@ -33,7 +33,7 @@ class ProcessPath {
   [[nodiscard]] const char* c_str() const noexcept { return text_.data(); }
 
  private:
-  std::array<char, 48> text_;
+  std::array<char, 48> text_{};
 };
 
 /// The part of struct linux_dirent64 that the kernel promises.
@@ -43,7 +43,7 @@ constexpr std::size_t kEntryName = 19;
 /// Calls `name` with each entry of an open folder; false where it cannot be read.
 template <typename Name>
 bool for_each_entry(int folder, Name&& name) {
-  alignas(8) std::array<char, 32768> buffer;
+  alignas(8) std::array<char, 32768> buffer{};
   while (true) {
     const long got = syscall(SYS_getdents64, folder, buffer.data(), buffer.size());
     if (got <= 0) return got == 0;
@@ -101,7 +101,7 @@ std::vector<pid_t> ProcessSource::all() const {
 
 bool ProcessSource::exists(pid_t pid) const {
   if (pid <= 0) return false;
-  std::array<char, 512> buffer;
+  std::array<char, 512> buffer{};
   // A thread's number opens as a folder too, but is no process.
   const auto status = read_short(pid, "status", buffer);
   return status && parsers::number_field(*status, "Tgid") == static_cast<std::uint64_t>(pid);
@@ -143,7 +143,7 @@ std::optional<std::string> ProcessSource::executable(pid_t pid) const {
 }
 
 bool ProcessSource::has_ended(pid_t pid) const {
-  std::array<char, 1024> buffer;
+  std::array<char, 1024> buffer{};
   const auto text = read_short(pid, "stat", buffer);
   const auto stat = text ? parsers::parse_process_stat(*text) : std::nullopt;
   return !stat || stat->has_ended();
@@ -167,7 +167,7 @@ std::optional<std::string> ProcessSource::name(pid_t pid) const {
 
 std::optional<std::string> ProcessSource::name_among(pid_t pid,
                                                      const std::vector<std::string_view>& wanted) const {
-  std::array<char, 128> buffer;
+  std::array<char, 128> buffer{};
   const std::optional<std::string_view> text = read_short(pid, "comm", buffer);
   if (!text || text->empty()) return std::nullopt;
   const std::string_view comm = parsers::lasting_name(without_line_end(*text));
@@ -197,7 +197,7 @@ const parsers::ProcessStat* ProcessFiles::stat() {
   Texts& kept = texts();
   if (!kept.stat_read) {
     kept.stat_read = true;
-    std::array<char, 1024> buffer;
+    std::array<char, 1024> buffer{};
     if (const auto text = source_->read_short(pid_, "stat", buffer))
       kept.stat = parsers::parse_process_stat(*text);
     if (kept.stat) {
@@ -209,7 +209,7 @@ const parsers::ProcessStat* ProcessFiles::stat() {
 }
 
 bool ProcessFiles::still_the_same() {
-  std::array<char, 1024> buffer;
+  std::array<char, 1024> buffer{};
   const auto text = source_->read_short(pid_, "stat", buffer);
   if (!text) return false;
   const auto now = parsers::parse_process_stat(*text);
@@ -237,7 +237,7 @@ std::optional<std::uint64_t> ProcessFiles::io_number(std::string_view name) {
 
 std::optional<std::uint64_t> ProcessFiles::resident_bytes() {
   return checked([&]() -> std::optional<std::uint64_t> {
-    std::array<char, 256> buffer;
+    std::array<char, 256> buffer{};
     const auto text = source_->read_short(pid_, "statm", buffer);
     if (!text) return std::nullopt;
     const auto pages = parsers::parse_resident_pages(*text);
@@ -269,7 +269,7 @@ std::optional<std::uint64_t> ProcessFiles::handles() {
 
 std::optional<std::uint64_t> ProcessFiles::login_session() {
   return checked([&]() -> std::optional<std::uint64_t> {
-    std::array<char, 32> buffer;
+    std::array<char, 32> buffer{};
     const auto text = source_->read_short(pid_, "sessionid", buffer);
     if (!text) return std::nullopt;
     const auto session = parsers::to_number<std::uint32_t>(parsers::trimmed(*text));

@@ -1,7 +1,6 @@
 #include "linux/providers/service_manager.h"
 
 #include <algorithm>
-#include <array>
 #include <utility>
 
 namespace kvwmi::ground::providers {
@@ -21,10 +20,14 @@ constexpr auto kExecuteTime = 20ms;
 std::vector<Unit> read_units(const Message& answer) {
   std::vector<Unit> units;
   check(sd_bus_message_enter_container(answer.get(), 'a', "(ssssssouso)"));
-  std::array<const char*, 7> text{};
-  while (check(sd_bus_message_read(answer.get(), "(ssssssouso)", &text[0], &text[1], &text[2], &text[3],
-                                   nullptr, nullptr, &text[4], nullptr, nullptr, nullptr)) > 0) {
-    units.push_back({text[0], text[1], text[2], text[3], text[4]});
+  const char* unit = nullptr;
+  const char* description = nullptr;
+  const char* load_state = nullptr;
+  const char* active_state = nullptr;
+  const char* path = nullptr;
+  while (check(sd_bus_message_read(answer.get(), "(ssssssouso)", &unit, &description, &load_state,
+                                   &active_state, nullptr, nullptr, &path, nullptr, nullptr, nullptr)) > 0) {
+    units.push_back({unit, description, load_state, active_state, path});
   }
   return units;
 }
@@ -281,7 +284,7 @@ ServiceManager::JobEnd ServiceManager::run_job(const char* method, const Unit& u
   const char* job = nullptr;
   check(sd_bus_message_read_basic(answer.get(), 'o', &job));
 
-  static_cast<void>(work_until(bus.get(), deadline, [&] { return watch.ended.count(job) != 0; }));
+  static_cast<void>(work_until(bus.get(), deadline, [&] { return watch.ended.contains(job); }));
 
   JobEnd end;
   if (const auto ended = watch.ended.find(job); ended != watch.ended.end()) end.result = ended->second;

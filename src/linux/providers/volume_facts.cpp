@@ -77,7 +77,7 @@ VolumeFacts volume_facts(const std::string& root, const parsers::Mount& mount) {
                                     facts.file_system == "NTFS" || facts.file_system == "exFAT" ||
                                     facts.file_system == "FAT";
   if (!record && may_have_boot_sector && mount.source.starts_with("/dev/")) {
-    std::array<char, 512> buffer;
+    std::array<char, 512> buffer{};
     const auto sector = read_short(AT_FDCWD, (root + mount.source).c_str(), buffer);
     const parsers::BootSector boot = sector ? parsers::parse_boot_sector(*sector) : parsers::BootSector{};
     if (!boot.type.empty()) {

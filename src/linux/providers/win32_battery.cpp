@@ -207,7 +207,7 @@ constexpr Property kProperties[]{
     {"PowerManagementSupported", boolean, cim::kPlain, Cost::free, "Always false.", always_false},
     not_kept("SmartBatteryVersion", string),
     {"Status", string, cim::kPlain, Cost::read,
-     "\"OK\", or \"Degraded\" when it says so itself or holds less than half of what it was made for.",
+     R"("OK", or "Degraded" when it says so itself or holds less than half of what it was made for.)",
      cim::reader<&Row::status>},
     not_kept("StatusInfo", uint16),
     {"SystemCreationClassName", string, cim::kPlain, Cost::free, "Class of the computer.",

@@ -52,6 +52,7 @@ class Row final : public cim::Instance {
       const Drive& drive)
       : Instance(schema), source_(std::move(source)), table_(std::move(table)), drive_(drive) {}
 
+  // NOLINTBEGIN(readability-make-member-function-const): readers of properties are not const
   Value device() { return Value(drive_.name()); }
   Value access() { return number(drive_.mount.read_only ? 1U : 3U); }
   Value drive_type() { return number(static_cast<std::uint32_t>(drive_.type)); }
@@ -83,6 +84,7 @@ class Row final : public cim::Instance {
   }
   Value provider() { return drive_.type == DriveType::network ? Value(drive_.mount.source) : Value(); }
   Value mount_point() { return Value(drive_.mount.mount_point); }
+  // NOLINTEND(readability-make-member-function-const)
 
   Value file_system() { return text(facts().file_system); }
   Value label() { return text(facts().label); }

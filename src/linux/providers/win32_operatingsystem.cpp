@@ -148,7 +148,7 @@ constexpr Property kProperties[]{
      cim::reader<&Row::processes>},
     {"NumberOfUsers", uint32, cim::kPlain, Cost::slow,
      "Number of login sessions; NULL where no login manager runs.", cim::reader<&Row::users>},
-    {"OSArchitecture", string, cim::kPlain, Cost::free, "\"64-bit\" or \"32-bit\".",
+    {"OSArchitecture", string, cim::kPlain, Cost::free, R"("64-bit" or "32-bit".)",
      cim::reader<&Row::architecture>},
     {"OSType", uint16, cim::kPlain, Cost::free, "Kind of system: 36, Linux.", always_number<36>},
     not_kept("OtherTypeDescription", string),

@@ -21,7 +21,7 @@ HANDLE handle_of(std::intptr_t handle) {
 
 }  // namespace
 
-NamedEvent::NamedEvent(const std::string& name, Reset reset) : name_(name), reset_(reset), handle_(0) {
+NamedEvent::NamedEvent(const std::string& name, Reset reset) : name_(name), reset_(reset) {
   // A nameless event would be one that nobody else can reach; the system reads a name up to its first NUL.
   const std::wstring system_name = windows::to_utf16(name);
   if (*system_name.c_str() == L'\0') raise(ERROR_INVALID_NAME, "CreateEvent");

@@ -79,6 +79,7 @@ struct Class {
 /// Reader of a property through a member function of the provider's row type:
 ///     {"Name", CimType::string, kNarrows, Cost::read, "...", reader<&ProcessRow::name>}
 /// Not inline: rows of several files have one name, and the linker would take the reader of one for all.
+// NOLINTBEGIN(misc-definitions-in-headers): each file has its own
 template <auto member>
 constexpr auto reader = nullptr;
 template <typename Row, typename Result, Result (Row::*member)()>
@@ -91,5 +92,6 @@ template <typename Row, std::uint32_t (Row::*member)(std::span<const Value>)>
 constexpr auto caller<member> = +[](Instance& self, std::span<const Value> arguments) -> std::uint32_t {
   return (static_cast<Row&>(self).*member)(arguments);
 };
+// NOLINTEND(misc-definitions-in-headers)
 
 }  // namespace kvwmi::cim
