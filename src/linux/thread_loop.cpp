@@ -86,6 +86,7 @@ void ThreadLoop::kill_timer(TimerId id) {
   timer->source = sd_event_source_disable_unref(timer->source);
 }
 
+// NOLINTNEXTLINE(readability-make-member-function-const): what it runs changes the loop
 bool ThreadLoop::run_once(std::chrono::milliseconds timeout) {
   if (sd_event_get_state(event()) == SD_EVENT_RUNNING) {
     throw runtime_error(RuntimeError::invalid_procedure_call);

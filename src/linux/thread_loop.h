@@ -35,7 +35,6 @@ class ThreadLoop {
   void kill_timer(TimerId id);
 
   /// One turn of the loop; a nested turn raises.
-  // NOLINTNEXTLINE(readability-make-member-function-const): what it runs changes the loop
   bool run_once(std::chrono::milliseconds timeout);
 
  private:

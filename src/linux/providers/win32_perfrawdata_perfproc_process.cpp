@@ -51,7 +51,7 @@ class Shared {
 
   struct Found {
     std::vector<pid_t> pids;
-    std::chrono::nanoseconds seen;
+    std::chrono::nanoseconds seen{};
   };
   /// Every process: the one pass over /proc of the query, made where a row needs it.
   const Found& all() {

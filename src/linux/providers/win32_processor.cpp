@@ -38,7 +38,8 @@ class LoadSampler {
     if (window_ && age < kShortest) return *window_;
     if (age > kLongest) last_ = sample();
     const std::chrono::nanoseconds missing = kShortest - (machine_.running_time() - last_.taken);
-    if (missing > missing.zero()) machine_.sleep(std::chrono::ceil<std::chrono::milliseconds>(missing));
+    if (missing > std::chrono::nanoseconds::zero())
+      machine_.sleep(std::chrono::ceil<std::chrono::milliseconds>(missing));
     Sample now = sample();
     window_ = Window{std::move(last_.cpus), now.cpus};
     last_ = std::move(now);
@@ -124,6 +125,7 @@ class Row final : public cim::Instance {
   Row(const cim::Class& schema, std::shared_ptr<Shared> shared, std::size_t index)
       : Instance(schema), shared_(std::move(shared)), index_(index) {}
 
+  // NOLINTNEXTLINE(readability-make-member-function-const): readers of properties are not const
   Value device() { return Value("CPU" + std::to_string(index_)); }
   Value load() {
     const LoadSampler::Window& window = shared_->window();

@@ -83,6 +83,7 @@ class Row final : public cim::Instance {
   Row(const cim::Class& schema, const Machine& machine, std::shared_ptr<ServiceManager> manager, Unit unit)
       : Instance(schema), machine_(machine), manager_(std::move(manager)), unit_(std::move(unit)) {}
 
+  // NOLINTBEGIN(readability-make-member-function-const): readers of properties are not const
   Value name() {
     return Value(unit_.unit.substr(0, unit_.unit.size() - std::string_view(".service").size()));
   }
@@ -95,6 +96,7 @@ class Row final : public cim::Instance {
     return Value("Unknown");
   }
   Value started() { return Value(is_running(unit_.active_state)); }
+  // NOLINTEND(readability-make-member-function-const)
   Value start_mode() {
     if (unit_.load_state == "masked") return Value("Disabled");
     const std::string state = unit_file_state();
