@@ -32,10 +32,10 @@ class Opened {
   /// A file in it, opened or, as IN_ACCESS, read.
   int count(std::string_view wanted, std::uint32_t how = IN_OPEN) {
     int found = 0;
-    alignas(inotify_event) std::array<char, 16384> buffer;
+    alignas(inotify_event) std::array<char, 16384> buffer{};
     for (ssize_t got = 0; (got = read(events_.get(), buffer.data(), buffer.size())) > 0;) {
       for (std::size_t at = 0; at < static_cast<std::size_t>(got);) {
-        inotify_event event;
+        inotify_event event{};
         std::memcpy(&event, buffer.data() + at, sizeof event);
         const std::string_view name = event.len == 0 ? "" : buffer.data() + at + sizeof event;
         if ((event.mask & IN_Q_OVERFLOW) != 0) throw std::runtime_error("too many openings to count");

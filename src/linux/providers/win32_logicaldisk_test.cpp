@@ -110,7 +110,8 @@ TEST_F(RecordedDisks, WithoutADescriptorAVolumeIsAFailureWhoeverAnswersForIt) {
   machine.write("/dev/sdc1", sector);
   machine.write("/dev/sdd1", sector);
   provider = providers::make_win32_logicaldisk(machine);
-  const auto fuse = disk("D:"), direct = disk("E:");
+  const auto fuse = disk("D:");
+  const auto direct = disk("E:");
   {
     const NoDescriptors none;
     EXPECT_THROW(get(*fuse, "FileSystem"), Error);
