@@ -5,7 +5,7 @@ set -euo pipefail
 build=$1 compiler=$2
 samples=$(cd -- "$(dirname -- "${BASH_SOURCE[0]}")/../../samples/linux" && pwd)
 work=$(mktemp -d)
-trap 'kill $(jobs -p) 2>/dev/null; rm -rf "$work"' EXIT
+trap 'kill $(jobs -p) 2>/dev/null || true; rm -rf "$work"' EXIT
 expect() { [[ $1 == "$2" ]] || { printf 'expected: %s\nbut was:  %s\n' "$2" "$1"; exit 1; }; }
 
 cmake --install "$build" --prefix "$work/first" >"$work/log"

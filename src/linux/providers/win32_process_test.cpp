@@ -355,6 +355,7 @@ class LiveProcesses : public ::testing::Test {
   }
   std::vector<std::size_t> columns(const std::vector<std::string>& properties) {
     std::vector<std::size_t> found;
+    found.reserve(properties.size());
     for (const auto& property : properties) found.push_back(column_of(provider->schema(), property));
     return found;
   }

@@ -13,8 +13,6 @@
 
 #include "frame/testing/eventually.h"
 
-extern char** environ;
-
 namespace kvwmi::ground::testing {
 
 /// A program that runs until it is asked to end, at the latest with this object.
@@ -23,6 +21,7 @@ class ChildProcess {
   /// `program` is executed with `arguments`, the first of which it sees as its own name.
   ChildProcess(const std::string& program, std::vector<std::string> arguments) {
     std::vector<char*> pointers;
+    pointers.reserve(arguments.size() + 1);
     for (std::string& argument : arguments) pointers.push_back(argument.data());
     pointers.push_back(nullptr);
     if (posix_spawn(&pid_, program.c_str(), nullptr, nullptr, pointers.data(), environ) != 0) {
@@ -50,7 +49,7 @@ class ChildProcess {
 
  private:
   /// The new program runs before it bears its name, which is the last thing it gets.
-  void wait_for_name(const std::string& name) {
+  void wait_for_name(const std::string& name) const {
     const std::string path = "/proc/" + std::to_string(pid_) + "/comm";
     std::string comm;
     const bool named =
