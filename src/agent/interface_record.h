@@ -11,8 +11,8 @@ namespace kvwmi::agent {
 
 void require_interface_record(const std::string& file);
 
-/// Also makes the file where there is none, for a name that is missing at the end may find another file that
-/// differs in case. Gives its full path, which nothing else is found under.
+/// Also makes the file where there is none, so that a folder that cannot be written to is told at once. Gives
+/// its full path.
 [[nodiscard]] std::string claim_interface_record(const std::string& file);
 
 }  // namespace kvwmi::agent

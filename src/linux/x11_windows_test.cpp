@@ -141,7 +141,7 @@ TEST_P(X11WindowsTest, AServerThatHangsIsAnErrorAndTheNextAnswerIsRightAgain) {
     EXPECT_EQ(raised_by(question), kNoAnswer);
     EXPECT_LT(std::chrono::steady_clock::now() - before, std::chrono::seconds(5));
     display->server().kill(SIGCONT);
-    EXPECT_EQ(windows.find("behind"), handle);
+    EXPECT_TRUE(answers_again("behind", handle));
   }
 }
 

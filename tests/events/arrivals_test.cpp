@@ -80,7 +80,7 @@ TEST(Arrivals, AProgramThatAnOldProcessExecutes) {
   const ground::Machine local;
   if (!ground::providers::ProcessEvents(local).count())
     GTEST_SKIP() << "the kernel tells this process of no process events";
-  const std::string name = "kvw-late-" + std::to_string(getpid() % 1000);
+  const std::string name = "kvw-l-" + std::to_string(getpid());
   WatchedMachine machine;
   std::deque<LateProgram> programs;
   constexpr int kTimes = 3;

@@ -49,7 +49,7 @@ class FurtherPolls {
     return supervision != 0;
   }
 
-  std::string name_ = "kvw-polls-" + std::to_string(getpid() % 10000);
+  std::string name_ = "kvw-p-" + std::to_string(getpid());
   Supervision engine_;
   std::optional<LoadProcess> process_;
 };

@@ -75,9 +75,9 @@ cores() { nproc; }
 # configure PRESET TESTS - with tests (ON) or, where their packages may be missing, without (OFF). Only where it has not
 # been done with them already; the build tool repeats it when a CMake file changes.
 configure() {
-  local tree=$root/build/$1
-  [[ -f $tree/build.ninja ]] && grep -qx KVWMI_TESTS:BOOL=ON "$tree/CMakeCache.txt" && return 0
-  (cd "$root" && one_at_a_time "$1" cmake --preset "$1" -D KVWMI_TESTS="$2")
+  one_at_a_time "$1" bash -c '
+    [[ -f $2/build.ninja ]] && grep -qx KVWMI_TESTS:BOOL=ON "$2/CMakeCache.txt" && exit
+    cd "$1" && cmake --preset "$3" -D KVWMI_TESTS="$4"' - "$root" "$root/build/$1" "$@"
 }
 
 # build PRESET [TARGET...]

@@ -227,7 +227,8 @@ TEST_F(LiveProcessEvents, AreNotTrustedInNamespacesOfOnesOwn) {
     // A new process namespace begins with the next child.
     const int status =
         Forked([&] { return unshare(space) == 0 ? Forked(trusts).wait() : kNoNamespace; }).wait();
-    if (status == kNoNamespace) GTEST_SKIP() << "a namespace cannot be made here (needs root)";
+    if (status == kNoNamespace)
+      GTEST_SKIP() << "a namespace cannot be made here (needs root, and no thread of a sanitizer)";
     EXPECT_EQ(status, 0) << space;
   }
 }

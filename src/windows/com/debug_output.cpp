@@ -4,6 +4,7 @@
 
 #include <array>
 #include <cstdio>
+#include <new>
 #include <string>
 
 #include "kvwmi/diagnostics.h"
@@ -22,8 +23,12 @@ void write(const Error& error) {
 
 }  // namespace
 
-void report_to_debugger() {
-  set_diagnostic_hook(write);
+void report_to_debugger() noexcept {
+  try {
+    set_diagnostic_hook(write);
+  } catch (const std::bad_alloc&) {
+    // The next class that is asked for tries again.
+  }
 }
 
 }  // namespace kvwmi::com
