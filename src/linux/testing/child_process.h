@@ -27,7 +27,7 @@ class ChildProcess {
     if (posix_spawn(&pid_, program.c_str(), nullptr, nullptr, pointers.data(), environ) != 0) {
       throw std::runtime_error("cannot start " + program);
     }
-    wait_for_name(std::filesystem::path(program).filename().string().substr(0, 15));
+    wait_until_shown(std::filesystem::path(program).filename().string().substr(0, 15));
   }
   ChildProcess(const ChildProcess&) = delete;
   ChildProcess& operator=(const ChildProcess&) = delete;
@@ -48,13 +48,16 @@ class ChildProcess {
   }
 
  private:
-  /// The new program runs before it bears its name, which is the last thing it gets.
-  void wait_for_name(const std::string& name) const {
-    const std::string path = "/proc/" + std::to_string(pid_) + "/comm";
-    std::string comm;
-    const bool named =
-        kvwmi::testing::eventually([&] { return !std::getline(std::ifstream(path), comm) || comm == name; });
-    if (!named) throw std::runtime_error("no process " + name);
+  /// The new program runs before it bears its name and, last of all, shows its arguments.
+  void wait_until_shown(const std::string& name) const {
+    const auto first_line = [folder = "/proc/" + std::to_string(pid_)](const char* file) {
+      std::string line;
+      std::getline(std::ifstream(folder + file), line);
+      return line;
+    };
+    const bool shown = kvwmi::testing::eventually(
+        [&] { return first_line("/comm") == name && !first_line("/cmdline").empty(); });
+    if (!shown) throw std::runtime_error("no process " + name);
   }
 
   pid_t pid_ = -1;
